@@ -1,0 +1,39 @@
+# Front door for people: every target installs what it needs first (scripts/install-deps is quiet and quick
+# when everything is there).
+.PHONY: run test asan-test build deps format bench fuzz clean
+
+CMAKE_BUILD := cmake --build --preset
+
+deps:
+	@scripts/install-deps
+
+build: deps
+	@cmake --preset default >/dev/null
+	@$(CMAKE_BUILD) default
+
+# The main job on the embedded default: demo calendar, demo library, simulated capture; no account, no network.
+run: build
+	@./build/App/vellmora run --demo
+
+# Every test.
+test: build
+	@ctest --preset default
+
+# The test suite again with AddressSanitizer and UndefinedBehaviorSanitizer.
+asan-test: deps
+	@cmake --preset asan >/dev/null
+	@$(CMAKE_BUILD) asan
+	@ctest --preset asan
+
+format:
+	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i
+
+bench: build
+	@for b in build/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
+
+fuzz: deps
+	@cmake --preset fuzz >/dev/null
+	@$(CMAKE_BUILD) fuzz
+
+clean:
+	@rm -rf build build-asan build-fuzz

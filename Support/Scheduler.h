@@ -1,0 +1,97 @@
+// Time for logic that waits: the wall-clock date a user sees and timers, injected everywhere so that tests
+// run whole mornings in virtual time.
+//
+// `RealScheduler` is backed by the main loop's timers. `VirtualScheduler` is deterministic: nothing runs until
+// a test calls `advance(d)`, which runs every timer due within `d` in time order (equal times in the order
+// they were scheduled), draining the main loop after each, and then leaves `now()` at the target.
+//
+// Timers are callbacks on the main loop, ended by dropping or resetting their `Subscription`. Sleeps are for
+// tasks: `co_await scheduler.sleepFor(d)` resumes after `d`, or throws `Cancelled` as soon as the task is
+// cancelled. A date in the past (or a zero or negative duration) fires on the next turn, never inline.
+#pragma once
+
+#include "Support/Signal.h"
+#include "Support/Task.h"
+#include "Support/Time.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+
+namespace Support {
+
+class MainLoop;
+
+class Scheduler {
+public:
+    virtual ~Scheduler() = default;
+
+    /// The current wall-clock date.
+    virtual Date now() const = 0;
+
+    /// Runs `action` on the main loop once, after `delay`.
+    [[nodiscard]] virtual Subscription after(Duration delay, std::function<void()> action) = 0;
+    /// Runs `action` on the main loop once, at `date` (on the next turn when it has passed).
+    [[nodiscard]] virtual Subscription at(Date date, std::function<void()> action) = 0;
+    /// Runs `action` every `interval` (first after one interval) until the subscription ends.
+    [[nodiscard]] Subscription every(Duration interval, std::function<void()> action);
+
+    /// For tasks: suspends for `delay`, or until the task is cancelled (then throws `Cancelled`).
+    auto sleepFor(Duration delay) { return sleepImpl([this, delay](auto fire) { return after(delay, fire); }); }
+    auto sleepUntil(Date date) { return sleepImpl([this, date](auto fire) { return at(date, fire); }); }
+
+private:
+    template <typename Arm> auto sleepImpl(Arm arm) {
+        auto timer = std::make_shared<Subscription>();
+        return withContinuation<void>(
+            [timer, arm](Continuation<void> c) { *timer = arm([c] { c.resume(); }); },
+            [timer] { timer->reset(); });
+    }
+};
+
+class RealScheduler final : public Scheduler {
+public:
+    explicit RealScheduler(MainLoop& loop);
+    ~RealScheduler() override;
+    Date now() const override;
+    Subscription after(Duration delay, std::function<void()> action) override;
+    Subscription at(Date date, std::function<void()> action) override;
+
+private:
+    MainLoop& loop_;
+};
+
+class VirtualScheduler final : public Scheduler {
+public:
+    VirtualScheduler(MainLoop& loop, Date start);
+    ~VirtualScheduler() override;
+
+    Date now() const override { return now_; }
+    Subscription after(Duration delay, std::function<void()> action) override;
+    Subscription at(Date date, std::function<void()> action) override;
+
+    /// Runs every timer due up to now + `d`, in time order, draining the main loop after each.
+    void advance(Duration d);
+    void advanceTo(Date date);
+    /// Drains the main loop without moving time.
+    void runReady();
+    /// Moves the wall clock without running anything (a clock jump or a sleep the process did not see).
+    void jumpTo(Date date) { now_ = date; }
+
+    size_t pendingTimers() const { return timers_.size(); }
+    std::optional<Date> nextDue() const;
+
+private:
+    struct Key {
+        Date due;
+        uint64_t seq;
+        auto operator<=>(const Key&) const = default;
+    };
+    MainLoop& loop_;
+    Date now_;
+    uint64_t seq_ = 0;
+    std::map<Key, std::function<void()>> timers_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+} // namespace Support
