@@ -145,7 +145,7 @@ void writeAtomically(const fs::path& path, std::string_view contents, std::optio
 std::optional<std::string> readIfExists(const fs::path& path) {
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
-        if (errno == ENOENT) {
+        if (errno == ENOENT || errno == ENOTDIR) {
             return std::nullopt;
         }
         throwErrno(errno, "Cannot read", path);

@@ -124,6 +124,7 @@ TEST(Files, FailsWithThePathAndLeavesNothingBehind) {
     EXPECT_THROW(writeAtomically(tmp.path() / "folder", "data"), std::system_error);
     EXPECT_EQ(entryCount(tmp.path()), 2u);
     EXPECT_EQ(readIfExists(blocker), "x");
+    EXPECT_EQ(readIfExists(file), std::nullopt); // under a file, so it cannot exist
 }
 
 TEST(Files, ReadsNothingForAMissingFileAndThrowsForAnUnreadableOne) {
