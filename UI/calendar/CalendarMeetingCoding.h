@@ -1,7 +1,9 @@
 // JSON coding of meetings and their parts, with the field names of the types ("occurrenceKey", "start",
 // "link": {"service", "webURL", "nativeURL"}, ...), dates as ISO 8601 UTC text and absent optionals as null.
 // Used by `vellmora meetings --json` and by every file that stores meetings. Decoding is strict: a missing
-// or ill-typed field throws `CalendarMeetingCodingError` naming the field; unknown keys are ignored.
+// or ill-typed field throws `CalendarMeetingCodingError` naming the field; absent optionals, attendees and
+// statuses read as empty or "unknown", an unknown enumeration value as "unknown", and unknown keys are
+// ignored.
 #pragma once
 
 #include "UI/calendar/CalendarAttendee.h"

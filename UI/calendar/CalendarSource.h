@@ -69,11 +69,14 @@ public:
     static CalendarAttendee attendee(const Platform::CalendarParticipant& participant);
 
 private:
-    /// Runs after every operation started before it has finished.
-    Support::Task<void> turn();
+    /// Runs `body` once every operation started before it has finished.
+    template <typename T, typename F> Support::Task<T> serialised(F body);
+    Support::Task<std::vector<CalendarEventFields>> fetch(DateInterval interval,
+                                                          std::set<std::string> excluding);
 
     Platform::CalendarStore& store_;
-    std::shared_ptr<Support::Task<void>> tail_;
+    /// Done when the latest operation is done.
+    Support::Task<void> tail_;
 };
 
 } // namespace UI
