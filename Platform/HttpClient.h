@@ -65,9 +65,9 @@ struct HttpRequest {
     std::string method = "GET";
     /// Absolute http or https address, query included and already percent-encoded.
     std::string url;
-    HttpHeaders headers;
+    HttpHeaders headers{};
     /// Sent as is when not empty (set a Content-Type header yourself).
-    std::string body;
+    std::string body{};
     /// Inactivity limit; see the header comment.
     Support::Duration timeout = Support::seconds(60);
 };
@@ -76,9 +76,9 @@ struct HttpResponse {
     /// The final status after redirects (which are followed).
     int status = 0;
     /// The final response's header fields.
-    HttpHeaders headers;
+    HttpHeaders headers{};
     /// The whole body for `send`; empty for `stream`, whose body went to the chunk handler.
-    std::string body;
+    std::string body{};
 
     std::optional<std::string> header(std::string_view name) const { return headerValue(headers, name); }
     bool isSuccess() const { return status >= 200 && status < 300; }
@@ -106,9 +106,9 @@ private:
 /// Handlers of a streamed transfer; both run on the main loop, in order, before the task completes.
 struct HttpStreamHandlers {
     /// Once, when the status and header fields of the final response have arrived (before any chunk).
-    std::function<void(const HttpResponse& head)> onResponse;
+    std::function<void(const HttpResponse& head)> onResponse{};
     /// Each piece of the body as it arrives (pieces split anywhere, even inside a UTF-8 sequence).
-    std::function<void(const std::string& chunk)> onChunk;
+    std::function<void(const std::string& chunk)> onChunk{};
 };
 
 class HttpClient {
