@@ -188,7 +188,11 @@ std::optional<HttpTransportError> configure(Transfer& t) {
     curl_easy_setopt(e, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(e, CURLOPT_MAXREDIRS, 10L);
-    curl_easy_setopt(e, CURLOPT_ACCEPT_ENCODING, "");
+    if (!t.handlers) {
+        // A compressed stream reaches us only when the server's compressor flushes, which can be at the very
+        // end: streams go uncompressed.
+        curl_easy_setopt(e, CURLOPT_ACCEPT_ENCODING, "");
+    }
     curl_easy_setopt(e, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT_MS, timeoutMs);
     curl_easy_setopt(e, CURLOPT_ERRORBUFFER, t.errorText.data());
@@ -423,15 +427,18 @@ Support::Task<HttpResponse> CurlHttpClient::perform(HttpRequest request,
         t->id = worker->nextId++;
     }
     logger().debug("{} {}", t->request.method, t->request.url);
-    co_return co_await Support::withContinuation<HttpResponse>(
+    // Named locals, not temporaries inside the co_await expression: g++ 12 destroys such temporaries twice.
+    std::function<void(Support::Continuation<HttpResponse>)> start =
         [worker, t](Support::Continuation<HttpResponse> c) {
             t->continuation.emplace(c);
             worker->submit(t);
-        },
-        [worker, t] {
-            t->cancelledOnLoop = true;
-            worker->cancel(t->id);
-        });
+        };
+    std::function<void()> onCancel = [worker, t] {
+        t->cancelledOnLoop = true;
+        worker->cancel(t->id);
+    };
+    auto transfer = Support::withContinuation<HttpResponse>(std::move(start), std::move(onCancel));
+    co_return co_await transfer;
 }
 
 } // namespace Platform

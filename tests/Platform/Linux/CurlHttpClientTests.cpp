@@ -12,6 +12,11 @@
 #include <mutex>
 #include <thread>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 using namespace std::chrono_literals;
 using Platform::HttpRequest;
 using Platform::HttpResponse;
@@ -99,7 +104,9 @@ TEST_F(CurlHttpClientTest, ReturnsEveryStatusAsAResponseWithItsHeadersAndBody) {
     server.server.Get(R"(/status/(\d+))", [](const httplib::Request& req, httplib::Response& res) {
         res.status = std::stoi(req.matches[1]);
         res.set_header("X-Request-Id", "abc-123");
-        res.set_content("status " + std::string(req.matches[1]), "text/plain");
+        if (res.status != 204) {
+            res.set_content("status " + std::string(req.matches[1]), "text/plain");
+        }
     });
     server.start();
 
@@ -283,11 +290,18 @@ TEST_F(CurlHttpClientTest, AServerThatClosesBeforeTheBodyEndsIsALostConnection) 
 
 TEST_F(CurlHttpClientTest, TellsTransportFailuresApartFromHttpStatuses) {
     server.start();
-    // A port that was free a moment ago: nobody listens there.
+    // A port that was bound and released without listening: connections to it are refused.
     int closedPort = 0;
     {
-        httplib::Server probe;
-        closedPort = probe.bind_to_any_port("127.0.0.1");
+        int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+        closedPort = ntohs(address.sin_port);
+        ::close(fd);
     }
     struct Case {
         std::string url;
@@ -310,6 +324,7 @@ TEST_F(CurlHttpClientTest, TellsTransportFailuresApartFromHttpStatuses) {
 }
 
 TEST_F(CurlHttpClientTest, RunsManyTransfersAtOnce) {
+    server.server.set_keep_alive_max_count(1); // more connections than server threads: do not park them
     server.server.Get(R"(/n/(\d+))", [](const httplib::Request& req, httplib::Response& res) {
         res.set_content(req.matches[1], "text/plain");
     });
