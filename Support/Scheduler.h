@@ -36,17 +36,19 @@ public:
     /// Runs `action` every `interval` (first after one interval) until the subscription ends.
     [[nodiscard]] Subscription every(Duration interval, std::function<void()> action);
 
-    /// For tasks: suspends for `delay`, or until the task is cancelled (then throws `Cancelled`).
-    auto sleepFor(Duration delay) { return sleepImpl([this, delay](auto fire) { return after(delay, fire); }); }
-    auto sleepUntil(Date date) { return sleepImpl([this, date](auto fire) { return at(date, fire); }); }
-
 private:
+    // Defined before its callers: a function with a deduced return type cannot be used before its body.
     template <typename Arm> auto sleepImpl(Arm arm) {
         auto timer = std::make_shared<Subscription>();
         return withContinuation<void>(
             [timer, arm](Continuation<void> c) { *timer = arm([c] { c.resume(); }); },
             [timer] { timer->reset(); });
     }
+
+public:
+    /// For tasks: suspends for `delay`, or until the task is cancelled (then throws `Cancelled`).
+    auto sleepFor(Duration delay) { return sleepImpl([this, delay](auto fire) { return after(delay, fire); }); }
+    auto sleepUntil(Date date) { return sleepImpl([this, date](auto fire) { return at(date, fire); }); }
 };
 
 class RealScheduler final : public Scheduler {
