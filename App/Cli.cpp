@@ -25,7 +25,8 @@ CliContext::~CliContext() = default;
 
 Support::UserDefaults& CliContext::defaults() {
     if (!defaults_) {
-        defaults_ = std::make_unique<Support::JsonFileUserDefaults>(Support::JsonFileUserDefaults::defaultPath());
+        defaults_ =
+            std::make_unique<Support::JsonFileUserDefaults>(Support::JsonFileUserDefaults::defaultPath());
     }
     return *defaults_;
 }

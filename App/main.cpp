@@ -2,4 +2,6 @@
 
 #include <iostream>
 
-int main(int argc, char** argv) { return App::runCommandLine(argc, argv, std::cin, std::cout, std::cerr); }
+int main(int argc, char** argv) {
+    return App::runCommandLine(argc, argv, std::cin, std::cout, std::cerr);
+}

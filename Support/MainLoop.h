@@ -4,8 +4,9 @@
 //
 // Used by the host (`run` until `stop`), by tasks (every resumption is posted here), by schedulers and by
 // platform implementations (`watchReadable`). Tests call `runUntilIdle()` to drain everything that is ready
-// without blocking. One MainLoop is "current" for the process at a time (the one most recently constructed
-// and still alive); `MainLoop::current()` aborts when there is none.
+// without blocking. When a loop is destroyed, every task still suspended on it is destroyed with its locals,
+// without running further. One MainLoop is "current" for the process at a time (the one most recently
+// constructed and still alive); `MainLoop::current()` aborts when there is none.
 #pragma once
 
 #include "Support/Signal.h"
@@ -14,6 +15,10 @@
 #include <memory>
 
 namespace Support {
+
+namespace detail {
+class TaskStateBase;
+}
 
 class MainLoop {
 public:
@@ -45,6 +50,11 @@ public:
 
     /// The underlying `boost::asio::io_context*`, for the few implementation files that need asio itself.
     void* nativeHandle();
+
+    /// Tasks register here so that a loop going away releases every task still suspended on it (a task
+    /// waiting on something that was destroyed could otherwise keep itself alive forever).
+    void registerTask(detail::TaskStateBase* task);
+    void unregisterTask(detail::TaskStateBase* task);
 
 private:
     struct Impl;

@@ -1,9 +1,9 @@
 // Time for logic that waits: the wall-clock date a user sees and timers, injected everywhere so that tests
 // run whole mornings in virtual time.
 //
-// `RealScheduler` is backed by the main loop's timers. `VirtualScheduler` is deterministic: nothing runs until
-// a test calls `advance(d)`, which runs every timer due within `d` in time order (equal times in the order
-// they were scheduled), draining the main loop after each, and then leaves `now()` at the target.
+// `RealScheduler` is backed by the main loop's timers. `VirtualScheduler` is deterministic: nothing runs
+// until a test calls `advance(d)`, which runs every timer due within `d` in time order (equal times in the
+// order they were scheduled), draining the main loop after each, and then leaves `now()` at the target.
 //
 // Timers are callbacks on the main loop, ended by dropping or resetting their `Subscription`. Sleeps are for
 // tasks: `co_await scheduler.sleepFor(d)` resumes after `d`, or throws `Cancelled` as soon as the task is
@@ -36,16 +36,20 @@ public:
     /// Runs `action` every `interval` (first after one interval) until the subscription ends.
     [[nodiscard]] Subscription every(Duration interval, std::function<void()> action);
 
-    /// For tasks: suspends for `delay`, or until the task is cancelled (then throws `Cancelled`).
-    auto sleepFor(Duration delay) { return sleepImpl([this, delay](auto fire) { return after(delay, fire); }); }
-    auto sleepUntil(Date date) { return sleepImpl([this, date](auto fire) { return at(date, fire); }); }
-
-private:
-    template <typename Arm> auto sleepImpl(Arm arm) {
+    /// Suspends the current task until `arm`'s timer fires, or until the task is cancelled.
+    static auto sleepImpl(std::function<Subscription(std::function<void()>)> arm) {
         auto timer = std::make_shared<Subscription>();
         return withContinuation<void>(
-            [timer, arm](Continuation<void> c) { *timer = arm([c] { c.resume(); }); },
+            [timer, arm = std::move(arm)](Continuation<void> c) { *timer = arm([c] { c.resume(); }); },
             [timer] { timer->reset(); });
+    }
+
+    /// For tasks: suspends for `delay`, or until the task is cancelled (then throws `Cancelled`).
+    auto sleepFor(Duration delay) {
+        return sleepImpl([this, delay](std::function<void()> fire) { return after(delay, std::move(fire)); });
+    }
+    auto sleepUntil(Date date) {
+        return sleepImpl([this, date](std::function<void()> fire) { return at(date, std::move(fire)); });
     }
 };
 

@@ -46,7 +46,7 @@ namespace detail {
 
 class TaskStateBase : public std::enable_shared_from_this<TaskStateBase> {
 public:
-    explicit TaskStateBase(MainLoop& loop) : loop_(&loop) {}
+    explicit TaskStateBase(MainLoop& loop) : loop_(&loop) { loop.registerTask(this); }
     virtual ~TaskStateBase();
     TaskStateBase(const TaskStateBase&) = delete;
     TaskStateBase& operator=(const TaskStateBase&) = delete;
@@ -54,7 +54,8 @@ public:
     void cancel();
     bool isCancelled() const { return cancelled_; }
     bool isDone() const { return done_; }
-    MainLoop& loop() const { return *loop_; }
+    /// The loop is going away: destroy the suspended frame and never post again.
+    void detachFromLoop();
 
     /// Resumes the coroutine on this thread (the loop's). Marks it current while it runs.
     void resume();
@@ -129,7 +130,8 @@ public:
 } // namespace detail
 
 /// Thread-safe, one-shot resumption of a task suspended in `withContinuation`. The first `resume` or
-/// `fail` wins; later ones, and those after the task was cancelled, are ignored.
+/// `fail` wins; later ones, and those after the task was cancelled, are ignored. A continuation keeps its
+/// task alive: whoever holds one can still resume it.
 template <typename T> class Continuation {
 public:
     struct State {
@@ -137,18 +139,17 @@ public:
         bool fired = false;
         std::optional<std::conditional_t<std::is_void_v<T>, std::monostate, T>> value;
         std::exception_ptr error;
-        std::shared_ptr<detail::TaskStateBase> task;
     };
-    explicit Continuation(std::shared_ptr<State> s) : state_(std::move(s)) {}
+    Continuation(std::shared_ptr<State> s, std::shared_ptr<detail::TaskStateBase> task)
+        : state_(std::move(s)), task_(std::move(task)) {}
 
     /// Each returns whether it took effect (false when already settled or cancelled).
     template <typename U = T>
-        requires(!std::is_void_v<U>)
-    bool resume(U value) const {
+    requires(!std::is_void_v<U>) bool resume(U value) const {
         return settle([&](State& s) { s.value.emplace(std::move(value)); });
     }
     template <typename U = T>
-        requires std::is_void_v<U>
+    requires std::is_void_v<U>
     bool resume() const {
         return settle([](State& s) { s.value.emplace(); });
     }
@@ -162,7 +163,6 @@ public:
 
 private:
     template <typename F> bool settle(F&& store) const {
-        std::shared_ptr<detail::TaskStateBase> task;
         {
             std::lock_guard lock(state_->mutex);
             if (state_->fired) {
@@ -170,21 +170,19 @@ private:
             }
             state_->fired = true;
             store(*state_);
-            task = std::move(state_->task);
         }
-        if (task) {
-            task->scheduleResume();
-        }
+        task_->scheduleResume();
         return true;
     }
     std::shared_ptr<State> state_;
+    std::shared_ptr<detail::TaskStateBase> task_;
 };
 
 /// Suspends the current task; `start` receives the continuation (call it from any thread, now or later).
 /// When the task is cancelled while waiting, `onCancel` runs on the main loop and the await throws
 /// `Cancelled`; a later resume is ignored.
-template <typename T> auto withContinuation(std::function<void(Continuation<T>)> start,
-                                            std::function<void()> onCancel = {}) {
+template <typename T>
+auto withContinuation(std::function<void(Continuation<T>)> start, std::function<void()> onCancel = {}) {
     struct Awaiter {
         std::function<void(Continuation<T>)> start;
         std::function<void()> onCancel;
@@ -195,9 +193,8 @@ template <typename T> auto withContinuation(std::function<void(Continuation<T>)>
         void await_suspend(std::coroutine_handle<>) {
             auto* task = detail::currentTask();
             assert(task && "withContinuation outside a Support::Task");
-            state->task = task->shared_from_this();
-            task->setCancelHook([s = state, cancel = std::move(onCancel)] {
-                std::shared_ptr<detail::TaskStateBase> owner;
+            // The hook is held by the task itself, so it must not own the task (no cycle).
+            task->setCancelHook([s = state, task, cancel = std::move(onCancel)] {
                 {
                     std::lock_guard lock(s->mutex);
                     if (s->fired) {
@@ -205,16 +202,13 @@ template <typename T> auto withContinuation(std::function<void(Continuation<T>)>
                     }
                     s->fired = true;
                     s->error = std::make_exception_ptr(Cancelled{});
-                    owner = std::move(s->task);
                 }
                 if (cancel) {
                     cancel();
                 }
-                if (owner) {
-                    owner->scheduleResume();
-                }
+                task->scheduleResume();
             });
-            start(Continuation<T>(state));
+            start(Continuation<T>(state, task->shared_from_this()));
         }
         T await_resume() {
             auto* task = detail::currentTask();

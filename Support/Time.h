@@ -20,11 +20,17 @@ constexpr Duration seconds(double value) {
     return Duration(static_cast<Duration::rep>(value * 1'000'000.0));
 }
 /// A Duration in seconds, as a double (Swift's TimeInterval).
-constexpr double toSeconds(Duration d) { return static_cast<double>(d.count()) / 1'000'000.0; }
+constexpr double toSeconds(Duration d) {
+    return static_cast<double>(d.count()) / 1'000'000.0;
+}
 
 /// The date `secs` seconds after 1970-01-01T00:00:00Z.
-constexpr Date dateFromUnix(double secs) { return Date(seconds(secs)); }
-constexpr double unixSeconds(Date d) { return toSeconds(d.time_since_epoch()); }
+constexpr Date dateFromUnix(double secs) {
+    return Date(seconds(secs));
+}
+constexpr double unixSeconds(Date d) {
+    return toSeconds(d.time_since_epoch());
+}
 
 /// The real current date (only hosts and RealScheduler call this; logic takes `now` as a parameter).
 Date systemNow();

@@ -1,0 +1,266 @@
+#include "Support/BlockingWork.h"
+#include "Support/Log.h"
+#include "Support/Scheduler.h"
+#include "Support/Task.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Support;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct TaskTest : testing::Test {
+    MainLoop loop;
+    VirtualScheduler scheduler{loop, dateFromUnix(1'700'000'000)};
+    std::vector<std::string> events;
+};
+
+Task<int> answerAfter(Scheduler& s, Duration d, int value) {
+    co_await s.sleepFor(d);
+    co_return value;
+}
+
+} // namespace
+
+TEST_F(TaskTest, ATaskStartsOnTheNextTurnOfTheLoopNotInsideItsCaller) {
+    auto task = startTask([this]() -> Task<> {
+        events.push_back("body");
+        co_return;
+    });
+    events.push_back("after creation");
+    loop.runUntilIdle();
+    EXPECT_EQ(events, (std::vector<std::string>{"after creation", "body"}));
+    EXPECT_TRUE(task.isDone());
+}
+
+TEST_F(TaskTest, SeveralAwaitersBeforeAndAfterCompletionAllGetTheValue) {
+    auto producer = answerAfter(scheduler, 10s, 42);
+    std::vector<int> seen;
+    auto early = startTask([&]() -> Task<> { seen.push_back(co_await producer); });
+    scheduler.advance(10s);
+    ASSERT_TRUE(producer.isDone());
+    auto late = startTask([&]() -> Task<> { seen.push_back(co_await producer); });
+    loop.runUntilIdle();
+    EXPECT_EQ(seen, (std::vector<int>{42, 42}));
+    EXPECT_EQ(producer.get(), 42);
+}
+
+TEST_F(TaskTest, AnExceptionEndsTheTaskAndReachesEveryAwaiter) {
+    auto failing = startTask([]() -> Task<int> {
+        co_await yieldNow();
+        throw std::runtime_error("disk full");
+    });
+    std::vector<std::string> caught;
+    auto a = startTask([&]() -> Task<> {
+        try {
+            co_await failing;
+        } catch (const std::runtime_error& e) {
+            caught.push_back(e.what());
+        }
+    });
+    auto b = startTask([&]() -> Task<> {
+        try {
+            co_await failing;
+        } catch (const std::runtime_error& e) {
+            caught.push_back(e.what());
+        }
+    });
+    loop.runUntilIdle();
+    EXPECT_EQ(caught, (std::vector<std::string>{"disk full", "disk full"}));
+    EXPECT_THROW(failing.get(), std::runtime_error);
+}
+
+TEST_F(TaskTest, CancellingASleepingTaskWakesItAtOnceWithCancelled) {
+    bool reachedEnd = false;
+    bool sawCancelled = false;
+    auto task = startTask([&]() -> Task<> {
+        try {
+            co_await scheduler.sleepFor(300s);
+            reachedEnd = true;
+        } catch (const Cancelled&) {
+            sawCancelled = true;
+        }
+    });
+    scheduler.advance(10s);
+    task.cancel();
+    loop.runUntilIdle();
+    EXPECT_TRUE(sawCancelled);
+    EXPECT_FALSE(reachedEnd);
+    EXPECT_EQ(scheduler.pendingTimers(), 0u) << "the cancelled sleep's timer is removed";
+}
+
+TEST_F(TaskTest, CancellationIsDeliveredAtTheNextAwaitNotBefore) {
+    std::vector<std::string> steps;
+    Task<> task;
+    task = startTask([&]() -> Task<> {
+        steps.push_back("start");
+        task.cancel(); // cancelled while running: the body goes on until it awaits
+        steps.push_back("still running");
+        co_await yieldNow();
+        steps.push_back("never");
+    });
+    loop.runUntilIdle();
+    EXPECT_EQ(steps, (std::vector<std::string>{"start", "still running"}));
+    EXPECT_TRUE(task.wasCancelled());
+}
+
+TEST_F(TaskTest, AwaitingACancelledTaskThrowsCancelledAndCancellingAnAwaiterLeavesTheAwaitedTaskRunning) {
+    auto slow = answerAfter(scheduler, 60s, 7);
+    bool awaiterCancelled = false;
+    auto awaiter = startTask([&]() -> Task<> {
+        try {
+            co_await slow;
+        } catch (const Cancelled&) {
+            awaiterCancelled = true;
+        }
+    });
+    scheduler.advance(1s);
+    awaiter.cancel();
+    scheduler.advance(1s);
+    EXPECT_TRUE(awaiterCancelled);
+    EXPECT_FALSE(slow.isDone());
+    scheduler.advance(60s);
+    EXPECT_EQ(slow.get(), 7);
+
+    auto doomed = answerAfter(scheduler, 60s, 1);
+    doomed.cancel();
+    bool threw = false;
+    auto watcher = startTask([&]() -> Task<> {
+        try {
+            co_await doomed;
+        } catch (const Cancelled&) {
+            threw = true;
+        }
+    });
+    scheduler.advance(1s);
+    EXPECT_TRUE(threw);
+    EXPECT_TRUE(doomed.wasCancelled());
+}
+
+TEST_F(TaskTest, CancellingAStartedTaskAlsoCancelsTheInnerTaskItKeepsAlive) {
+    bool innerCancelled = false;
+    auto outer = startTask([&]() -> Task<> {
+        try {
+            co_await scheduler.sleepFor(100s);
+        } catch (const Cancelled&) {
+            innerCancelled = true;
+            throw;
+        }
+    });
+    scheduler.advance(1s);
+    outer.cancel();
+    loop.runUntilIdle();
+    EXPECT_TRUE(innerCancelled);
+    EXPECT_TRUE(outer.wasCancelled());
+}
+
+TEST_F(TaskTest, ADroppedTaskHandleDoesNotStopTheTask) {
+    int finished = 0;
+    {
+        (void)startTask([&]() -> Task<> {
+            co_await scheduler.sleepFor(5s);
+            ++finished;
+        });
+    }
+    scheduler.advance(5s);
+    EXPECT_EQ(finished, 1);
+}
+
+TEST_F(TaskTest, BlockingWorkRunsOffTheLoopThreadAndResumesOnIt) {
+    auto loopThread = std::this_thread::get_id();
+    std::thread::id workThread;
+    std::thread::id resumedOn;
+    auto task = startTask([&]() -> Task<int> {
+        int v = co_await BlockingWork::run([&] {
+            workThread = std::this_thread::get_id();
+            return 5;
+        });
+        resumedOn = std::this_thread::get_id();
+        co_return v * 2;
+    });
+    while (!task.isDone()) {
+        loop.runOne(1000);
+    }
+    EXPECT_EQ(task.get(), 10);
+    EXPECT_NE(workThread, loopThread);
+    EXPECT_EQ(resumedOn, loopThread);
+}
+
+TEST_F(TaskTest, BlockingWorkPassesTheClosuresErrorThroughUnchanged) {
+    struct DiskError : std::runtime_error {
+        using std::runtime_error::runtime_error;
+    };
+    std::string message;
+    auto task = startTask([&]() -> Task<> {
+        try {
+            co_await BlockingWork::run([]() -> int { throw DiskError("no space left"); });
+        } catch (const DiskError& e) {
+            message = e.what();
+        }
+    });
+    while (!task.isDone()) {
+        loop.runOne(1000);
+    }
+    EXPECT_EQ(message, "no space left");
+}
+
+TEST_F(TaskTest, AContinuationResumedFromAnotherThreadResumesTheTaskOnTheLoopOnce) {
+    std::vector<int> values;
+    auto task = startTask([&]() -> Task<> {
+        int v = co_await withContinuation<int>([](Continuation<int> c) {
+            std::thread([c] {
+                c.resume(1);
+                c.resume(2); // ignored: the first resumption wins
+            }).detach();
+        });
+        values.push_back(v);
+    });
+    while (!task.isDone()) {
+        loop.runOne(1000);
+    }
+    EXPECT_EQ(values, std::vector<int>{1});
+}
+
+namespace {
+Task<> waitForever(std::shared_ptr<int> held) {
+    co_await withContinuation<void>([](Continuation<void>) {}); // dropped: nothing can resume it
+    (void)held;
+}
+} // namespace
+
+TEST_F(TaskTest, ATaskThatNothingCanResumeIsReleasedWithItsLocals) {
+    auto tracker = std::make_shared<int>(0);
+    std::weak_ptr<int> weak = tracker;
+    {
+        auto task = waitForever(std::move(tracker));
+        loop.runUntilIdle();
+        EXPECT_FALSE(weak.expired());
+    }
+    loop.runUntilIdle();
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(TaskLifetime, DestroyingTheLoopReleasesTasksStillWaitingOnIt) {
+    auto tracker = std::make_shared<int>(0);
+    std::weak_ptr<int> weak = tracker;
+    Task<> survivor;
+    {
+        MainLoop loop;
+        VirtualScheduler scheduler(loop, dateFromUnix(0));
+        survivor = startTask([&scheduler, t = std::move(tracker)]() -> Task<> {
+            co_await scheduler.sleepFor(std::chrono::hours(1));
+            (void)t;
+        });
+        scheduler.advance(std::chrono::seconds(1));
+        EXPECT_FALSE(weak.expired());
+    }
+    EXPECT_TRUE(weak.expired());
+    EXPECT_FALSE(survivor.isDone());
+    survivor.cancel(); // harmless once its loop is gone
+}
