@@ -344,8 +344,15 @@ template <typename T> struct OwnedInnerAwaiter {
 /// inner task is done. Cancelling the returned task cancels the inner one.
 template <typename F> auto startTask(F f) -> std::invoke_result_t<F&> {
     using TaskType = std::invoke_result_t<F&>;
-    TaskType inner = f();
-    co_return co_await detail::OwnedInnerAwaiter<typename TaskType::ValueType>{inner};
+    using Value = typename TaskType::ValueType;
+    // Named awaiter, no temporaries inside co_await/co_return: g++ 12 mishandles those in coroutines.
+    detail::OwnedInnerAwaiter<Value> awaiter{f()};
+    if constexpr (std::is_void_v<Value>) {
+        co_await awaiter;
+    } else {
+        Value value = co_await awaiter;
+        co_return value;
+    }
 }
 
 /// True when the task running now has been cancelled (Swift's `Task.isCancelled`).
