@@ -1,0 +1,68 @@
+#include "UI/aiapps/AIAppsHelperLocation.h"
+
+#include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace UI {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool executableFile(const fs::path& p) {
+    struct stat info {};
+    return ::stat(p.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(p.c_str(), X_OK) == 0;
+}
+
+} // namespace
+
+bool AIAppsHelperLocation::isTemporary(const fs::path& path, const std::vector<fs::path>& roots) {
+    auto normal = path.lexically_normal();
+    for (const auto& root : roots) {
+        auto rel = normal.lexically_relative(root.lexically_normal());
+        if (!rel.empty() && *rel.begin() != "..") {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<fs::path>
+AIAppsHelperLocation::helperPath(const fs::path& executable, const std::vector<fs::path>& temporaryRoots,
+                                 const std::function<bool(const fs::path&)>& isExecutable) {
+    auto folder = executable.parent_path();
+    for (const auto& candidate :
+         {folder / helperName, folder.parent_path() / "libexec" / "vellmora" / helperName}) {
+        if (isExecutable(candidate)) {
+            if (isTemporary(candidate, temporaryRoots)) {
+                return std::nullopt;
+            }
+            return candidate.lexically_normal();
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<fs::path> AIAppsHelperLocation::temporaryRoots() {
+    std::vector<fs::path> roots = {"/tmp", "/var/tmp", "/dev/shm"};
+    if (const char* tmp = std::getenv("TMPDIR"); tmp && fs::path(tmp).is_absolute()) {
+        roots.emplace_back(tmp);
+    }
+    return roots;
+}
+
+std::optional<fs::path> AIAppsHelperLocation::current() {
+    if (const char* explicitPath = std::getenv("VELLMORA_MCP_HELPER"); explicitPath && *explicitPath) {
+        fs::path p(explicitPath);
+        return p.is_absolute() && executableFile(p) ? std::optional<fs::path>(p) : std::nullopt;
+    }
+    std::error_code ec;
+    auto self = fs::read_symlink("/proc/self/exe", ec);
+    if (ec) {
+        return std::nullopt;
+    }
+    return helperPath(self, temporaryRoots(), executableFile);
+}
+
+} // namespace UI

@@ -1,0 +1,349 @@
+// Not built on Support::Files::writeAtomically: the writer must hold the temporary file between writing and
+// renaming (to check that nobody changed the settings file meanwhile and redo the merge if they did), write
+// the backup without ever replacing an existing one, and keep the owner; so it does its own POSIX steps.
+#include "UI/aiapps/MCPConfigFileWriter.h"
+
+#include "UI/aiapps/MCPConfigMerger.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace UI {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int maximumAttempts = 5;
+constexpr mode_t newFileMode = 0644;
+constexpr const char* temporaryMarker = ".vellmora-tmp-";
+
+[[noreturn]] void fail(int error, const fs::path& path) {
+    throw std::system_error(error, std::generic_category(), path.string());
+}
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int fd = -1) : fd_(fd) {}
+    FileDescriptor(FileDescriptor&& o) noexcept : fd_(std::exchange(o.fd_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& o) noexcept {
+        std::swap(fd_, o.fd_);
+        return *this;
+    }
+    ~FileDescriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+struct Snapshot {
+    std::optional<std::string> bytes; // nothing: no file
+    struct stat info {};
+};
+
+Snapshot readSnapshot(const fs::path& path) {
+    Snapshot snap;
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) {
+        if (errno == ENOENT) {
+            return snap;
+        }
+        fail(errno, path);
+    }
+    if (::fstat(fd.get(), &snap.info) != 0) {
+        fail(errno, path);
+    }
+    if (!S_ISREG(snap.info.st_mode)) {
+        fail(S_ISDIR(snap.info.st_mode) ? EISDIR : EINVAL, path);
+    }
+    std::string bytes;
+    bytes.resize(static_cast<size_t>(snap.info.st_size));
+    size_t filled = 0;
+    for (;;) {
+        if (filled == bytes.size()) {
+            bytes.resize(bytes.size() + 4096);
+        }
+        ssize_t n = ::read(fd.get(), bytes.data() + filled, bytes.size() - filled);
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            fail(errno, path);
+        }
+        if (n == 0) {
+            break;
+        }
+        filled += static_cast<size_t>(n);
+    }
+    bytes.resize(filled);
+    snap.bytes = std::move(bytes);
+    return snap;
+}
+
+bool sameFile(const Snapshot& before, const Snapshot& now) {
+    if (before.bytes.has_value() != now.bytes.has_value()) {
+        return false;
+    }
+    if (!before.bytes) {
+        return true;
+    }
+    const auto &a = before.info, &b = now.info;
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+           *before.bytes == *now.bytes;
+}
+
+void writeAll(int fd, std::string_view bytes, const fs::path& path) {
+    while (!bytes.empty()) {
+        ssize_t n = ::write(fd, bytes.data(), bytes.size());
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            fail(errno, path);
+        }
+        bytes.remove_prefix(static_cast<size_t>(n));
+    }
+}
+
+void syncFolder(const fs::path& folder) {
+    FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.get() < 0 || ::fsync(fd.get()) != 0) {
+        // Some file systems cannot flush a folder; the rename itself has happened.
+        if (errno != EINVAL && errno != EROFS && errno != EBADF) {
+            fail(errno, folder);
+        }
+    }
+}
+
+/// A temporary file beside `file` holding `bytes`, flushed, with `mode` (and the owner, when we may).
+class TemporaryFile {
+public:
+    TemporaryFile(const fs::path& file, std::string_view bytes, mode_t mode,
+                  std::optional<struct stat> owner) {
+        std::string pattern =
+            (file.parent_path() / ("." + file.filename().string() + temporaryMarker)).string();
+        pattern += "XXXXXX";
+        int raw = ::mkostemp(pattern.data(), O_CLOEXEC);
+        if (raw < 0) {
+            fail(errno, file.parent_path());
+        }
+        path_ = pattern;
+        fd_ = FileDescriptor(raw);
+        try {
+            writeAll(fd_.get(), bytes, path_);
+            if (owner && (owner->st_uid != ::geteuid() || owner->st_gid != ::getegid())) {
+                [[maybe_unused]] int ignored = ::fchown(fd_.get(), owner->st_uid, owner->st_gid);
+            }
+            if (::fchmod(fd_.get(), mode & 07777) != 0 || ::fsync(fd_.get()) != 0) {
+                fail(errno, path_);
+            }
+        } catch (...) {
+            ::unlink(path_.c_str());
+            throw;
+        }
+    }
+    ~TemporaryFile() {
+        if (!path_.empty()) {
+            ::unlink(path_.c_str());
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    /// Renames over `target` (replacing it).
+    void replace(const fs::path& target) {
+        if (::rename(path_.c_str(), target.c_str()) != 0) {
+            fail(errno, target);
+        }
+        path_.clear();
+    }
+    /// Gives the file the name `target` unless something already has it; returns whether it did.
+    bool placeWithoutReplacing(const fs::path& target) {
+        if (::link(path_.c_str(), target.c_str()) == 0) {
+            return true; // the destructor removes the temporary name
+        }
+        if (errno == EEXIST) {
+            return false;
+        }
+        // File systems without hard links: an exclusive rename.
+        if (::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
+            path_.clear();
+            return true;
+        }
+        if (errno == EEXIST) {
+            return false;
+        }
+        fail(errno, target);
+    }
+
+private:
+    fs::path path_;
+    FileDescriptor fd_;
+};
+
+bool entryExists(const fs::path& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+/// Leftovers of a writer that was killed between creating its temporary file and renaming it. Only called
+/// with the lock held, so no live writer of ours owns one.
+void removeStaleTemporaries(const fs::path& file) {
+    std::string prefix = "." + file.filename().string() + temporaryMarker;
+    DIR* dir = ::opendir(file.parent_path().c_str());
+    if (!dir) {
+        return;
+    }
+    while (auto* entry = ::readdir(dir)) {
+        if (std::strncmp(entry->d_name, prefix.c_str(), prefix.size()) == 0 &&
+            std::strlen(entry->d_name) == prefix.size() + 6) {
+            ::unlinkat(::dirfd(dir), entry->d_name, 0);
+        }
+    }
+    ::closedir(dir);
+}
+
+class FolderLock {
+public:
+    explicit FolderLock(const fs::path& lockFile)
+        : fd_(::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)) {
+        if (fd_.get() < 0) {
+            fail(errno, lockFile);
+        }
+        while (::flock(fd_.get(), LOCK_EX) != 0) {
+            if (errno != EINTR) {
+                fail(errno, lockFile);
+            }
+        }
+    }
+
+private:
+    FileDescriptor fd_; // closing it releases the lock
+};
+
+std::optional<std::string> merged(const Snapshot& snap, const MCPConfigLocation& location,
+                                  MCPEntryStyle style, const std::string& command,
+                                  MCPConfigFileWriter::Kind kind) {
+    std::optional<std::string_view> current;
+    if (snap.bytes) {
+        current = *snap.bytes;
+    }
+    std::optional<std::string> result;
+    if (kind == MCPConfigFileWriter::Kind::add) {
+        result = MCPConfigMerger::upserting(command, style, location.rootKey, current);
+    } else {
+        result = MCPConfigMerger::removing(location.rootKey, current);
+    }
+    if (result && snap.bytes && *result == *snap.bytes) {
+        return std::nullopt;
+    }
+    return result;
+}
+
+} // namespace
+
+fs::path MCPConfigFileWriter::backupPath(const fs::path& file) {
+    return file.parent_path() / (file.filename().string() + ".vellmora-backup");
+}
+
+fs::path MCPConfigFileWriter::lockPath(const fs::path& file) {
+    return file.parent_path() / (file.filename().string() + ".vellmora-lock");
+}
+
+fs::path MCPConfigFileWriter::resolvingLinks(const fs::path& file) {
+    fs::path current = file;
+    for (int hops = 0; hops < 40; ++hops) {
+        struct stat info {};
+        if (::lstat(current.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
+            return current.lexically_normal();
+        }
+        std::string target(static_cast<size_t>(info.st_size > 0 ? info.st_size : 4096) + 1, '\0');
+        ssize_t n = ::readlink(current.c_str(), target.data(), target.size());
+        if (n < 0) {
+            fail(errno, current);
+        }
+        target.resize(static_cast<size_t>(n));
+        fs::path next(target);
+        current = next.is_absolute() ? next : current.parent_path() / next;
+    }
+    fail(ELOOP, file);
+}
+
+MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
+                                                        const MCPConfigLocation& location,
+                                                        MCPEntryStyle style, const std::string& command,
+                                                        Kind kind) {
+    return update(file, location, style, command, kind, Hooks{});
+}
+
+MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
+                                                        const MCPConfigLocation& location,
+                                                        MCPEntryStyle style, const std::string& command,
+                                                        Kind kind, const Hooks& hooks) {
+    const fs::path target = resolvingLinks(fs::absolute(file));
+    const fs::path folder = target.parent_path();
+
+    // A first look without the lock, so that a no-op leaves no lock file behind.
+    if (!merged(readSnapshot(target), location, style, command, kind)) {
+        return Result::unchanged();
+    }
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    if (ec) {
+        fail(ec.value(), folder);
+    }
+
+    FolderLock lock(lockPath(target));
+    removeStaleTemporaries(target);
+    std::optional<fs::path> backupMade;
+    for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
+        Snapshot snap = readSnapshot(target);
+        auto bytes = merged(snap, location, style, command, kind);
+        if (!bytes) {
+            return backupMade ? Result::written(backupMade) : Result::unchanged();
+        }
+        std::optional<struct stat> owner;
+        mode_t mode = newFileMode;
+        if (snap.bytes) {
+            owner = snap.info;
+            mode = snap.info.st_mode;
+        }
+        const fs::path backup = backupPath(target);
+        if (snap.bytes && !MCPConfigMerger::isBlank(*snap.bytes) && !entryExists(backup)) {
+            TemporaryFile copy(target, *snap.bytes, mode, owner);
+            if (copy.placeWithoutReplacing(backup)) {
+                backupMade = backup;
+            }
+            syncFolder(folder);
+        }
+
+        TemporaryFile next(target, *bytes, mode, owner);
+        if (hooks.beforeReplace) {
+            hooks.beforeReplace(attempt);
+        }
+        if (!sameFile(snap, readSnapshot(target))) {
+            continue; // the app saved its file meanwhile: merge again on what it wrote
+        }
+        next.replace(target);
+        syncFolder(folder);
+        return Result::written(backupMade);
+    }
+    throw std::system_error(EBUSY, std::generic_category(),
+                            target.string() + " kept changing while Vellmora was editing it");
+}
+
+} // namespace UI

@@ -1,0 +1,232 @@
+#include "UI/aiapps/MCPConfigFileWriter.h"
+
+#include "UI/aiapps/AIAppsTestSupport.h"
+#include "UI/aiapps/MCPConfigMerger.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/file.h>
+#include <unistd.h>
+
+using namespace AIAppsTest;
+using UI::MCPConfigFileWriter;
+using UI::MCPConfigLocation;
+using UI::MCPConfigMergeError;
+using UI::MCPEntryStyle;
+using Result = MCPConfigFileWriter::Result;
+using json = nlohmann::json;
+namespace fs = std::filesystem;
+
+namespace {
+
+const MCPConfigLocation cursor{".cursor/mcp.json", "mcpServers"};
+const std::string helper = "/opt/vellmora/bin/vellmora-mcp";
+
+Result add(const fs::path& file, const std::string& command = helper,
+           const MCPConfigFileWriter::Hooks& hooks = {}) {
+    return MCPConfigFileWriter::update(file, cursor, MCPEntryStyle::command, command,
+                                       MCPConfigFileWriter::Kind::add, hooks);
+}
+Result removeEntry(const fs::path& file) {
+    return MCPConfigFileWriter::update(file, cursor, MCPEntryStyle::command, helper,
+                                       MCPConfigFileWriter::Kind::remove);
+}
+
+std::vector<std::string> namesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& e : fs::directory_iterator(folder)) {
+        names.push_back(e.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+} // namespace
+
+TEST(MCPConfigFileWriter, ABlankFileGetsAFreshDocumentAndNoBackup) {
+    TempFolder home;
+    auto file = home / "mcp.json";
+    writeFile(file, "  \n\n");
+    EXPECT_EQ(add(file), Result::written());
+    EXPECT_EQ(json::parse(readFile(file)),
+              json::parse(R"({"mcpServers": {"vellmora": {"command": ")" + helper + "\"}}}"));
+    EXPECT_FALSE(fs::exists(MCPConfigFileWriter::backupPath(file)));
+}
+
+TEST(MCPConfigFileWriter, ARefusedFileIsLeftByteForByteAndNothingIsCreatedBesideIt) {
+    struct Case {
+        const char* text;
+        MCPConfigMergeError error;
+    };
+    const Case cases[] = {
+        {"[1, 2]", MCPConfigMergeError::unexpectedShape("top level")},
+        {"{\"mcpServers\": \"x\"}", MCPConfigMergeError::unexpectedShape("mcpServers")},
+        {"{\n  // my servers\n  \"mcpServers\": {}\n}", MCPConfigMergeError::malformed()},
+    };
+    for (const auto& c : cases) {
+        TempFolder home;
+        auto file = home / "mcp.json";
+        writeFile(file, c.text);
+        try {
+            add(file);
+            ADD_FAILURE() << "accepted " << c.text;
+        } catch (const MCPConfigMergeError& e) {
+            EXPECT_EQ(e, c.error);
+        }
+        EXPECT_EQ(readFile(file), c.text);
+        EXPECT_EQ(namesIn(home.path()), std::vector<std::string>{"mcp.json"});
+    }
+}
+
+TEST(MCPConfigFileWriter, BacksUpTheOriginalOnceAndNeverRefreshesIt) {
+    TempFolder home;
+    auto file = home / "claude_desktop_config.json";
+    const std::string original = "{\"mcpServers\": {\"other\": {\"command\": \"x\"}}, \"n\": 1.10}";
+    writeFile(file, original);
+    auto backup = MCPConfigFileWriter::backupPath(file);
+    EXPECT_EQ(backup.filename(), "claude_desktop_config.json.vellmora-backup");
+
+    EXPECT_EQ(add(file), Result::written(backup));
+    EXPECT_EQ(readFile(backup), original);
+    EXPECT_EQ(add(file), Result::unchanged());
+    EXPECT_EQ(add(file, "/elsewhere/vellmora-mcp"), Result::written());
+    EXPECT_EQ(removeEntry(file), Result::written());
+    EXPECT_EQ(removeEntry(file), Result::unchanged());
+    EXPECT_EQ(readFile(backup), original);
+
+    auto after = json::parse(readFile(file));
+    EXPECT_EQ(after, json::parse(R"({"mcpServers": {"other": {"command": "x"}}, "n": 1.10})"));
+    EXPECT_NE(readFile(file).find("1.10"), std::string::npos);
+}
+
+TEST(MCPConfigFileWriter, AnExistingFileAtTheBackupPathIsNeverOverwritten) {
+    TempFolder home;
+    auto file = home / "mcp.json";
+    writeFile(file, "{}");
+    writeFile(MCPConfigFileWriter::backupPath(file), "the user's own file");
+    EXPECT_EQ(add(file), Result::written());
+    EXPECT_EQ(readFile(MCPConfigFileWriter::backupPath(file)), "the user's own file");
+}
+
+TEST(MCPConfigFileWriter, RemovingWhatIsNotThereTouchesNothing) {
+    TempFolder home;
+    auto file = home / "mcp.json";
+    EXPECT_EQ(removeEntry(file), Result::unchanged());
+    EXPECT_EQ(removeEntry(home / "missing-folder" / "mcp.json"), Result::unchanged());
+    writeFile(file, "{\"mcpServers\": {}}");
+    EXPECT_EQ(removeEntry(file), Result::unchanged());
+    EXPECT_EQ(namesIn(home.path()), std::vector<std::string>{"mcp.json"});
+}
+
+TEST(MCPConfigFileWriter, CreatesMissingFoldersForANewFile) {
+    TempFolder home;
+    auto file = home / ".gemini" / "config" / "mcp_config.json";
+    EXPECT_EQ(add(file), Result::written());
+    EXPECT_EQ(UI::MCPConfigMerger::command(readFile(file), "mcpServers"), helper);
+    EXPECT_EQ(permissions(file), 0644u);
+}
+
+TEST(MCPConfigFileWriter, KeepsThePermissionsOfTheFileAndGivesThemToTheBackup) {
+    TempFolder home;
+    auto file = home / ".claude.json";
+    writeFile(file, "{\"secret\": \"token\"}");
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    add(file);
+    EXPECT_EQ(permissions(file), 0600u);
+    EXPECT_EQ(permissions(MCPConfigFileWriter::backupPath(file)), 0600u);
+}
+
+TEST(MCPConfigFileWriter, ALinkedSettingsFileStaysALinkAndItsTargetIsRewritten) {
+    TempFolder home;
+    auto dotfiles = home / "dotfiles" / "mcp.json";
+    writeFile(dotfiles, "{\"keep\": true}");
+    fs::create_directories(home / ".cursor");
+    auto link = home / ".cursor" / "mcp.json";
+    fs::create_symlink("../dotfiles/mcp.json", link);
+
+    auto result = add(link);
+    EXPECT_EQ(result, Result::written(MCPConfigFileWriter::backupPath(home / "dotfiles" / "mcp.json")));
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(fs::read_symlink(link), "../dotfiles/mcp.json");
+    EXPECT_EQ(UI::MCPConfigMerger::command(readFile(dotfiles), "mcpServers"), helper);
+    EXPECT_EQ(namesIn(home / ".cursor"), std::vector<std::string>{"mcp.json"});
+}
+
+TEST(MCPConfigFileWriter, MergesAgainWhenTheAppSavesItsFileWhileWeWrite) {
+    TempFolder home;
+    auto file = home / "mcp.json";
+    writeFile(file, "{\"theme\": \"dark\"}");
+    MCPConfigFileWriter::Hooks hooks;
+    int calls = 0;
+    hooks.beforeReplace = [&](int attempt) {
+        ++calls;
+        if (attempt == 0) {
+            writeFile(file, "{\"theme\": \"light\", \"mcpServers\": {\"theirs\": {\"command\": \"t\"}}}");
+        }
+    };
+    EXPECT_EQ(add(file, helper, hooks).kind, Result::Kind::written);
+    EXPECT_EQ(calls, 2);
+    auto after = json::parse(readFile(file));
+    EXPECT_EQ(after["theme"], "light");
+    EXPECT_EQ(after["mcpServers"]["theirs"]["command"], "t");
+    EXPECT_EQ(after["mcpServers"]["vellmora"]["command"], helper);
+}
+
+TEST(MCPConfigFileWriter, AFileThatKeepsChangingIsReportedNotOverwritten) {
+    TempFolder home;
+    auto file = home / "mcp.json";
+    writeFile(file, "{}");
+    MCPConfigFileWriter::Hooks hooks;
+    hooks.beforeReplace = [&](int attempt) { writeFile(file, "{\"n\": " + std::to_string(attempt) + "}"); };
+    EXPECT_THROW(add(file, helper, hooks), std::system_error);
+    EXPECT_EQ(readFile(file), "{\"n\": 4}");
+    for (const auto& name : namesIn(home.path())) {
+        EXPECT_EQ(name.find(".vellmora-tmp-"), std::string::npos) << name;
+    }
+}
+
+TEST(MCPConfigFileWriter, HoldsTheLockBesideTheFileWhileItWrites) {
+    TempFolder home;
+    auto file = home / "mcp.json";
+    writeFile(file, "{}");
+    bool lockedByWriter = false;
+    MCPConfigFileWriter::Hooks hooks;
+    hooks.beforeReplace = [&](int) {
+        int fd = ::open(MCPConfigFileWriter::lockPath(file).c_str(), O_RDWR | O_CLOEXEC);
+        ASSERT_GE(fd, 0);
+        lockedByWriter = ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        ::close(fd);
+    };
+    add(file, helper, hooks);
+    EXPECT_TRUE(lockedByWriter);
+    EXPECT_EQ(MCPConfigFileWriter::lockPath(file).filename(), "mcp.json.vellmora-lock");
+}
+
+TEST(MCPConfigFileWriter, RemovesTemporaryFilesThatAKilledWriterLeftBehind) {
+    TempFolder home;
+    auto file = home / "mcp.json";
+    writeFile(file, "{}");
+    writeFile(home / ".mcp.json.vellmora-tmp-Ab12Cd", "half of a docu");
+    writeFile(home / ".other.json.vellmora-tmp-Ab12Cd", "not ours to judge");
+    add(file);
+    EXPECT_FALSE(fs::exists(home / ".mcp.json.vellmora-tmp-Ab12Cd"));
+    EXPECT_TRUE(fs::exists(home / ".other.json.vellmora-tmp-Ab12Cd"));
+}
+
+TEST(MCPConfigFileWriter, AFileItCannotReadIsAnErrorNamingThePath) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "root reads every file";
+    }
+    TempFolder home;
+    auto file = home / "mcp.json";
+    writeFile(file, "{}");
+    fs::permissions(file, fs::perms::none);
+    try {
+        add(file);
+        ADD_FAILURE() << "read an unreadable file";
+    } catch (const std::system_error& e) {
+        EXPECT_EQ(e.code(), std::errc::permission_denied);
+        EXPECT_NE(std::string(e.what()).find(file.string()), std::string::npos) << e.what();
+    }
+}
