@@ -1,0 +1,298 @@
+#include "UI/calendar/MeetingLinkExtractor.h"
+
+#include "Support/Regex.h"
+#include "Support/Text.h"
+#include "UI/calendar/LinkDetector.h"
+
+#include <algorithm>
+#include <string>
+#include <unordered_set>
+
+namespace UI {
+
+namespace {
+
+std::string escapedDots(std::string_view host) {
+    return Support::Text::replacingAll(host, ".", "\\.");
+}
+
+/// The patterns, compiled on first use and kept for the life of the process.
+struct Patterns {
+    Support::Regex zoomHost{"^(?:[a-z0-9-]+\\.)?" + escapedDots(MeetingLinkExtractor::zoomDomain) + "$"};
+    Support::Regex zoomGovHost{"^(?:[a-z0-9-]+\\.)?" + escapedDots(MeetingLinkExtractor::zoomGovDomain) +
+                               "$"};
+    Support::Regex zoomPath{"^/(j|s|w)/(\\d{9,11})/?$"};
+    Support::Regex zoomPersonalPath{"^/my/[A-Za-z0-9._-]+/?$"};
+    Support::Regex meetPath{"^/[a-z]{3}-[a-z]{4}-[a-z]{3}/?$"};
+    Support::Regex schemelessMeet{"(?<![a-z0-9./:])" + escapedDots(MeetingLinkExtractor::meetHost) +
+                                      "/[a-z]{3}-[a-z]{4}-[a-z]{3}(?![a-z0-9-])",
+                                  Support::Regex::caseInsensitive};
+};
+
+const Patterns& patterns() {
+    static const Patterns compiled;
+    return compiled;
+}
+
+bool isDigitOnly(std::string_view s) {
+    return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+std::optional<MeetingLink> classifyZoom(const Support::Url& url, const std::string& host) {
+    const auto& p = patterns();
+    if (!p.zoomHost.matches(host) && !p.zoomGovHost.matches(host)) {
+        return std::nullopt;
+    }
+    auto path = url.path();
+    std::optional<std::string> meetingNumber;
+    if (auto m = p.zoomPath.firstMatch(path)) {
+        meetingNumber = std::string(m->str(2));
+    } else if (!p.zoomPersonalPath.matches(path)) {
+        return std::nullopt;
+    }
+    auto web = url.withScheme("https").withHost(host).withoutFragment();
+    std::optional<Support::Url> native;
+    if (meetingNumber && isDigitOnly(*meetingNumber)) {
+        std::vector<Support::QueryItem> items{{"action", "join"}, {"confno", *meetingNumber}};
+        for (const char* name : {"pwd", "tk"}) {
+            auto value = url.queryValue(name);
+            if (value && !value->empty()) {
+                items.push_back({name, *value});
+            }
+        }
+        if (auto base = Support::Url::parse("zoommtg://" + host + "/join")) {
+            native = base->withQueryItems(items);
+        }
+    }
+    return MeetingLink{MeetingService::zoom, web, native};
+}
+
+std::optional<MeetingLink> classifyTeams(const Support::Url& url, const std::string& host) {
+    if (host != MeetingLinkExtractor::teamsWorkHost && host != MeetingLinkExtractor::teamsHomeHost) {
+        return std::nullopt;
+    }
+    auto path = url.path();
+    static constexpr std::string_view meetupJoin = "/l/meetup-join/";
+    static constexpr std::string_view meet = "/meet/";
+    bool accepted = false;
+    if (Support::Text::startsWith(path, meetupJoin)) {
+        accepted = path.size() > meetupJoin.size();
+    } else if (Support::Text::startsWith(path, meet)) {
+        auto rest = std::string_view(path).substr(meet.size());
+        accepted = std::any_of(rest.begin(), rest.end(), [](char c) { return c >= '0' && c <= '9'; });
+    }
+    if (!accepted) {
+        return std::nullopt;
+    }
+    auto web = url.withScheme("https").withHost(host);
+    std::string nativeText = "msteams:" + url.encodedPath();
+    if (auto query = url.encodedQuery(); query && !query->empty()) {
+        nativeText += "?" + *query;
+    }
+    return MeetingLink{MeetingService::teams, web, Support::Url::parse(nativeText)};
+}
+
+std::optional<MeetingLink> classifyMeet(const Support::Url& url, const std::string& host) {
+    if (host != MeetingLinkExtractor::meetHost) {
+        return std::nullopt;
+    }
+    auto path = Support::Text::asciiLowercased(url.path());
+    if (!patterns().meetPath.matches(path)) {
+        return std::nullopt;
+    }
+    auto web = url.withScheme("https").withHost(host).withPath(path).withoutFragment();
+    return MeetingLink{MeetingService::meet, web, std::nullopt};
+}
+
+/// Decodes the entities that calendar services write into notes, in this order (so "&amp;lt;" becomes "<").
+std::string decodedEntities(std::string_view text) {
+    std::string out(text);
+    if (out.find('&') == std::string::npos) {
+        return out;
+    }
+    static constexpr std::pair<std::string_view, std::string_view> entities[] = {
+        {"&amp;", "&"}, {"&#38;", "&"}, {"&quot;", "\""}, {"&lt;", "<"}, {"&gt;", ">"}};
+    for (const auto& [from, to] : entities) {
+        if (out.find(from) != std::string::npos) {
+            out = Support::Text::replacingAll(out, from, to);
+        }
+    }
+    return out;
+}
+
+std::optional<MeetingLink> classifyDetected(const DetectedLink& detected) {
+    auto trimmed = MeetingLinkExtractor::trimmingTrailingPunctuation(detected.text);
+    if (trimmed.empty()) {
+        return std::nullopt;
+    }
+    return MeetingLinkExtractor::classify(detected.impliedScheme ? "http://" + trimmed : trimmed);
+}
+
+} // namespace
+
+std::optional<MeetingLink> MeetingLinkExtractor::classify(const Support::Url& original) {
+    auto url = unwrapRedirect(original);
+    auto scheme = url.scheme();
+    if (scheme != "https" && scheme != "http") {
+        return std::nullopt;
+    }
+    auto host = url.host();
+    if (host.empty()) {
+        return std::nullopt;
+    }
+    if (auto link = classifyZoom(url, host)) {
+        return link;
+    }
+    if (auto link = classifyTeams(url, host)) {
+        return link;
+    }
+    return classifyMeet(url, host);
+}
+
+std::optional<MeetingLink> MeetingLinkExtractor::classify(std::string_view urlText) {
+    auto url = Support::Url::parse(urlText);
+    return url ? classify(*url) : std::nullopt;
+}
+
+std::vector<MeetingLinkExtractor::FoundLink> MeetingLinkExtractor::linksWithPositions(std::string_view text) {
+    auto decoded = decodedEntities(text);
+    std::vector<FoundLink> found;
+    std::unordered_set<std::string> known;
+    auto keep = [&](std::optional<MeetingLink> link, std::size_t position) {
+        if (link && known.insert(link->webURL.string()).second) {
+            found.push_back(FoundLink{std::move(*link), position});
+        }
+    };
+    LinkDetector::forEachLink(decoded, [&](const DetectedLink& detected) {
+        keep(classifyDetected(detected), detected.start);
+        return true;
+    });
+    patterns().schemelessMeet.forEachMatch(decoded, [&](const Support::RegexMatch& match) {
+        keep(classify("https://" + Support::Text::asciiLowercased(match.str())), match.start());
+        return true;
+    });
+    std::stable_sort(found.begin(), found.end(),
+                     [](const FoundLink& a, const FoundLink& b) { return a.position < b.position; });
+    return found;
+}
+
+std::vector<MeetingLink> MeetingLinkExtractor::links(std::string_view text) {
+    std::vector<MeetingLink> out;
+    for (auto& found : linksWithPositions(text)) {
+        out.push_back(std::move(found.link));
+    }
+    return out;
+}
+
+std::optional<MeetingLink> MeetingLinkExtractor::firstLink(std::string_view text) {
+    auto decoded = decodedEntities(text);
+    std::optional<FoundLink> first;
+    LinkDetector::forEachLink(decoded, [&](const DetectedLink& detected) {
+        if (auto link = classifyDetected(detected)) {
+            first = FoundLink{std::move(*link), detected.start};
+            return false;
+        }
+        return true;
+    });
+    // A scheme-less Meet link before the detector's first link wins.
+    if (auto match = patterns().schemelessMeet.firstMatch(decoded)) {
+        if (!first || match->start() < first->position) {
+            if (auto link = classify("https://" + Support::Text::asciiLowercased(match->str()))) {
+                return link;
+            }
+        }
+    }
+    return first ? std::optional<MeetingLink>(std::move(first->link)) : std::nullopt;
+}
+
+std::optional<MeetingLink> MeetingLinkExtractor::extract(const std::optional<Support::Url>& url,
+                                                         const std::optional<std::string>& location,
+                                                         const std::optional<std::string>& notes) {
+    if (url) {
+        if (auto link = classify(*url)) {
+            return link;
+        }
+    }
+    if (location && !location->empty()) {
+        if (auto link = firstLink(*location)) {
+            return link;
+        }
+    }
+    if (notes) {
+        return firstLink(*notes);
+    }
+    return std::nullopt;
+}
+
+Support::Url MeetingLinkExtractor::unwrapRedirect(const Support::Url& url) {
+    Support::Url current = url;
+    for (int round = 0; round < maxRedirectRounds; ++round) {
+        auto host = current.host();
+        if (host.empty()) {
+            break;
+        }
+        const char* wanted = nullptr;
+        if (Support::Text::endsWith(host, safeLinksDomain)) {
+            wanted = "url";
+        } else if ((host == googleSearchHost || host == "www." + std::string(googleSearchHost)) &&
+                   current.path() == "/url") {
+            wanted = "q";
+        } else {
+            break;
+        }
+        auto value = current.queryValue(wanted);
+        if (!value || value->empty()) {
+            break;
+        }
+        auto inner = Support::Url::parse(*value);
+        if (!inner) {
+            break;
+        }
+        current = *inner;
+    }
+    return current;
+}
+
+std::string MeetingLinkExtractor::trimmingTrailingPunctuation(std::string_view text) {
+    // Counts are kept up to date as characters go, so that a long run of closing marks stays linear.
+    auto opening = std::count(text.begin(), text.end(), '(');
+    auto closing = std::count(text.begin(), text.end(), ')');
+    bool hasOpeningBracket = text.find('[') != std::string_view::npos;
+    std::size_t length = text.size();
+    while (length > 0) {
+        char last = text[length - 1];
+        switch (last) {
+        case '.':
+        case ',':
+        case ';':
+        case ':':
+        case '!':
+        case '?':
+        case '\'':
+        case '"':
+        case '>':
+        case '*':
+            --length;
+            continue;
+        case ')':
+            if (opening < closing) {
+                --closing;
+                --length;
+                continue;
+            }
+            break;
+        case ']':
+            if (!hasOpeningBracket) {
+                --length;
+                continue;
+            }
+            break;
+        default:
+            break;
+        }
+        break;
+    }
+    return std::string(text.substr(0, length));
+}
+
+} // namespace UI
