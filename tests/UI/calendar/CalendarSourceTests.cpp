@@ -27,8 +27,9 @@ struct CalendarSourceTest : ::testing::Test {
     Fakes::FakeCalendarStore store;
     CalendarSourceTest() {
         store.calendarList = {
-            {"work", "Work", "s1", "me@example.com", Platform::CalendarSourceType::calDAV, "#112233"},
-            {"home", "Home", "s2", "Local", Platform::CalendarSourceType::local, ""}};
+            {"work", "Work", "s1", "me@example.com", Platform::CalendarSourceType::calDAV, "#112233", true,
+             ""},
+            {"home", "Home", "s2", "Local", Platform::CalendarSourceType::local, "", true, ""}};
         store.eventList = {event("B", "home", nine + Support::seconds(600)), event("A", "work", nine)};
     }
     template <typename T> T wait(Support::Task<T> task) {

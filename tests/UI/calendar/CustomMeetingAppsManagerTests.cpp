@@ -1,5 +1,7 @@
 #include "UI/calendar/CustomMeetingAppsManager.h"
 
+#include "Support/Log.h"
+
 #include <gtest/gtest.h>
 
 using UI::CustomMeetingAppsManager;
@@ -43,6 +45,7 @@ TEST(CustomMeetingAppsManager, RemovesAnAppAndStopsFollowingIt) {
 }
 
 TEST(CustomMeetingAppsManager, TreatsAnUndecodableStoredListAsNone) {
+    Support::LogCapture logs;
     Support::InMemoryUserDefaults defaults;
     for (const char* stored : {"not json", "{\"id\":1}", "[{\"id\":\"x\"}]"}) {
         defaults.setString("customMeetingApps", stored);
@@ -50,4 +53,5 @@ TEST(CustomMeetingAppsManager, TreatsAnUndecodableStoredListAsNone) {
         EXPECT_TRUE(manager.customApps.get().empty()) << stored;
         EXPECT_EQ(defaults.string("customMeetingApps"), stored);
     }
+    EXPECT_EQ(logs.messages("meetingApps").size(), 3u);
 }

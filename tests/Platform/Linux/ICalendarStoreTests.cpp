@@ -1,0 +1,379 @@
+#include <httplib.h>
+
+#include "Platform/Linux/ICalendarStore.h"
+
+#include "Support/Files.h"
+#include "Support/Log.h"
+#include "Support/MainLoop.h"
+#include "Support/Scheduler.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+using Platform::CalendarEvent;
+using Platform::ICalendarStore;
+
+namespace {
+
+Support::Date at(const char* iso) {
+    return *Support::parseISO8601(iso);
+}
+std::string iso(Support::Date d) {
+    return Support::formatISO8601(d);
+}
+
+std::string calendar(const std::string& body) {
+    return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Test//EN\r\n" + body + "END:VCALENDAR\r\n";
+}
+
+const std::string berlinZone =
+    "BEGIN:VTIMEZONE\r\nTZID:Europe/Berlin\r\n"
+    "BEGIN:DAYLIGHT\r\nTZOFFSETFROM:+0100\r\nTZOFFSETTO:+0200\r\nTZNAME:CEST\r\n"
+    "DTSTART:19700329T020000\r\nRRULE:FREQ=YEARLY;BYMONTH=3;BYDAY=-1SU\r\nEND:DAYLIGHT\r\n"
+    "BEGIN:STANDARD\r\nTZOFFSETFROM:+0200\r\nTZOFFSETTO:+0100\r\nTZNAME:CET\r\n"
+    "DTSTART:19701025T030000\r\nRRULE:FREQ=YEARLY;BYMONTH=10;BYDAY=-1SU\r\nEND:STANDARD\r\n"
+    "END:VTIMEZONE\r\n";
+
+std::vector<CalendarEvent> occurrences(const std::string& text, const char* from, const char* to,
+                                       const std::string& zone = "Europe/Berlin",
+                                       std::vector<std::string> emails = {}) {
+    auto events = ICalendarStore::occurrencesInText(text, "cal", at(from), at(to), zone, emails);
+    std::sort(events.begin(), events.end(), [](const auto& a, const auto& b) { return a.start < b.start; });
+    return events;
+}
+
+struct TempFolder {
+    fs::path path;
+    TempFolder() {
+        char pattern[] = "/tmp/vellmora-ical-XXXXXX";
+        path = ::mkdtemp(pattern);
+    }
+    ~TempFolder() {
+        std::error_code ec;
+        fs::remove_all(path, ec);
+    }
+    void write(const fs::path& relative, const std::string& content) const {
+        fs::create_directories((path / relative).parent_path());
+        std::ofstream(path / relative, std::ios::binary) << content;
+    }
+};
+
+std::string simpleEvent(const std::string& uid, const std::string& start, const std::string& extra = "") {
+    return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20261101T000000Z\r\nDTSTART:" + start +
+           "\r\nDURATION:PT30M\r\nSUMMARY:" + uid + "\r\n" + extra + "END:VEVENT\r\n";
+}
+
+} // namespace
+
+TEST(ICalendarStore, ExpandsAWeeklySeriesInItsZoneWithExceptionsAndOverrides) {
+    auto text =
+        calendar(berlinZone +
+                 "BEGIN:VEVENT\r\nUID:weekly\r\nDTSTAMP:20261101T000000Z\r\n"
+                 "DTSTART;TZID=Europe/Berlin:20261002T100000\r\nDTEND;TZID=Europe/Berlin:20261002T103000\r\n"
+                 "RRULE:FREQ=WEEKLY;BYDAY=FR\r\nEXDATE;TZID=Europe/Berlin:20261106T100000\r\n"
+                 "SUMMARY:Standup\r\nLOCATION:https://zoom.us/j/1234567890\r\nEND:VEVENT\r\n"
+                 // moved from 13 Nov 10:00 to 12 Nov 15:00
+                 "BEGIN:VEVENT\r\nUID:weekly\r\nDTSTAMP:20261101T000000Z\r\n"
+                 "RECURRENCE-ID;TZID=Europe/Berlin:20261113T100000\r\n"
+                 "DTSTART;TZID=Europe/Berlin:20261112T150000\r\nDTEND;TZID=Europe/Berlin:20261112T153000\r\n"
+                 "SUMMARY:Standup (moved)\r\nEND:VEVENT\r\n"
+                 // cancelled on 20 Nov
+                 "BEGIN:VEVENT\r\nUID:weekly\r\nDTSTAMP:20261101T000000Z\r\n"
+                 "RECURRENCE-ID;TZID=Europe/Berlin:20261120T100000\r\nSTATUS:CANCELLED\r\n"
+                 "DTSTART;TZID=Europe/Berlin:20261120T100000\r\nDTEND;TZID=Europe/Berlin:20261120T103000\r\n"
+                 "END:VEVENT\r\n");
+    auto events = occurrences(text, "2026-10-20T00:00:00Z", "2026-11-28T00:00:00Z");
+    std::vector<std::string> starts;
+    for (const auto& e : events) {
+        starts.push_back(iso(e.start) + " " + e.title +
+                         (e.status == Platform::EventStatus::canceled ? " X" : ""));
+    }
+    EXPECT_EQ(starts, (std::vector<std::string>{
+                          "2026-10-23T08:00:00Z Standup",         // summer time
+                          "2026-10-30T09:00:00Z Standup",         // winter time
+                          "2026-11-12T14:00:00Z Standup (moved)", // 6 Nov excluded, 13 Nov moved
+                          "2026-11-20T09:00:00Z Standup X",
+                          "2026-11-27T09:00:00Z Standup",
+                      }));
+    EXPECT_EQ(iso(*events[2].occurrenceDate), "2026-11-13T09:00:00Z");
+    EXPECT_EQ(events[2].location, "https://zoom.us/j/1234567890"); // taken from its series
+    EXPECT_EQ(iso(events[0].end), "2026-10-23T08:30:00Z");
+    EXPECT_EQ(events[0].calendarItemID, "weekly");
+}
+
+TEST(ICalendarStore, FindsAMovedOccurrenceWhoseOriginalDateIsOutsideTheRange) {
+    auto text = calendar(
+        "BEGIN:VEVENT\r\nUID:s\r\nDTSTART:20261001T090000Z\r\nDURATION:PT1H\r\nRRULE:FREQ=DAILY;COUNT=3\r\n"
+        "SUMMARY:Series\r\nEND:VEVENT\r\n"
+        "BEGIN:VEVENT\r\nUID:s\r\nRECURRENCE-ID:20261002T090000Z\r\nDTSTART:20261127T090000Z\r\n"
+        "DTEND:20261127T100000Z\r\nEND:VEVENT\r\n");
+    auto events = occurrences(text, "2026-11-27T00:00:00Z", "2026-11-28T00:00:00Z");
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].title, "Series");
+    auto early = occurrences(text, "2026-10-01T00:00:00Z", "2026-10-04T00:00:00Z");
+    EXPECT_EQ(early.size(), 2u); // the second day moved away
+}
+
+TEST(ICalendarStore, ReadsUtcFloatingAndAllDayTimes) {
+    auto text = calendar(
+        simpleEvent("utc", "20261127T090000Z") + simpleEvent("floating", "20261127T090000") +
+        "BEGIN:VEVENT\r\nUID:allday\r\nDTSTART;VALUE=DATE:20261127\r\nSUMMARY:Holiday\r\nEND:VEVENT\r\n"
+        "BEGIN:VEVENT\r\nUID:ny\r\nDTSTART;TZID=America/New_York:20261127T090000\r\n"
+        "DURATION:PT1H\r\nEND:VEVENT\r\n");
+    auto events = occurrences(text, "2026-11-26T12:00:00Z", "2026-11-28T00:00:00Z", "Europe/Berlin");
+    ASSERT_EQ(events.size(), 4u);
+    std::map<std::string, CalendarEvent> byID;
+    for (const auto& e : events) {
+        byID[e.calendarItemID] = e;
+    }
+    EXPECT_EQ(iso(byID["utc"].start), "2026-11-27T09:00:00Z");
+    EXPECT_EQ(iso(byID["floating"].start), "2026-11-27T08:00:00Z"); // 09:00 in Berlin
+    EXPECT_TRUE(byID["allday"].isAllDay);
+    EXPECT_EQ(iso(byID["allday"].start), "2026-11-26T23:00:00Z");
+    EXPECT_EQ(iso(byID["allday"].end), "2026-11-27T23:00:00Z");
+    EXPECT_EQ(iso(byID["ny"].start), "2026-11-27T14:00:00Z"); // from the zone database, no VTIMEZONE
+}
+
+TEST(ICalendarStore, ReadsParticipantsAndMarksTheCurrentUser) {
+    auto text = calendar(simpleEvent("p", "20261127T090000Z",
+                                     "ORGANIZER;CN=Boss:mailto:boss@example.com\r\n"
+                                     "ATTENDEE;CN=\"Doe, Jane\";PARTSTAT=ACCEPTED:mailto:jane@example.com\r\n"
+                                     "ATTENDEE;CUTYPE=ROOM;CN=Room 4:mailto:room4@example.com\r\n"
+                                     "ATTENDEE;PARTSTAT=DECLINED;CN=Me:MAILTO:Me@Example.com\r\n"
+                                     "ATTENDEE;CUTYPE=GROUP;PARTSTAT=TENTATIVE:mailto:team@example.com\r\n"));
+    auto events =
+        occurrences(text, "2026-11-27T00:00:00Z", "2026-11-28T00:00:00Z", "UTC", {"me@example.com"});
+    ASSERT_EQ(events.size(), 1u);
+    const auto& e = events[0];
+    ASSERT_EQ(e.attendees.size(), 4u);
+    EXPECT_EQ(e.organizer->name, "Boss");
+    EXPECT_EQ(e.organizer->url, "mailto:boss@example.com");
+    EXPECT_EQ(e.attendees[0].name, "Doe, Jane");
+    EXPECT_EQ(e.attendees[0].status, Platform::ParticipantStatus::accepted);
+    EXPECT_EQ(e.attendees[0].type, Platform::ParticipantType::person);
+    EXPECT_EQ(e.attendees[1].type, Platform::ParticipantType::room);
+    EXPECT_EQ(e.attendees[1].status, Platform::ParticipantStatus::pending);
+    EXPECT_TRUE(e.attendees[2].isCurrentUser);
+    EXPECT_EQ(e.attendees[2].status, Platform::ParticipantStatus::declined);
+    EXPECT_EQ(e.attendees[3].type, Platform::ParticipantType::group);
+    EXPECT_FALSE(e.organizer->isCurrentUser);
+}
+
+TEST(ICalendarStore, ReadsUrlLocationAndBothDescriptions) {
+    auto text =
+        calendar(simpleEvent("d", "20261127T090000Z",
+                             "URL:https://example.com/e\r\nLOCATION:Room 4\\, floor 2\r\n"
+                             "DESCRIPTION:Line one\\nJoin: https://meet.google.com/abc-defg-hij\r\n"
+                             "X-ALT-DESC;FMTTYPE=text/html:<p>Line one</p>\r\n"
+                             "STATUS:TENTATIVE\r\n") +
+                 simpleEvent("h", "20261127T100000Z", "X-ALT-DESC;FMTTYPE=text/html:<b>Only HTML</b>\r\n"));
+    auto events = occurrences(text, "2026-11-27T00:00:00Z", "2026-11-28T00:00:00Z");
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].url, "https://example.com/e");
+    EXPECT_EQ(events[0].location, "Room 4, floor 2");
+    EXPECT_EQ(events[0].notes, "Line one\nJoin: https://meet.google.com/abc-defg-hij");
+    EXPECT_EQ(events[0].htmlNotes, "<p>Line one</p>");
+    EXPECT_EQ(events[0].status, Platform::EventStatus::tentative);
+    EXPECT_EQ(events[1].notes, "<b>Only HTML</b>");
+    EXPECT_FALSE(events[1].htmlNotes);
+}
+
+TEST(ICalendarStore, StopsAnEndlessRuleAtTheEndOfTheRangeAndJumpsOverOldYears) {
+    auto text =
+        calendar("BEGIN:VEVENT\r\nUID:old\r\nDTSTART:20000103T090000Z\r\nDURATION:PT15M\r\n"
+                 "RRULE:FREQ=DAILY\r\nEND:VEVENT\r\n"
+                 "BEGIN:VEVENT\r\nUID:fast\r\nDTSTART:19900101T000000Z\r\nRRULE:FREQ=MINUTELY;INTERVAL=30\r\n"
+                 "END:VEVENT\r\n");
+    auto events = occurrences(text, "2026-11-27T00:00:00Z", "2026-11-29T00:00:00Z");
+    int daily = 0;
+    int halfHourly = 0;
+    for (const auto& e : events) {
+        (e.calendarItemID == "old" ? daily : halfHourly)++;
+    }
+    EXPECT_EQ(daily, 2);
+    EXPECT_EQ(halfHourly, 96);
+}
+
+TEST(ICalendarStore, RejectsTextThatIsNotICalendar) {
+    for (const char* bad : {"<html>Sign in</html>", "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nEND:VCALENDAR\r\n",
+                            "BEGIN:VEVENT\r\nEND:VEVENT\r\n", "BEGIN:VCALENDAR\r\n", ""}) {
+        EXPECT_THROW(ICalendarStore::occurrencesInText(bad, "c", at("2026-11-27T00:00:00Z"),
+                                                       at("2026-11-28T00:00:00Z"), "UTC", {}),
+                     std::runtime_error)
+            << bad;
+    }
+}
+
+struct ICalendarStoreFolders : ::testing::Test {
+    Support::MainLoop loop;
+    TempFolder temp;
+
+    template <typename T> T wait(Support::Task<T> task) {
+        for (int i = 0; i < 500 && !task.isDone(); ++i) {
+            loop.runOne(10);
+        }
+        EXPECT_TRUE(task.isDone());
+        return task.get();
+    }
+    ICalendarStore::Options options(std::vector<std::string> sources) {
+        ICalendarStore::Options o;
+        o.sources = std::move(sources);
+        o.timeZoneID = "UTC";
+        o.cacheFolder = temp.path / "cache";
+        o.watchForChanges = false;
+        return o;
+    }
+};
+
+TEST_F(ICalendarStoreFolders, ReadsVdirCalendarsWithTheirNamesColoursAndKinds) {
+    temp.write("account@example.com/work/displayname", "Work\n");
+    temp.write("account@example.com/work/color", "#3a87adff\n");
+    temp.write("account@example.com/work/a.ics", calendar(simpleEvent("a", "20261127T090000Z")));
+    temp.write("account@example.com/work/b.ics", calendar(simpleEvent("b", "20261127T100000Z")));
+    temp.write("account@example.com/home/c.ics", calendar(simpleEvent("c", "20261127T110000Z")));
+    temp.write("single.ics", "BEGIN:VCALENDAR\r\nX-WR-CALNAME:Team days\r\n" +
+                                 simpleEvent("d", "20261127T120000Z") + "END:VCALENDAR\r\n");
+    ICalendarStore store(
+        options({(temp.path / "account@example.com").string(), (temp.path / "single.ics").string()}));
+    auto calendars = store.calendars();
+    ASSERT_EQ(calendars.size(), 3u);
+    EXPECT_EQ(calendars[0].title, "home");
+    EXPECT_EQ(calendars[0].sourceType, Platform::CalendarSourceType::local);
+    EXPECT_EQ(calendars[1].title, "Work");
+    EXPECT_EQ(calendars[1].colorHex, "#3A87AD");
+    EXPECT_EQ(calendars[1].sourceType, Platform::CalendarSourceType::calDAV);
+    EXPECT_EQ(calendars[1].sourceTitle, "account@example.com");
+    EXPECT_EQ(calendars[2].title, "Team days");
+    auto events =
+        wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {calendars[1].id}));
+    EXPECT_EQ(events.size(), 2u);
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 4u);
+}
+
+TEST_F(ICalendarStoreFolders, ABrokenFileMakesOnlyItsOwnCalendarUnreadableAndIsLoggedOnce) {
+    Support::LogCapture logs;
+    temp.write("good/a.ics", calendar(simpleEvent("a", "20261127T090000Z")));
+    temp.write("bad/a.ics", calendar(simpleEvent("b", "20261127T090000Z")));
+    temp.write("bad/broken.ics", "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nEND:VCALENDAR\r\n");
+    ICalendarStore store(options(
+        {(temp.path / "good").string(), (temp.path / "bad").string(), (temp.path / "missing.ics").string()}));
+    auto calendars = store.calendars();
+    ASSERT_EQ(calendars.size(), 3u);
+    EXPECT_TRUE(calendars[0].isReadable);
+    EXPECT_FALSE(calendars[1].isReadable);
+    EXPECT_NE(calendars[1].problem.find("broken.ics"), std::string::npos);
+    EXPECT_FALSE(calendars[2].isReadable);
+    auto events = wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {}));
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].calendarItemID, "a");
+    store.calendars();
+    EXPECT_EQ(logs.messages("calendarStore").size(), 2u);
+}
+
+TEST_F(ICalendarStoreFolders, TellsObserversOnceWhenTheFilesChange) {
+    temp.write("cal/a.ics", calendar(simpleEvent("a", "20261127T090000Z")));
+    Support::VirtualScheduler scheduler(loop, at("2026-11-27T08:00:00Z"));
+    auto o = options({(temp.path / "cal").string()});
+    o.watchForChanges = true;
+    o.scheduler = &scheduler;
+    ICalendarStore store(o);
+    int changes = 0;
+    auto sub = store.observeChanges([&] { ++changes; });
+    EXPECT_EQ(store.calendars().size(), 1u);
+    temp.write("cal/b.ics", calendar(simpleEvent("b", "20261127T100000Z")));
+    temp.write("cal/c.ics", calendar(simpleEvent("c", "20261127T110000Z")));
+    for (int i = 0; i < 20; ++i) {
+        loop.runOne(5);
+    }
+    EXPECT_EQ(changes, 0); // settling
+    scheduler.advance(Support::seconds(1));
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 3u);
+}
+
+struct SubscriptionServer {
+    httplib::Server server;
+    std::thread thread;
+    int port = 0;
+    std::atomic<int> requests{0};
+    std::atomic<int> notModified{0};
+    std::string body;
+    std::string etag = "\"v1\"";
+    std::mutex mutex;
+
+    SubscriptionServer() {
+        server.Get("/cal.ics", [this](const httplib::Request& req, httplib::Response& res) {
+            ++requests;
+            std::lock_guard lock(mutex);
+            if (req.get_header_value("If-None-Match") == etag) {
+                ++notModified;
+                res.status = 304;
+                return;
+            }
+            res.set_header("ETag", etag);
+            res.set_content(body, "text/calendar");
+        });
+        port = server.bind_to_any_port("127.0.0.1");
+        thread = std::thread([this] { server.listen_after_bind(); });
+        server.wait_until_ready();
+    }
+    ~SubscriptionServer() {
+        server.stop();
+        thread.join();
+    }
+    void serve(std::string newBody, std::string newEtag) {
+        std::lock_guard lock(mutex);
+        body = std::move(newBody);
+        etag = std::move(newEtag);
+    }
+    std::string url() const { return "http://127.0.0.1:" + std::to_string(port) + "/cal.ics"; }
+};
+
+TEST_F(ICalendarStoreFolders, DownloadsSubscriptionsWithConditionalRequestsAndKeepsAGoodCopy) {
+    SubscriptionServer server;
+    server.serve("BEGIN:VCALENDAR\r\nX-WR-CALNAME:Holidays\r\n" + simpleEvent("s", "20261127T090000Z") +
+                     "END:VCALENDAR\r\n",
+                 "\"v1\"");
+    ICalendarStore store(options({server.url()}));
+    EXPECT_FALSE(store.calendars()[0].isReadable); // not downloaded yet
+    int changes = 0;
+    auto sub = store.observeChanges([&] { ++changes; });
+    wait(store.refreshSubscriptions());
+    EXPECT_EQ(changes, 1);
+    auto calendars = store.calendars();
+    ASSERT_TRUE(calendars[0].isReadable);
+    EXPECT_EQ(calendars[0].title, "Holidays");
+    EXPECT_EQ(calendars[0].sourceType, Platform::CalendarSourceType::subscribed);
+
+    wait(store.refreshSubscriptions());
+    EXPECT_EQ(server.notModified.load(), 1);
+    EXPECT_EQ(changes, 1);
+    wait(store.refreshSubscriptions(true)); // fresh: no request at all
+    EXPECT_EQ(server.requests.load(), 2);
+
+    server.serve("<html>Please sign in</html>", "\"v2\"");
+    wait(store.refreshSubscriptions());
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 1u);
+
+    server.serve(calendar(simpleEvent("s", "20261127T090000Z") + simpleEvent("t", "20261127T100000Z")),
+                 "\"v3\"");
+    wait(store.refreshSubscriptions());
+    EXPECT_EQ(changes, 2);
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 2u);
+}
+
+TEST(ICalendarStoreOptions, ReadsSourcesAndAddressesFromTheDefaults) {
+    Support::InMemoryUserDefaults defaults;
+    defaults.set("calendar.sources",
+                 Support::DefaultsValue(std::vector<std::string>{" ~/cal ", "", "https://x/y.ics"}));
+    defaults.setString("calendar.userEmails", "me@example.com\nme@work.example\n");
+    auto o = ICalendarStore::optionsFromDefaults(defaults, "Europe/Berlin");
+    EXPECT_EQ(o.sources, (std::vector<std::string>{"~/cal", "https://x/y.ics"}));
+    EXPECT_EQ(o.userEmails, (std::vector<std::string>{"me@example.com", "me@work.example"}));
+}
