@@ -1,0 +1,40 @@
+// A scripted workspace for tests: installed apps and URL-scheme handlers are set by the test, and every
+// open request is recorded (and succeeds unless `failOpens` is set).
+#pragma once
+
+#include "Platform/Workspace.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Fakes {
+
+class FakeWorkspace final : public Platform::Workspace {
+public:
+    std::set<std::string> installedApps;
+    /// URL scheme ("https", "zoommtg", "msteams") → bundle identifier of its handler.
+    std::map<std::string, std::string> handlers;
+    std::vector<std::string> openedURLs;
+    std::vector<std::string> openedApps;
+    bool failOpens = false;
+
+    bool isAppInstalled(const std::string& bundleID) const override {
+        return installedApps.count(bundleID) > 0;
+    }
+    std::optional<std::string> appForURL(const Support::Url& url) const override {
+        auto it = handlers.find(url.scheme());
+        return it == handlers.end() ? std::nullopt : std::optional<std::string>(it->second);
+    }
+    Support::Task<bool> open(const Support::Url& url) override {
+        openedURLs.push_back(url.string());
+        co_return !failOpens;
+    }
+    Support::Task<bool> openApp(const std::string& bundleID) override {
+        openedApps.push_back(bundleID);
+        co_return !failOpens;
+    }
+};
+
+} // namespace Fakes
