@@ -53,8 +53,8 @@ struct AIProviderSettings {
 };
 
 struct AIKeys {
-    std::string openAI;
-    std::string gemini;
+    std::string openAI{};
+    std::string gemini{};
     bool operator==(const AIKeys&) const = default;
 };
 
@@ -74,7 +74,7 @@ public:
     const std::filesystem::path& path() const { return path_; }
 
 private:
-    std::filesystem::path path_;
+    std::filesystem::path path_{};
 };
 
 } // namespace Intelligence

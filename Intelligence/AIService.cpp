@@ -362,7 +362,7 @@ Support::Task<void> AIService::stream(Platform::HttpRequest request, AIProvider 
                                       TextStream::Sink sink) {
     // A local server answers 503 while it loads its model: wait until it is ready, then ask again.
     for (int attempt = 0;; ++attempt) {
-        auto once = streamOnce(request, provider, sink);
+        auto once = awaitOwned(streamOnce(request, provider, sink));
         const bool serverWasLoading = co_await once;
         if (!serverWasLoading) {
             co_return;
@@ -371,7 +371,7 @@ Support::Task<void> AIService::stream(Platform::HttpRequest request, AIProvider 
             throw GenerationUnavailable(
                 GenerationUnavailableReason::engineError("The AI server is still loading its model."));
         }
-        auto wait = waitUntilReady({});
+        auto wait = awaitOwned(waitUntilReady({}));
         co_await wait;
     }
 }

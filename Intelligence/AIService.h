@@ -39,7 +39,7 @@ public:
         enum class Kind { modelNotDownloaded, downloadFailed, engineError, appQuitting, aiDisabled, noModel };
         Kind kind = Kind::noModel;
         /// The model's display name, the download detail or the engine's message.
-        std::string detail;
+        std::string detail{};
 
         static GenerationUnavailableReason modelNotDownloaded(std::string name) {
             return {Kind::modelNotDownloaded, std::move(name)};
@@ -63,14 +63,14 @@ public:
         const GenerationUnavailableReason& reason() const { return reason_; }
 
     private:
-        GenerationUnavailableReason reason_;
+        GenerationUnavailableReason reason_{};
     };
 
     /// The on-device system model's reasons for being unavailable (not used by remote providers, kept for
     /// the status texts).
     enum class SystemModelUnavailability { notEligible, osTooOld, turnedOff, notReady, unavailable };
     struct FallbackOffer {
-        std::string name;
+        std::string name{};
         double sizeGB = 0;
         bool operator==(const FallbackOffer&) const = default;
     };
@@ -78,12 +78,12 @@ public:
     struct Status {
         enum class Kind { inProgress, ready, error, notConfigured, systemModelUnavailable };
         Kind kind = Kind::notConfigured;
-        std::string modelName;
+        std::string modelName{};
         /// 0...1 while in progress.
         double progress = 0;
-        std::string message;
+        std::string message{};
         SystemModelUnavailability systemReason = SystemModelUnavailability::unavailable;
-        std::optional<FallbackOffer> fallback;
+        std::optional<FallbackOffer> fallback{};
         /// In progress: true while downloading, false while loading.
         bool isDownloading = false;
         /// A local model unloaded to save memory.
@@ -107,21 +107,21 @@ public:
         enum class Kind { ready, downloading, loading, registryInstall };
         Kind kind = Kind::ready;
         double fraction = 0;
-        std::string modelName;
+        std::string modelName{};
         /// Registry installs: the model's identifier, and whether it is downloaded and now loading.
-        std::string modelId;
+        std::string modelId{};
         bool downloadedAndLoading = false;
         bool operator==(const Generation&) const = default;
     };
 
     struct Request {
-        std::string instruction;
-        std::string context;
-        std::string systemPrompt;
-        LLMEngine::GenerationParameters parameters;
-        std::string sessionId;
+        std::string instruction{};
+        std::string context{};
+        std::string systemPrompt{};
+        LLMEngine::GenerationParameters parameters{};
+        std::string sessionId{};
         /// Earlier turns of a conversation, oldest first: ("user" | "assistant", text).
-        std::vector<std::pair<std::string, std::string>> history;
+        std::vector<std::pair<std::string, std::string>> history{};
     };
 
     AIService(Platform::HttpClient& http, Support::Scheduler& scheduler, AIProviderSettings settings,
@@ -170,11 +170,11 @@ private:
 
     Platform::HttpClient& http_;
     Support::Scheduler& scheduler_;
-    AIProviderSettings settings_;
-    AIKeys keys_;
+    AIProviderSettings settings_{};
+    AIKeys keys_{};
     bool isEnabled_ = true;
     bool isLoading_ = false;
-    Support::Published<Status> status_;
+    Support::Published<Status> status_{};
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

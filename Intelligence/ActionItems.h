@@ -15,12 +15,12 @@ namespace Intelligence {
 /// named transcript speakers by the time they first spoke.
 struct MeetingRosterTimeline {
     struct Entry {
-        std::string name;
+        std::string name{};
         double firstHeard = 0;
         bool isFromCalendar = false;
         bool operator==(const Entry&) const = default;
     };
-    std::vector<Entry> entries;
+    std::vector<Entry> entries{};
 
     static MeetingRosterTimeline
     build(const Database::DatabaseManager::Recording& recording,
@@ -53,7 +53,7 @@ inline constexpr const char* actionItemsSystemPrompt =
 
 struct ActionItemFilter {
     struct Context {
-        std::vector<std::string> people;
+        std::vector<std::string> people{};
         ActionItemMeetingKindValue kind = ActionItemMeetingKindValue::general;
     };
     static constexpr size_t maximumItems = 30;

@@ -43,8 +43,8 @@ Task<std::vector<std::string>> partNotes(AIService& ai, const std::vector<std::s
         request.systemPrompt = forActionItems ? actionItemsSystemPrompt : summarySystemPrompt;
         request.parameters = parameters;
         request.sessionId = sessionId;
-        auto stream = ai.generate(std::move(request));
-        auto text = co_await TextStream::collect(stream);
+        auto collecting = awaitOwned(TextStream::collect(ai.generate(std::move(request))));
+        auto text = co_await collecting;
         notes.push_back(Support::Text::trimmed(text));
     }
     co_return notes;
@@ -174,7 +174,8 @@ TextStream LongMeeting::summary(AIService& ai, std::string transcript, SummaryTe
     }
     return TextStream::make([&ai, parts = std::move(parts), final, parameters, sessionId,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto notes = co_await partNotes(ai, parts, false, parameters, sessionId, progress);
+        auto reading = awaitOwned(partNotes(ai, parts, false, parameters, sessionId, progress));
+        auto notes = co_await reading;
         if (progress) {
             progress(GenerationProgress{GenerationProgress::Stage::finalCombined, 1, 1, false});
         }
@@ -184,7 +185,8 @@ TextStream LongMeeting::summary(AIService& ai, std::string transcript, SummaryTe
             "whole meeting from them.";
         request.context = joinWithinBudget(notes);
         auto stream = ai.generate(std::move(request));
-        co_await forwardFragments(stream, sink);
+        auto forwarding = awaitOwned(forwardFragments(stream, sink));
+        co_await forwarding;
     });
 }
 
@@ -204,12 +206,14 @@ TextStream LongMeeting::actionItems(AIService& ai, std::string transcript, std::
                 progress(GenerationProgress{GenerationProgress::Stage::readingWholeMeeting, 1, 1, false});
             }
             auto stream = ai.generate(final);
-            co_await forwardFragments(stream, sink);
+            auto forwarding = awaitOwned(forwardFragments(stream, sink));
+            co_await forwarding;
         });
     }
     return TextStream::make([&ai, parts = std::move(parts), final, parameters, sessionId,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto notes = co_await partNotes(ai, parts, true, parameters, sessionId, progress);
+        auto reading = awaitOwned(partNotes(ai, parts, true, parameters, sessionId, progress));
+        auto notes = co_await reading;
         if (progress) {
             progress(GenerationProgress{GenerationProgress::Stage::merging, 1, 1, false});
         }
@@ -218,7 +222,8 @@ TextStream LongMeeting::actionItems(AIService& ai, std::string transcript, std::
                                "order. Combine them into one list without duplicates.";
         request.context = joinWithinBudget(notes);
         auto stream = ai.generate(std::move(request));
-        co_await forwardFragments(stream, sink);
+        auto forwarding = awaitOwned(forwardFragments(stream, sink));
+        co_await forwarding;
     });
 }
 
@@ -243,7 +248,8 @@ TextStream LongMeeting::combined(AIService& ai, std::string transcript, bool wan
     auto parameters = final.parameters;
     return TextStream::make([&ai, parts = std::move(parts), final, parameters, sessionId,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto notes = co_await partNotes(ai, parts, false, parameters, sessionId, progress);
+        auto reading = awaitOwned(partNotes(ai, parts, false, parameters, sessionId, progress));
+        auto notes = co_await reading;
         if (progress) {
             progress(GenerationProgress{GenerationProgress::Stage::finalCombined, 1, 1, false});
         }
@@ -251,7 +257,8 @@ TextStream LongMeeting::combined(AIService& ai, std::string transcript, bool wan
         request.instruction += "\n\nThe meeting was long: below are notes on its parts, in order.";
         request.context = joinWithinBudget(notes);
         auto stream = ai.generate(std::move(request));
-        co_await forwardFragments(stream, sink);
+        auto forwarding = awaitOwned(forwardFragments(stream, sink));
+        co_await forwarding;
     });
 }
 

@@ -42,8 +42,8 @@ struct GenerationProgress {
 using ProgressHandler = std::function<void(const GenerationProgress&)>;
 
 struct LongMeetingResult {
-    std::optional<std::string> summary;
-    std::optional<std::string> actionItems;
+    std::optional<std::string> summary{};
+    std::optional<std::string> actionItems{};
 
     static constexpr const char* summaryMarker = "=== SUMMARY ===";
     static constexpr const char* actionItemsMarker = "=== ACTION ITEMS ===";

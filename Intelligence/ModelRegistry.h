@@ -10,8 +10,8 @@ namespace Intelligence {
 
 struct ModelRegistry {
     struct Model {
-        std::string id;
-        std::string displayName;
+        std::string id{};
+        std::string displayName{};
         double sizeGB = 0;
     };
     static std::optional<Model> model(const std::string& id);

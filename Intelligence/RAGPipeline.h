@@ -33,22 +33,22 @@ struct AnswerSource {
     /// The number the prompt and the answer cite it by ("[1]").
     int number = 0;
     Database::RecordingId recordingId = 0;
-    std::string recordingTitle;
+    std::string recordingTitle{};
     std::int64_t segmentId = 0;
     double startTime = 0;
-    std::string speaker;
-    std::string text;
+    std::string speaker{};
+    std::string text{};
     bool operator==(const AnswerSource&) const = default;
 };
 
 struct AnswerSources {
-    std::vector<AnswerSource> all;
+    std::vector<AnswerSource> all{};
     bool operator==(const AnswerSources&) const = default;
 };
 
 /// One element of an answer stream: a fragment, and on the last element `isComplete`.
 struct RAGResponse {
-    std::string token;
+    std::string token{};
     bool isComplete = false;
     bool operator==(const RAGResponse&) const = default;
 };
@@ -61,7 +61,7 @@ public:
     Kind kind() const { return kind_; }
 
 private:
-    Kind kind_;
+    Kind kind_{};
 };
 
 /// The answer stream broke after part of the answer was written.
@@ -73,8 +73,8 @@ public:
 
 /// Which recordings a question is about: one, a set (the library's filter), or all of them.
 struct ChatScope {
-    std::optional<Database::RecordingId> recordingId;
-    std::optional<std::set<Database::RecordingId>> recordings;
+    std::optional<Database::RecordingId> recordingId{};
+    std::optional<std::set<Database::RecordingId>> recordings{};
     bool includes(Database::RecordingId id) const {
         if (recordingId) {
             return *recordingId == id;
@@ -101,8 +101,8 @@ public:
                                                       const AnswerSources& sources);
 
     struct Answer {
-        TextStream tokens;
-        AnswerSources sources;
+        TextStream tokens{};
+        AnswerSources sources{};
     };
     /// Retrieves (off the main loop), then starts the answer stream. The turn is remembered in the session
     /// once the stream completes.

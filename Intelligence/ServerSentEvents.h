@@ -16,9 +16,9 @@
 namespace Intelligence {
 
 struct ServerSentEvent {
-    std::string event;
-    std::string data;
-    std::string id;
+    std::string event{};
+    std::string data{};
+    std::string id{};
     bool operator==(const ServerSentEvent&) const = default;
 };
 
@@ -35,11 +35,11 @@ private:
     void processLine(std::string_view line, std::vector<ServerSentEvent>& out);
     void dispatch(std::vector<ServerSentEvent>& out);
 
-    std::string line_;
+    std::string line_{};
     bool lastWasCR_ = false;
-    std::string event_;
-    std::string data_;
-    std::string id_;
+    std::string event_{};
+    std::string data_{};
+    std::string id_{};
     bool hasData_ = false;
 };
 

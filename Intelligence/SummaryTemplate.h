@@ -15,12 +15,12 @@
 namespace Intelligence {
 
 struct SummaryTemplate {
-    std::string id;
-    std::string name;
+    std::string id{};
+    std::string name{};
     /// Markdown section headings, in order.
-    std::vector<std::string> sections;
+    std::vector<std::string> sections{};
     /// What to pay attention to in this kind of meeting.
-    std::string guidance;
+    std::string guidance{};
 
     /// The general meeting template (the default).
     static SummaryTemplate defaultTemplate();
@@ -29,7 +29,7 @@ struct SummaryTemplate {
 
 struct SummaryBrief {
     /// How long and for whom; appended to the summary instruction.
-    std::string text;
+    std::string text{};
 
     static SummaryBrief standard();
     static SummaryBrief from(const SummaryTemplate& summaryTemplate);

@@ -74,7 +74,8 @@ void AIGenerationJobs::startWithToken(Kind kind, RecordingId recordingId,
         [this, alive, key, token, operation = std::move(operation)]() -> Support::Task<void> {
             std::optional<std::string> failure;
             try {
-                auto body = operation(token);
+                // Owned: cancelling the job cancels its body, and the job ends only once the body has.
+                Support::detail::OwnedInnerAwaiter<void> body{operation(token)};
                 co_await body;
             } catch (const Support::Cancelled&) {
                 throw;

@@ -33,25 +33,25 @@ public:
     using Token = std::string;
 
     struct Key {
-        Kind kind;
-        RecordingId recordingId;
+        Kind kind{};
+        RecordingId recordingId{};
         auto operator<=>(const Key&) const = default;
     };
 
     struct Job {
-        Token token;
-        Support::Task<void> task;
+        Token token{};
+        Support::Task<void> task{};
     };
 
     struct Outcome {
         enum class Case { finished, failed };
         Case kind = Case::finished;
         /// Finished: the result text, if any.
-        std::optional<std::string> result;
+        std::optional<std::string> result{};
         /// Finished: whether the result was stored.
         bool stored = false;
         /// Failed: the failure message.
-        std::string message;
+        std::string message{};
 
         static Outcome finished(std::optional<std::string> result, bool stored) {
             return {Case::finished, std::move(result), stored, {}};
@@ -63,9 +63,9 @@ public:
     };
 
     struct JobEnd {
-        Kind kind;
-        RecordingId recordingId;
-        Outcome outcome;
+        Kind kind{};
+        RecordingId recordingId{};
+        Outcome outcome{};
         bool operator==(const JobEnd&) const = default;
     };
 
@@ -97,10 +97,10 @@ public:
 
 private:
     Support::NotificationCenter& center_;
-    std::map<Key, Job> jobs_;
-    std::map<Key, std::string> failuresFinishedAway_;
-    std::map<Key, std::string> resultsFinishedAway_;
-    Support::SubscriptionBag cancellables_;
+    std::map<Key, Job> jobs_{};
+    std::map<Key, std::string> failuresFinishedAway_{};
+    std::map<Key, std::string> resultsFinishedAway_{};
+    Support::SubscriptionBag cancellables_{};
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

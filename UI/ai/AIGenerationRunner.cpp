@@ -72,7 +72,7 @@ Task<void> AIGenerationRunner::waitForModel(Kind kind, RecordingId recordingId, 
                 kind == Kind::summary ? ProcessingType::summary : ProcessingType::actionItems, true);
         }
     };
-    auto wait = generation.waitUntilReady(onWaiting);
+    auto wait = Intelligence::awaitOwned(generation.waitUntilReady(onWaiting));
     co_await wait;
 }
 
@@ -82,7 +82,8 @@ Task<void> AIGenerationRunner::summary(RecordingId recordingId, Token token,
                                        AIGenerationJobs& jobs, Display display) {
     const AIGenerationJobs::Key key{Kind::summary, recordingId};
     try {
-        auto wait = waitForModel(Kind::summary, recordingId, token, generation, jobs, display);
+        auto wait = Intelligence::awaitOwned(
+            waitForModel(Kind::summary, recordingId, token, generation, jobs, display));
         co_await wait;
         if (display.onProgress) {
             display.onProgress(AIRerunCopy::summary(std::nullopt));
@@ -94,7 +95,8 @@ Task<void> AIGenerationRunner::summary(RecordingId recordingId, Token token,
         };
         auto stream = summaryTemplate ? generation.templatedSummary(recordingId, *summaryTemplate, progress)
                                       : generation.summary(recordingId, progress);
-        auto raw = co_await run(stream, display);
+        auto running = Intelligence::awaitOwned(run(stream, display));
+        auto raw = co_await running;
         auto text = cleanedModelText(raw);
         if (text.empty()) {
             jobs.finish(key, token, Outcome::finished(std::nullopt, false));
@@ -102,7 +104,7 @@ Task<void> AIGenerationRunner::summary(RecordingId recordingId, Token token,
         }
         co_await Support::BlockingWork::run(
             [&database, recordingId, text] { database.saveSummary(recordingId, text); });
-        auto index = generation.indexSummary(recordingId);
+        auto index = Intelligence::awaitOwned(generation.indexSummary(recordingId));
         co_await index;
         jobs.finish(key, token, Outcome::finished(text, true));
     } catch (const Support::Cancelled&) {
@@ -128,7 +130,8 @@ Task<void> AIGenerationRunner::actionItems(RecordingId recordingId, Token token,
                 co_return;
             }
         }
-        auto wait = waitForModel(Kind::actionItems, recordingId, token, generation, jobs, display);
+        auto wait = Intelligence::awaitOwned(
+            waitForModel(Kind::actionItems, recordingId, token, generation, jobs, display));
         co_await wait;
         if (display.onProgress) {
             display.onProgress(AIRerunCopy::actionItems(std::nullopt));
@@ -139,7 +142,8 @@ Task<void> AIGenerationRunner::actionItems(RecordingId recordingId, Token token,
             }
         };
         auto stream = generation.actionItems(recordingId, progress);
-        auto raw = co_await run(stream, display);
+        auto running = Intelligence::awaitOwned(run(stream, display));
+        auto raw = co_await running;
         auto items = co_await Support::BlockingWork::run([&database, recordingId, raw] {
             return AIGenerationService::finalActionItems(recordingId, raw, database);
         });
@@ -164,10 +168,12 @@ Task<void> AIGenerationRunner::title(RecordingId recordingId, Token token, AIGen
                                      Display display) {
     const AIGenerationJobs::Key key{Kind::title, recordingId};
     try {
-        auto wait = waitForModel(Kind::title, recordingId, token, generation, jobs, display);
+        auto wait = Intelligence::awaitOwned(
+            waitForModel(Kind::title, recordingId, token, generation, jobs, display));
         co_await wait;
         auto stream = generation.title(recordingId);
-        auto raw = co_await run(stream, display);
+        auto running = Intelligence::awaitOwned(run(stream, display));
+        auto raw = co_await running;
         auto title = TextCleaning::cleanTitleResponse(cleanedModelText(raw));
         if (!title) {
             if (display.onTitleError) {
@@ -217,14 +223,15 @@ void AIGenerationRunner::startAutomatic(RecordingId recordingId, bool wantsSumma
             }
         };
         auto combined = Support::startTask([=, &database, &ai]() -> Task<Intelligence::LongMeetingResult> {
-            auto wait = generation.waitUntilReady(waiting);
+            auto wait = Intelligence::awaitOwned(generation.waitUntilReady(waiting));
             co_await wait;
             auto result = std::make_shared<Intelligence::LongMeetingResult>();
             auto stream = translatingUnavailable(AIGenerationService::generateMeetingContent(
                 recordingId, true, true, Intelligence::SummaryTemplate::defaultTemplate(),
                 Intelligence::LLMExecutionMode::background, database, ai,
                 [result](const Intelligence::LongMeetingResult& r) { *result = r; }));
-            auto text = co_await TextStream::collect(stream);
+            auto collecting = Intelligence::awaitOwned(TextStream::collect(stream));
+            auto text = co_await collecting;
             (void)text;
             co_return *result;
         });

@@ -257,7 +257,8 @@ TextStream AIGenerationService::generateTitleFromSummary(const std::string& summ
 TextStream AIGenerationService::generateTitle(RecordingId recordingId, Database::DatabaseManager& database,
                                               Intelligence::AIService& ai) {
     return TextStream::make([recordingId, &database, &ai](TextStream::Sink sink) -> Task<void> {
-        auto input = co_await readRecording(database, recordingId);
+        auto reading = Intelligence::awaitOwned(readRecording(database, recordingId));
+        auto input = co_await reading;
         if (!input.recording) {
             co_return;
         }
@@ -270,7 +271,8 @@ TextStream AIGenerationService::generateTitle(RecordingId recordingId, Database:
         }
         if (source.kind == TitleSource::Kind::summary) {
             auto stream = generateTitleFromSummary(source.text, event, ai);
-            co_await forwardFragments(stream, sink);
+            auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+            co_await forwarding;
             co_return;
         }
         Intelligence::AIService::Request request;
@@ -279,7 +281,8 @@ TextStream AIGenerationService::generateTitle(RecordingId recordingId, Database:
         request.systemPrompt = titleSystemPrompt;
         request.parameters = Intelligence::LLMEngine::GenerationParameters::title();
         auto stream = ai.generate(std::move(request));
-        co_await forwardFragments(stream, sink);
+        auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+        co_await forwarding;
     });
 }
 
@@ -293,7 +296,8 @@ TextStream AIGenerationService::generateSummary(RecordingId recordingId,
     auto session = sessionId.value_or("auto-summary-" + std::to_string(recordingId));
     return TextStream::make([recordingId, summaryTemplate, session, mode, &database, &ai,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto input = co_await readRecording(database, recordingId);
+        auto reading = Intelligence::awaitOwned(readRecording(database, recordingId));
+        auto input = co_await reading;
         if (!input.recording || Text::isBlank(input.transcript)) {
             co_return;
         }
@@ -301,7 +305,8 @@ TextStream AIGenerationService::generateSummary(RecordingId recordingId,
             ai, std::move(input.transcript), summaryTemplate,
             Intelligence::SummaryBrief::from(summaryTemplate),
             Intelligence::LLMEngine::GenerationParameters::summary(), session, mode, progress);
-        co_await forwardFragments(stream, sink);
+        auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+        co_await forwarding;
     });
 }
 
@@ -333,7 +338,8 @@ TextStream AIGenerationService::generateActionItems(RecordingId recordingId,
             auto stream = Intelligence::LongMeeting::actionItems(
                 ai, std::move(input.recording.transcript), input.query,
                 Intelligence::LLMEngine::GenerationParameters::actionItems(), session, mode, progress);
-            co_await forwardFragments(stream, sink);
+            auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+            co_await forwarding;
         });
 }
 
@@ -382,7 +388,7 @@ TextStream AIGenerationService::generateMeetingContent(
 
 Task<void> AIGenerationService::waitUntilModelIsReady(Intelligence::AIService& ai,
                                                       std::function<void()> prepare) {
-    auto wait = ai.waitUntilReady(std::move(prepare));
+    auto wait = Intelligence::awaitOwned(ai.waitUntilReady(std::move(prepare)));
     co_await wait;
 }
 

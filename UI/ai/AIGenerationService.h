@@ -27,8 +27,8 @@ struct AIGenerationService {
 
     /// The calendar event a recording was made for.
     struct CalendarEvent {
-        std::string title;
-        std::optional<std::string> notes;
+        std::string title{};
+        std::optional<std::string> notes{};
         bool operator==(const CalendarEvent&) const = default;
     };
     static std::optional<CalendarEvent> calendarEvent(const Recording& recording);
@@ -36,7 +36,7 @@ struct AIGenerationService {
     struct TitleSource {
         enum class Kind { none, transcript, summary };
         Kind kind = Kind::none;
-        std::string text;
+        std::string text{};
         bool operator==(const TitleSource&) const = default;
     };
 

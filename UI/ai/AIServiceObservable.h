@@ -25,10 +25,10 @@ public:
     using Status = Intelligence::AIService::Status;
 
     struct TestResult {
-        std::string message;
+        std::string message{};
         bool isFailure = false;
         /// The models the server listed (success only).
-        std::vector<std::string> models;
+        std::vector<std::string> models{};
         bool operator==(const TestResult&) const = default;
     };
 
@@ -38,10 +38,10 @@ public:
                         std::string geminiBaseURL = Intelligence::defaultGeminiBaseURL);
     ~AIServiceObservable();
 
-    Support::Published<Status> status;
-    Support::Published<std::optional<TestResult>> testResult;
-    Support::Published<bool> isTesting;
-    Support::Published<std::vector<std::string>> availableModels;
+    Support::Published<Status> status{};
+    Support::Published<std::optional<TestResult>> testResult{};
+    Support::Published<bool> isTesting{};
+    Support::Published<std::vector<std::string>> availableModels{};
 
     std::string statusText() const { return statusText(status.get()); }
     std::optional<std::string> aiStatusHelpText() const { return aiStatusHelpText(status.get()); }
@@ -68,9 +68,9 @@ private:
     void runTest(Support::Task<TestResult> test);
 
     Platform::HttpClient& http_;
-    std::string geminiBaseURL_;
-    Support::Subscription statusSubscription_;
-    Support::Task<void> testTask_;
+    std::string geminiBaseURL_{};
+    Support::Subscription statusSubscription_{};
+    Support::Task<void> testTask_{};
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

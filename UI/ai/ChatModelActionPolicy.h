@@ -15,8 +15,8 @@ struct ChatModelActionPolicy {
         bool fallbackInstalled = false;
     };
     struct Offer {
-        std::string text;
-        std::string buttonTitle;
+        std::string text{};
+        std::string buttonTitle{};
         bool operator==(const Offer&) const = default;
     };
     static std::optional<Offer> inlineFallbackDownload(const Presentation& presentation,

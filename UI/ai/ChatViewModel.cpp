@@ -122,9 +122,9 @@ void ChatViewModel::sendMessage() {
             }
             auto cleaned = Support::Text::trimmed(Intelligence::ResponseProcessor::stripSpecialTokens(
                 Intelligence::ResponseProcessor::stripThinkingPatterns(streamingResponse.get())));
-            auto list = messages.get();
-            list.push_back({Support::Uuid::generate(), "assistant", cleaned, deps_.now(), *found});
-            messages.set(std::move(list));
+            auto updated = messages.get();
+            updated.push_back({Support::Uuid::generate(), "assistant", cleaned, deps_.now(), *found});
+            messages.set(std::move(updated));
             shownMoments.set(found->value_or(std::vector<Intelligence::MomentHit>{}));
             citations.set(answer.sources.all);
             streamingResponse.set("");

@@ -30,12 +30,12 @@ namespace UI {
 class ChatViewModel {
 public:
     struct DisplayMessage {
-        std::string id;
+        std::string id{};
         /// "user" or "assistant".
-        std::string role;
-        std::string content;
-        Support::Date timestamp;
-        std::optional<std::vector<Intelligence::MomentHit>> moments;
+        std::string role{};
+        std::string content{};
+        Support::Date timestamp{};
+        std::optional<std::vector<Intelligence::MomentHit>> moments{};
         bool operator==(const DisplayMessage&) const = default;
     };
     using Citation = Intelligence::AnswerSource;
@@ -60,19 +60,19 @@ public:
     ChatViewModel(const ChatViewModel&) = delete;
     ChatViewModel& operator=(const ChatViewModel&) = delete;
 
-    Support::Published<std::vector<DisplayMessage>> messages;
-    Support::Published<std::string> inputText;
-    Support::Published<bool> isGenerating;
-    Support::Published<std::string> streamingResponse;
-    Support::Published<std::optional<std::string>> error;
-    Support::Published<std::vector<Citation>> citations;
-    Support::Published<std::optional<Recording>> recording;
+    Support::Published<std::vector<DisplayMessage>> messages{};
+    Support::Published<std::string> inputText{};
+    Support::Published<bool> isGenerating{};
+    Support::Published<std::string> streamingResponse{};
+    Support::Published<std::optional<std::string>> error{};
+    Support::Published<std::vector<Citation>> citations{};
+    Support::Published<std::optional<Recording>> recording{};
     /// The recordings an all-recordings chat is limited to (the library's filter); nothing for all.
-    Support::Published<std::optional<std::set<Database::RecordingId>>> recordingFilter;
-    Support::Published<int> indexedCount;
-    Support::Published<bool> isIndexingLoading;
-    Support::Published<std::string> sessionId;
-    Support::Published<std::vector<Intelligence::MomentHit>> shownMoments;
+    Support::Published<std::optional<std::set<Database::RecordingId>>> recordingFilter{};
+    Support::Published<int> indexedCount{};
+    Support::Published<bool> isIndexingLoading{};
+    Support::Published<std::string> sessionId{};
+    Support::Published<std::vector<Intelligence::MomentHit>> shownMoments{};
 
     void sendMessage();
     void stopGeneration();
@@ -95,10 +95,10 @@ public:
 private:
     Intelligence::ChatScope scope() const;
 
-    Dependencies deps_;
-    Support::Task<void> generationTask_;
-    Support::Task<void> momentsTask_;
-    Support::Task<void> indexingTask_;
+    Dependencies deps_{};
+    Support::Task<void> generationTask_{};
+    Support::Task<void> momentsTask_{};
+    Support::Task<void> indexingTask_{};
     int generationID_ = 0;
     bool followsOnScreen_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -13,19 +13,19 @@ namespace UI {
 struct MarkdownBlock {
     enum class Kind { paragraph, heading, listItem, divider };
     Kind kind = Kind::paragraph;
-    std::string text;
+    std::string text{};
     /// Headings: 1 to 6.
-    std::optional<int> level;
+    std::optional<int> level{};
     /// List items: the indentation width (a blank counts 1, a tab moves to the next multiple of 4).
-    std::optional<int> indent;
+    std::optional<int> indent{};
     /// Ordered list items: the item's number.
-    std::optional<long long> number;
+    std::optional<long long> number{};
     bool operator==(const MarkdownBlock&) const = default;
 };
 
 /// A piece of inline text with its styles (`AttributedString::Style` bits of the library's text cleaning).
 struct StyledRun {
-    std::string text;
+    std::string text{};
     unsigned styles = 0;
     bool operator==(const StyledRun&) const = default;
 };

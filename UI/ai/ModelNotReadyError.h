@@ -17,7 +17,7 @@ public:
     bool operator==(const ModelNotReadyError& other) const { return reason_ == other.reason_; }
 
 private:
-    Reason reason_;
+    Reason reason_{};
 };
 
 } // namespace UI

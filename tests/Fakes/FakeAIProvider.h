@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <atomic>
+#include <cctype>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -27,23 +28,29 @@ public:
         std::vector<std::string> fragments{"Default answer"};
         int status = 200;
         /// The body of a non-200 answer.
-        std::string errorBody;
+        std::string errorBody{};
         /// Stop after this many fragments until `release()`.
-        std::optional<size_t> holdAfter;
+        std::optional<size_t> holdAfter{};
         /// Close the connection after this many fragments, without ending the stream.
-        std::optional<size_t> breakAfter;
+        std::optional<size_t> breakAfter{};
     };
 
     struct RecordedRequest {
-        std::string method;
-        std::string path;
-        std::string query;
-        std::multimap<std::string, std::string> headers;
-        std::string body;
+        std::string method{};
+        std::string path{};
+        std::string query{};
+        std::multimap<std::string, std::string> headers{};
+        std::string body{};
 
         std::string header(const std::string& name) const {
+            auto lower = [](std::string text) {
+                for (auto& c : text) {
+                    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+                }
+                return text;
+            };
             for (const auto& [k, v] : headers) {
-                if (httplib::detail::case_ignore::equal(k, name)) {
+                if (lower(k) == lower(name)) {
                     return v;
                 }
             }
@@ -118,7 +125,7 @@ public:
         return requests_;
     }
     std::vector<RecordedRequest> generationRequests() const {
-        std::vector<RecordedRequest> out;
+        std::vector<RecordedRequest> out{};
         for (auto& r : requests()) {
             if (r.method == "POST") {
                 out.push_back(r);
@@ -151,7 +158,7 @@ private:
     }
 
     void answer(httplib::Response& res, bool gemini) {
-        Script script;
+        Script script{};
         {
             std::lock_guard lock(mutex_);
             if (!scripts_.empty()) {
@@ -198,15 +205,15 @@ private:
             });
     }
 
-    httplib::Server server_;
+    httplib::Server server_{};
     int port_ = 0;
-    std::thread thread_;
-    mutable std::mutex mutex_;
-    std::condition_variable releasedChanged_;
+    std::thread thread_{};
+    mutable std::mutex mutex_{};
+    std::condition_variable releasedChanged_{};
     bool released_ = false;
-    std::deque<Script> scripts_;
-    Script default_;
-    std::vector<RecordedRequest> requests_;
+    std::deque<Script> scripts_{};
+    Script default_{};
+    std::vector<RecordedRequest> requests_{};
     int modelsStatus = 200;
     std::string modelsBody = R"({"data":[{"id":"test-model"}]})";
     std::atomic<size_t> sent_{0};

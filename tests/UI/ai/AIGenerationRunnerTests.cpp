@@ -9,6 +9,8 @@
 #include "UI/ai/AIGenerationClient.h"
 #include "UI/ai/AIGenerationJobs.h"
 #include "UI/ai/AIGenerationRunner.h"
+#include "UI/ai/AIGenerationService.h"
+#include "UI/ai/AIModelWaitCopy.h"
 #include "UI/ai/ProcessingType.h"
 #include "UI/library/LibraryNotifications.h"
 
