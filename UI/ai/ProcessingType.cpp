@@ -1,0 +1,52 @@
+#include "UI/ai/ProcessingType.h"
+
+namespace UI {
+
+std::string_view rawValue(ProcessingType type) {
+    switch (type) {
+    case ProcessingType::transcription:
+        return "transcription";
+    case ProcessingType::summary:
+        return "summary";
+    case ProcessingType::actionItems:
+        return "actionItems";
+    case ProcessingType::indexing:
+        return "indexing";
+    case ProcessingType::slides:
+        return "slides";
+    case ProcessingType::video:
+        return "video";
+    }
+    return "transcription";
+}
+
+std::optional<ProcessingType> processingTypeFromRawValue(std::string_view raw) {
+    for (auto type : allProcessingTypes) {
+        if (rawValue(type) == raw) {
+            return type;
+        }
+    }
+    return std::nullopt;
+}
+
+namespace ProcessingNotifications {
+
+void postProcessingStarted(Support::NotificationCenter& center, Database::RecordingId recordingId,
+                           ProcessingType type, bool waitingForModel) {
+    center.post(processingStarted, {{"recordingId", std::to_string(recordingId)},
+                                    {"type", std::string(rawValue(type))},
+                                    {"waitingForModel", waitingForModel ? "true" : "false"}});
+}
+
+void postProcessingCompleted(Support::NotificationCenter& center, Database::RecordingId recordingId,
+                             ProcessingType type, const std::optional<std::string>& error) {
+    Support::UserInfo info{{"recordingId", std::to_string(recordingId)},
+                           {"type", std::string(rawValue(type))}};
+    if (error) {
+        info["error"] = *error;
+    }
+    center.post(processingCompleted, std::move(info));
+}
+
+} // namespace ProcessingNotifications
+} // namespace UI
