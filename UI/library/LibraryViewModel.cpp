@@ -1,0 +1,334 @@
+#include "UI/library/LibraryViewModel.h"
+
+#include "Support/BlockingWork.h"
+#include "Support/Errors.h"
+#include "Support/Log.h"
+#include "Support/Text.h"
+#include "UI/library/LibraryNotifications.h"
+#include "UI/library/TranscriptTextFormatter.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <system_error>
+
+namespace UI {
+
+namespace {
+
+const Support::Logger log("library");
+
+std::string describe(const std::exception& e) {
+    if (auto* user = dynamic_cast<const Support::UserFacingError*>(&e)) {
+        return user->description();
+    }
+    return e.what();
+}
+
+} // namespace
+
+std::vector<std::string> LibraryViewModel::defaultReloadNotifications() {
+    return {Database::databaseDidChangeNotification, "Vellmora.processingCompleted",
+            "Vellmora.recordingContentUpdated"};
+}
+
+LibraryViewModel::LibraryViewModel(Database::DatabaseManager& database,
+                                   Intelligence::UnifiedSearchEngine& searchEngine,
+                                   Support::Scheduler& scheduler, Support::NotificationCenter& center,
+                                   std::vector<std::string> reloadNotifications)
+    : database_(database), engine_(searchEngine), scheduler_(scheduler), center_(center),
+      reloadNotifications_(std::move(reloadNotifications)) {}
+
+LibraryViewModel::~LibraryViewModel() {
+    *alive_ = false;
+    if (searchTask_) {
+        searchTask_->cancel();
+    }
+}
+
+void LibraryViewModel::setAll(std::vector<Recording> all) {
+    all_ = std::move(all);
+    keys_.clear();
+    keys_.reserve(all_.size());
+    for (const auto& r : all_) {
+        keys_.push_back(
+            {Support::Text::searchFolded(r.title), r.notes ? Support::Text::searchFolded(*r.notes) : ""});
+    }
+}
+
+Support::Task<void> LibraryViewModel::loadRecordings() {
+    auto alive = alive_;
+    isLoading.setIfChanged(true);
+    try {
+        auto* db = &database_;
+        auto fetched = co_await Support::BlockingWork::run([db] { return db->allRecordings(); });
+        if (!*alive) {
+            co_return;
+        }
+        setAll(std::move(fetched));
+        recordings = activeQuery_ ? filterRecordings(*activeQuery_, activeTitlesOnly_) : all_;
+    } catch (const Support::Cancelled&) {
+        if (*alive) {
+            isLoading.setIfChanged(false);
+        }
+        throw;
+    } catch (const std::exception& e) {
+        log.error("Failed to load recordings: {}", describe(e));
+    }
+    if (!*alive) {
+        co_return;
+    }
+    isLoading.setIfChanged(false);
+    hasLoadedOnce.setIfChanged(true);
+}
+
+void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
+    if (searchTask_) {
+        searchTask_->cancel();
+        searchTask_.reset();
+    }
+    const auto generation = ++generation_;
+    isSearchingMoments.setIfChanged(false);
+    auto trimmed = Support::Text::trimmed(query);
+    if (trimmed.empty()) {
+        activeQuery_.reset();
+        moments = Intelligence::UnifiedSearchResults{};
+        momentGroups = std::vector<SidebarMomentGroup>{};
+        searchTask_ = loadRecordings();
+        return;
+    }
+    searchTask_ =
+        Support::startTask([this, alive = alive_, trimmed, titlesOnly, generation]() -> Support::Task<void> {
+            co_await scheduler_.sleepFor(searchDebounce);
+            if (!*alive || generation != generation_) {
+                co_return;
+            }
+            try {
+                auto kept = filterRecordings(trimmed, titlesOnly);
+                Support::checkCancellation();
+                activeQuery_ = trimmed;
+                activeTitlesOnly_ = titlesOnly;
+                recordings = std::move(kept);
+            } catch (const Support::Cancelled&) {
+                throw;
+            } catch (const std::exception& e) {
+                log.error("Search failed: {}", describe(e));
+            }
+            if (generation == generation_ && !titlesOnly) {
+                co_await searchMoments(trimmed, titlesOnly, generation);
+            }
+        });
+}
+
+std::vector<LibraryViewModel::Recording> LibraryViewModel::filterRecordings(const std::string& query,
+                                                                            bool titlesOnly) const {
+    const auto needle = Support::Text::searchFolded(Support::Text::trimmed(query));
+    std::vector<Recording> kept;
+    for (std::size_t i = 0; i < all_.size(); ++i) {
+        const auto& keys = keys_[i];
+        if (keys.title.find(needle) != std::string::npos ||
+            (!titlesOnly && all_[i].notes && keys.notes.find(needle) != std::string::npos)) {
+            kept.push_back(all_[i]);
+        }
+    }
+    return kept;
+}
+
+Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titlesOnly,
+                                                    std::uint64_t generation) {
+    auto alive = alive_;
+    if (titlesOnly || generation != generation_) {
+        co_return;
+    }
+    isSearchingMoments.setIfChanged(true);
+    auto* engine = &engine_;
+    try {
+        auto results = co_await Support::BlockingWork::run([engine, query] { return engine->search(query); });
+        if (!*alive || generation != generation_) {
+            co_return;
+        }
+        moments = results;
+        auto built = co_await groups(results.hits, all_);
+        if (!*alive || generation != generation_) {
+            co_return;
+        }
+        momentGroups = std::move(built);
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (const std::exception& e) {
+        log.error("Search failed: {}", describe(e));
+    }
+    if (!*alive || generation != generation_) {
+        co_return;
+    }
+    isSearchingMoments.setIfChanged(false);
+
+    try {
+        auto visual =
+            co_await Support::BlockingWork::run([engine, query] { return engine->searchFrames(query); });
+        if (!*alive) {
+            co_return;
+        }
+        co_await applyVisualStep(std::move(visual), generation);
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (const std::exception& e) {
+        log.error("Search failed: {}", describe(e));
+    }
+}
+
+Support::Task<void> LibraryViewModel::applyVisualStep(std::vector<Intelligence::MomentHit> visual,
+                                                      std::uint64_t generation) {
+    auto alive = alive_;
+    if (visual.empty() || generation != generation_) {
+        co_return;
+    }
+    auto merged = Intelligence::UnifiedSearchEngine::merged(moments.get(), visual);
+    auto built = co_await groups(merged.hits, all_);
+    if (!*alive || generation != generation_) {
+        co_return;
+    }
+    moments = std::move(merged);
+    momentGroups = std::move(built);
+}
+
+Support::Task<std::vector<SidebarMomentGroup>>
+LibraryViewModel::groups(std::vector<Intelligence::MomentHit> hits, std::vector<Recording> in) {
+    std::map<Database::RecordingId, const Recording*> byId;
+    for (const auto& r : in) {
+        byId.emplace(r.id, &r);
+    }
+    std::vector<SidebarMomentGroup> out;
+    std::map<Database::RecordingId, std::size_t> slot;
+    for (auto& hit : hits) {
+        auto found = byId.find(hit.recordingId);
+        if (found == byId.end()) {
+            continue;
+        }
+        auto [it, isNew] = slot.emplace(hit.recordingId, out.size());
+        if (isNew) {
+            out.push_back({*found->second, {}, std::nullopt});
+        }
+        out[it->second].hits.push_back(std::move(hit));
+    }
+    if (out.empty()) {
+        co_return out;
+    }
+    std::vector<Database::RecordingId> ids;
+    for (const auto& g : out) {
+        ids.push_back(g.id());
+    }
+    auto* db = &database_;
+    auto leadTimes = co_await Support::BlockingWork::run([db, ids] { return db->audioLeadTimes(ids); });
+    for (auto& g : out) {
+        if (auto it = leadTimes.find(g.id()); it != leadTimes.end()) {
+            g.audioLeadTime = it->second;
+        }
+    }
+    co_return out;
+}
+
+Support::Task<void> LibraryViewModel::deleteRecording(Recording recording) {
+    auto alive = alive_;
+    auto* db = &database_;
+    auto* center = &center_;
+    try {
+        const auto id = recording.id;
+        co_await Support::BlockingWork::run([db, id] { db->deleteRecording(id); });
+        if (recording.videoFileURL) {
+            auto video = *recording.videoFileURL;
+            co_await Support::BlockingWork::run([video] {
+                std::error_code ec;
+                std::filesystem::remove(video, ec);
+                if (ec) {
+                    throw std::system_error(ec, "Couldn't remove " + video.string());
+                }
+            });
+        }
+        LibraryNotifications::postRecordingDeleted(*center, id);
+        if (*alive) {
+            co_await loadRecordings();
+        }
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (const std::exception& e) {
+        log.error("Failed to delete recording: {}", describe(e));
+    }
+}
+
+void LibraryViewModel::replaceInLists(const Recording& updated) {
+    for (std::size_t i = 0; i < all_.size(); ++i) {
+        if (all_[i].id == updated.id) {
+            all_[i] = updated;
+        }
+    }
+    auto shown = recordings.get();
+    bool changed = false;
+    for (auto& r : shown) {
+        if (r.id == updated.id) {
+            r = updated;
+            changed = true;
+        }
+    }
+    if (changed) {
+        recordings = std::move(shown);
+    }
+}
+
+Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
+    auto alive = alive_;
+    auto* db = &database_;
+    try {
+        const auto id = recording.id;
+        auto value = co_await Support::BlockingWork::run([db, id] { return db->toggleFavorite(id); });
+        if (!*alive || !value) {
+            co_return;
+        }
+        auto current = shownRecording(id).value_or(recording);
+        current.isFavorite = *value;
+        replaceInLists(current);
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (const std::exception& e) {
+        log.error("Failed to toggle favorite: {}", describe(e));
+    }
+}
+
+Support::Task<std::string> LibraryViewModel::transcriptText(Database::RecordingId id) {
+    auto* db = &database_;
+    co_return co_await Support::BlockingWork::run([db, id] {
+        return Support::Text::joined(TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
+    });
+}
+
+std::optional<LibraryViewModel::Recording> LibraryViewModel::shownRecording(Database::RecordingId id) const {
+    for (const auto& r : all_) {
+        if (r.id == id) {
+            return r;
+        }
+    }
+    return std::nullopt;
+}
+
+void LibraryViewModel::setupNotificationObservers() {
+    observers_.clear();
+    for (const auto& name : reloadNotifications_) {
+        observers_.push_back(
+            center_.observe(name, [this](const Support::Notification&) { (void)loadRecordings(); }));
+    }
+}
+
+std::vector<LibraryViewModel::Recording>
+LibraryViewModel::displayedRecordings(Support::Date now, const DateContext& context) const {
+    const auto bounds = dateBounds(filter, now, context, customStartDate, customEndDate);
+    std::vector<Recording> out;
+    for (const auto& r : recordings.get()) {
+        if (matches(filter, r, bounds)) {
+            out.push_back(r);
+        }
+    }
+    sortRecordings(out, sort, context);
+    return out;
+}
+
+} // namespace UI

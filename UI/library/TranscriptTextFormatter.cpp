@@ -1,0 +1,142 @@
+#include "UI/library/TranscriptTextFormatter.h"
+
+#include "Support/Regex.h"
+#include "Support/Text.h"
+#include "UI/library/TextCleaning.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <numeric>
+
+namespace UI {
+
+namespace {
+
+const Support::Regex& specialTokens() {
+    // Must compile: a typo here is a programming error and the constructor's exception ends the process.
+    static const Support::Regex regex(TextCleaning::specialTokenPattern);
+    return regex;
+}
+
+bool isSpace(std::string_view s, std::size_t& pos) {
+    const unsigned char c = static_cast<unsigned char>(s[pos]);
+    if (c < 0x80) {
+        ++pos;
+        return c == ' ' || (c >= '\t' && c <= '\r');
+    }
+    const char32_t cp = Support::Text::decodeNext(s, pos);
+    return Support::Text::isWhitespace(cp) || Support::Text::isNewline(cp);
+}
+
+/// The words of `text` joined by single spaces, appended to `out`; returns whether any word was appended.
+bool appendCollapsed(std::string_view text, std::string& out) {
+    bool any = false;
+    bool pendingSpace = false;
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const std::size_t start = pos;
+        if (isSpace(text, pos)) {
+            pendingSpace = any;
+            continue;
+        }
+        if (pendingSpace) {
+            out.push_back(' ');
+            pendingSpace = false;
+        }
+        out.append(text, start, pos - start);
+        any = true;
+    }
+    return any;
+}
+
+std::string label(const TranscriptTextFormatter::Segment& segment) {
+    const std::string& speaker = segment.speaker;
+    const bool plain = !speaker.empty() && static_cast<unsigned char>(speaker.front()) > ' ' &&
+                       static_cast<unsigned char>(speaker.back()) > ' ' &&
+                       static_cast<unsigned char>(speaker.front()) < 0x80 &&
+                       static_cast<unsigned char>(speaker.back()) < 0x80;
+    std::string name = plain ? speaker : Support::Text::trimmed(speaker);
+    if (!name.empty()) {
+        return name;
+    }
+    return segment.isFromMicrophone ? "You" : "Speaker";
+}
+
+struct Entry {
+    std::string label;
+    double start;
+    std::string text;
+};
+
+} // namespace
+
+std::string TranscriptTextFormatter::timestamp(double seconds) {
+    if (!std::isfinite(seconds)) {
+        return "0:00";
+    }
+    // Clamp before converting so that absurd values cannot overflow the integer.
+    const double truncated = std::trunc(std::clamp(seconds, -1e15, 1e15));
+    const long long whole = std::max(0LL, static_cast<long long>(truncated));
+    char buffer[64];
+    if (truncated < 3600) {
+        std::snprintf(buffer, sizeof buffer, "%lld:%02lld", whole / 60, whole % 60);
+    } else {
+        std::snprintf(buffer, sizeof buffer, "%lld:%02lld:%02lld", whole / 3600, (whole % 3600) / 60,
+                      whole % 60);
+    }
+    return buffer;
+}
+
+std::vector<std::string> TranscriptTextFormatter::lines(const std::vector<Segment>& segments) {
+    // A start that is not a number sorts first (it is stamped 0:00), so the order stays a strict weak one.
+    auto key = [&](std::size_t i) {
+        double t = segments[i].startTime;
+        return std::isnan(t) ? -std::numeric_limits<double>::infinity() : t;
+    };
+    std::vector<std::size_t> order(segments.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    if (!std::is_sorted(order.begin(), order.end(), [&](auto a, auto b) { return key(a) < key(b); })) {
+        std::stable_sort(order.begin(), order.end(), [&](auto a, auto b) { return key(a) < key(b); });
+    }
+
+    std::vector<Entry> entries;
+    std::string cleaned;
+    std::string text;
+    for (auto index : order) {
+        const auto& segment = segments[index];
+        std::string_view raw = segment.text;
+        if (raw.find("<|") != std::string_view::npos) {
+            cleaned = specialTokens().replaceAll(raw, "");
+            raw = cleaned;
+        }
+        text.clear();
+        if (!appendCollapsed(raw, text)) {
+            continue;
+        }
+        std::string name = label(segment);
+        if (!entries.empty() && entries.back().label == name) {
+            entries.back().text.push_back(' ');
+            entries.back().text += text;
+        } else {
+            entries.push_back({std::move(name), segment.startTime, text});
+        }
+    }
+
+    std::vector<std::string> out;
+    out.reserve(entries.size());
+    for (auto& entry : entries) {
+        std::string line;
+        line.reserve(entry.label.size() + entry.text.size() + 16);
+        line += entry.label;
+        line += " (";
+        line += timestamp(entry.start);
+        line += "): ";
+        line += entry.text;
+        out.push_back(std::move(line));
+    }
+    return out;
+}
+
+} // namespace UI
