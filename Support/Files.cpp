@@ -1,0 +1,201 @@
+#include "Support/Files.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+namespace Support::Files {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void throwErrno(int error, const std::string& what, const fs::path& path) {
+    throw std::system_error(error, std::generic_category(), what + " " + path.string());
+}
+
+// Closes the descriptor and removes the temporary file unless the write went through.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const fs::path& target) {
+        std::string pattern =
+            (target.parent_path() / ("." + target.filename().string() + ".tmp-XXXXXX")).string();
+        std::vector<char> buffer(pattern.begin(), pattern.end());
+        buffer.push_back('\0');
+        fd_ = ::mkostemp(buffer.data(), O_CLOEXEC);
+        if (fd_ < 0) {
+            throwErrno(errno, "Cannot create a temporary file to write", target);
+        }
+        path_ = buffer.data();
+    }
+    ~TemporaryFile() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+        if (!committed_) {
+            ::unlink(path_.c_str());
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    int fd() const { return fd_; }
+    const std::string& path() const { return path_; }
+    void close(const fs::path& target) {
+        int fd = fd_;
+        fd_ = -1;
+        if (::close(fd) != 0) {
+            throwErrno(errno, "Cannot write", target);
+        }
+    }
+    void markCommitted() { committed_ = true; }
+
+private:
+    int fd_ = -1;
+    std::string path_;
+    bool committed_ = false;
+};
+
+// The file a write to `path` should replace: the final target when `path` is a symbolic link (so the
+// link stays a link), else `path` itself.
+fs::path resolvedTarget(const fs::path& path) {
+    std::error_code ec;
+    fs::path current = path;
+    for (int hops = 0; hops < 40; ++hops) {
+        auto status = fs::symlink_status(current, ec);
+        if (ec || !fs::is_symlink(status)) {
+            return current;
+        }
+        fs::path link = fs::read_symlink(current, ec);
+        if (ec) {
+            throwErrno(ec.value(), "Cannot follow the link", path);
+        }
+        current = link.is_absolute() ? link : current.parent_path() / link;
+    }
+    throwErrno(ELOOP, "Cannot follow the link", path);
+}
+
+fs::path folderFromEnvironment(const char* ownVariable, const char* xdgVariable, const char* fallback) {
+    if (const char* own = std::getenv(ownVariable); own && *own) {
+        return fs::path(own);
+    }
+    if (const char* xdg = std::getenv(xdgVariable); xdg && *xdg && fs::path(xdg).is_absolute()) {
+        return fs::path(xdg) / "vellmora";
+    }
+    return homeFolder() / fallback / "vellmora";
+}
+
+} // namespace
+
+void writeAtomically(const fs::path& path, std::string_view contents, std::optional<mode_t> mode) {
+    fs::path target = resolvedTarget(path);
+    fs::path folder = target.parent_path().empty() ? fs::path(".") : target.parent_path();
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    if (ec) {
+        throwErrno(ec.value(), "Cannot create the folder for", path);
+    }
+
+    mode_t newMode = 0644;
+    if (mode) {
+        newMode = *mode;
+    } else if (struct stat existing{}; ::stat(target.c_str(), &existing) == 0) {
+        newMode = existing.st_mode & 07777;
+    }
+
+    TemporaryFile temp(target);
+    const char* data = contents.data();
+    std::size_t left = contents.size();
+    while (left > 0) {
+        ssize_t written = ::write(temp.fd(), data, left);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throwErrno(errno, "Cannot write", path);
+        }
+        data += written;
+        left -= static_cast<std::size_t>(written);
+    }
+    if (::fchmod(temp.fd(), newMode) != 0) {
+        throwErrno(errno, "Cannot set the permissions of", path);
+    }
+    if (::fsync(temp.fd()) != 0) {
+        throwErrno(errno, "Cannot flush", path);
+    }
+    temp.close(path);
+    if (::rename(temp.path().c_str(), target.c_str()) != 0) {
+        throwErrno(errno, "Cannot replace", path);
+    }
+    temp.markCommitted();
+
+    // Make the rename itself durable. Some file systems refuse fsync on folders; the data is safe anyway.
+    int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folderFd >= 0) {
+        ::fsync(folderFd);
+        ::close(folderFd);
+    }
+}
+
+std::optional<std::string> readIfExists(const fs::path& path) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT || errno == ENOTDIR) {
+            return std::nullopt;
+        }
+        throwErrno(errno, "Cannot read", path);
+    }
+    std::string contents;
+    char buffer[65536];
+    while (true) {
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            int error = errno;
+            ::close(fd);
+            throwErrno(error, "Cannot read", path);
+        }
+        if (n == 0) {
+            break;
+        }
+        contents.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(fd);
+    return contents;
+}
+
+fs::path configHome() {
+    return folderFromEnvironment("VELLMORA_CONFIG_HOME", "XDG_CONFIG_HOME", ".config");
+}
+fs::path dataHome() {
+    return folderFromEnvironment("VELLMORA_DATA_HOME", "XDG_DATA_HOME", ".local/share");
+}
+fs::path cacheHome() {
+    return folderFromEnvironment("VELLMORA_CACHE_HOME", "XDG_CACHE_HOME", ".cache");
+}
+fs::path stateHome() {
+    return folderFromEnvironment("VELLMORA_STATE_HOME", "XDG_STATE_HOME", ".local/state");
+}
+
+fs::path homeFolder() {
+    if (const char* home = std::getenv("HOME"); home && *home) {
+        return fs::path(home);
+    }
+    std::vector<char> buffer(16384);
+    struct passwd entry {};
+    struct passwd* result = nullptr;
+    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &result) == 0 && result &&
+        result->pw_dir) {
+        return fs::path(result->pw_dir);
+    }
+    return fs::path("/");
+}
+
+} // namespace Support::Files
