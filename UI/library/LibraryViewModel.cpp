@@ -48,12 +48,7 @@ LibraryViewModel::~LibraryViewModel() {
 
 void LibraryViewModel::setAll(std::vector<Recording> all) {
     all_ = std::move(all);
-    keys_.clear();
-    keys_.reserve(all_.size());
-    for (const auto& r : all_) {
-        keys_.push_back(
-            {Support::Text::searchFolded(r.title), r.notes ? Support::Text::searchFolded(*r.notes) : ""});
-    }
+    index_.rebuild(all_);
 }
 
 Support::Task<void> LibraryViewModel::loadRecordings() {
@@ -122,14 +117,9 @@ void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
 
 std::vector<LibraryViewModel::Recording> LibraryViewModel::filterRecordings(const std::string& query,
                                                                             bool titlesOnly) const {
-    const auto needle = Support::Text::searchFolded(Support::Text::trimmed(query));
     std::vector<Recording> kept;
-    for (std::size_t i = 0; i < all_.size(); ++i) {
-        const auto& keys = keys_[i];
-        if (keys.title.find(needle) != std::string::npos ||
-            (!titlesOnly && all_[i].notes && keys.notes.find(needle) != std::string::npos)) {
-            kept.push_back(all_[i]);
-        }
+    for (auto position : index_.matching(query, titlesOnly)) {
+        kept.push_back(all_[position]);
     }
     return kept;
 }
