@@ -1,0 +1,338 @@
+#include "UI/video/SlidesExtractionService.h"
+
+#include "Intelligence/FrameSearchVideoLocator.h"
+#include "Intelligence/ScreenCaptures.h"
+#include "Support/BlockingWork.h"
+#include "Support/Errors.h"
+#include "Support/Log.h"
+#include "UI/library/LibraryNotifications.h"
+#include "UI/video/VideoNotifications.h"
+
+#include <system_error>
+
+namespace UI {
+
+namespace {
+
+using Outcome = Intelligence::Slide::Outcome;
+
+const Support::Logger& log() {
+    static const Support::Logger logger("slides");
+    return logger;
+}
+
+/// The number a failure is logged with: the system error code, the store's error kind (from 1), else -1.
+long errorCode(std::exception_ptr error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const std::system_error& e) {
+        return e.code().value();
+    } catch (const Database::DatabaseError& e) {
+        return static_cast<long>(e.kind()) + 1;
+    } catch (...) {
+        return -1;
+    }
+}
+
+std::string errorText(std::exception_ptr error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const Support::UserFacingError& e) {
+        return e.description();
+    } catch (const std::exception& e) {
+        return e.what();
+    } catch (...) {
+        return "unknown error";
+    }
+}
+
+/// Waits for `task` to end, whatever it ends with.
+template <typename T> Support::Task<void> settle(Support::Task<T> task) {
+    try {
+        co_await task;
+    } catch (...) {
+    }
+}
+
+} // namespace
+
+SlidesExtractionService::SlidesExtractionService(Database::DatabaseManager& database,
+                                                 Support::NotificationCenter& center,
+                                                 std::filesystem::path slidesRoot, Operations operations)
+    : database_(database), center_(center), slideStore_(slidesRoot),
+      screenStore_(Intelligence::SlideImageStore::screensDirectory(slidesRoot)),
+      labelScreens_(operations.labelScreens ? std::move(operations.labelScreens) : liveLabelScreens()),
+      findKeyDetails_(operations.findKeyDetails ? std::move(operations.findKeyDetails)
+                                                : liveFindKeyDetails()),
+      makeJob_(operations.makeJob) {
+    if (!makeJob_) {
+        makeJob_ = [&database, slidesRoot] {
+            return Intelligence::SlideExtractionJob::live(
+                database, Intelligence::SlidesConfiguration::standard(), slidesRoot);
+        };
+    }
+    deletions_ =
+        center.observe(LibraryNotifications::recordingDidDelete, [this](const Support::Notification& n) {
+            if (auto id = LibraryNotifications::recordingId(n)) {
+                [[maybe_unused]] auto cleanup = recordingDeleted(*id);
+            }
+        });
+}
+
+SlidesExtractionService::~SlidesExtractionService() {
+    *alive_ = false;
+    for (auto& [id, run] : runs_) {
+        run.cancel();
+    }
+    for (auto& [id, run] : keyDetailRuns_) {
+        run.cancel();
+    }
+}
+
+SlidesExtractionService::LabelScreens SlidesExtractionService::liveLabelScreens() {
+    return [](Database::RecordingId) -> Support::Task<void> {
+        throw Support::UserFacingError("Naming screens needs an AI model, and none is set up.");
+        co_return;
+    };
+}
+
+SlidesExtractionService::FindKeyDetails SlidesExtractionService::liveFindKeyDetails() {
+    return [](Database::RecordingId) -> Support::Task<void> {
+        throw Support::UserFacingError("Finding key details needs an AI model, and none is set up.");
+        co_return;
+    };
+}
+
+Support::Task<Outcome> SlidesExtractionService::extract(Database::RecordingId recordingId, bool force) {
+    auto it = runs_.find(recordingId);
+    Support::Task<Outcome> run;
+    if (it != runs_.end()) {
+        run = it->second;
+    } else {
+        run = performExtraction(recordingId, force);
+        runs_[recordingId] = run;
+        // The entry goes when the run ends, even when every caller stopped waiting for it.
+        run.onComplete([this, alive = alive_, recordingId, run] {
+            auto entry = runs_.find(recordingId);
+            if (*alive && entry != runs_.end() && entry->second == run) {
+                runs_.erase(entry);
+            }
+        });
+    }
+    try {
+        auto outcome = co_await run;
+        co_return outcome;
+    } catch (const Support::Cancelled&) {
+        if (Support::isCurrentTaskCancelled()) {
+            throw;
+        }
+    }
+    Outcome cancelled{Outcome::Kind::cancelled, 0, 0, {}};
+    co_return cancelled;
+}
+
+Support::Task<Outcome> SlidesExtractionService::performExtraction(Database::RecordingId recordingId,
+                                                                  bool force) {
+    auto alive = alive_;
+    auto* database = &database_;
+    auto recording = co_await Support::BlockingWork::run(
+        [database, recordingId] { return database->recording(recordingId); });
+    if (!*alive) {
+        co_return Outcome{Outcome::Kind::cancelled, 0, 0, {}};
+    }
+    if (!recording) {
+        log().error("Slides: recording {} not found", recordingId);
+        Outcome missing{Outcome::Kind::failed, 0, 0, "The recording doesn't exist."};
+        co_return missing;
+    }
+    auto video = recording->videoFileURL && !recording->videoFileURL->empty()
+                     ? recording->videoFileURL
+                     : Intelligence::FrameSearchVideoLocator::videoURL(recording->fileURL);
+    auto job = makeJob_();
+
+    Outcome outcome;
+    try {
+        // Cancelling this run cancels the job, and the run ends only once the job has stopped.
+        Support::detail::OwnedInnerAwaiter<Outcome> awaiter{job->run(recordingId, video, force)};
+        outcome = co_await awaiter;
+    } catch (const Support::Cancelled&) {
+        outcome = Outcome{Outcome::Kind::cancelled, 0, 0, {}};
+    } catch (...) {
+        outcome = Outcome{Outcome::Kind::failed, 0, 0, errorText(std::current_exception())};
+    }
+    if (!*alive) {
+        co_return outcome;
+    }
+    if (outcome.isFailure()) {
+        log().error("Slides: recording {} couldn't be read: {}", recordingId, outcome.message);
+    }
+    VideoNotifications::postProcessingCompleted(
+        center_, recordingId, VideoNotifications::slidesProcessingType,
+        outcome.isFailure() ? std::optional(outcome.message) : std::nullopt);
+    if (outcome.storedPictures()) {
+        VideoNotifications::postContentUpdated(center_, recordingId, contentUpdateType);
+    }
+    co_return outcome;
+}
+
+void SlidesExtractionService::cancel(Database::RecordingId recordingId) {
+    if (auto it = runs_.find(recordingId); it != runs_.end()) {
+        it->second.cancel();
+    }
+}
+
+Support::Task<void> SlidesExtractionService::recordingDeleted(Database::RecordingId recordingId) {
+    auto alive = alive_;
+    std::vector<Support::Task<void>> stopping;
+    if (auto it = runs_.find(recordingId); it != runs_.end()) {
+        it->second.cancel();
+        stopping.push_back(settle(it->second));
+    }
+    if (auto it = keyDetailRuns_.find(recordingId); it != keyDetailRuns_.end()) {
+        it->second.cancel();
+        stopping.push_back(settle(it->second));
+    }
+    for (auto& task : stopping) {
+        co_await task;
+    }
+    if (!*alive) {
+        co_return;
+    }
+    auto slides = slideStore_;
+    auto screens = screenStore_;
+    try {
+        co_await Support::BlockingWork::run([slides, screens, recordingId]() mutable {
+            slides.deleteImages(recordingId);
+            screens.deleteImages(recordingId);
+        });
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (...) {
+        log().error("Slides: recording {} pictures couldn't be deleted: {}", recordingId,
+                    errorText(std::current_exception()));
+    }
+}
+
+Support::Task<void> SlidesExtractionService::rankScreens(Database::RecordingId recordingId) {
+    auto* database = &database_;
+    try {
+        co_await Support::BlockingWork::run([database, recordingId] {
+            Intelligence::ScreenCaptures::rerank(recordingId, *database,
+                                                 Intelligence::ScreenCaptureConfiguration::standard());
+        });
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (...) {
+        log().error("Slides: recording {} screens couldn't be ranked: {}", recordingId,
+                    errorCode(std::current_exception()));
+    }
+}
+
+Support::Task<void> SlidesExtractionService::label(Database::RecordingId recordingId) {
+    try {
+        auto labelling = labelScreens_(recordingId);
+        co_await labelling;
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (...) {
+        log().error("Slides: recording {} screens couldn't be labelled: {}", recordingId,
+                    errorText(std::current_exception()));
+    }
+}
+
+Support::Task<void> SlidesExtractionService::labelScreensBeforeSummary(Database::RecordingId recordingId) {
+    co_await label(recordingId);
+}
+
+Support::Task<void> SlidesExtractionService::labelPendingScreens(int maximumRecordings) {
+    auto* database = &database_;
+    std::vector<Database::RecordingId> pending;
+    try {
+        pending = co_await Support::BlockingWork::run(
+            [database] { return database->recordingIdsWithUnlabelledFeaturedScreens(); });
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (...) {
+        log().error("Slides: screens waiting for a name couldn't be read: {}",
+                    errorText(std::current_exception()));
+        co_return;
+    }
+    int done = 0;
+    for (auto id : pending) {
+        if (done++ >= maximumRecordings) {
+            break;
+        }
+        co_await label(id);
+    }
+}
+
+Support::Task<void> SlidesExtractionService::findKeyDetails(Database::RecordingId recordingId) {
+    auto it = keyDetailRuns_.find(recordingId);
+    Support::Task<void> run;
+    if (it != keyDetailRuns_.end()) {
+        run = it->second;
+    } else {
+        run = findKeyDetails_(recordingId);
+        keyDetailRuns_[recordingId] = run;
+        run.onComplete([this, alive = alive_, recordingId, run] {
+            auto entry = keyDetailRuns_.find(recordingId);
+            if (*alive && entry != keyDetailRuns_.end() && entry->second == run) {
+                keyDetailRuns_.erase(entry);
+            }
+        });
+    }
+    try {
+        co_await run;
+    } catch (const Support::Cancelled&) {
+        if (Support::isCurrentTaskCancelled()) {
+            throw;
+        }
+    } catch (...) {
+        log().error("Slides: recording {} key details couldn't be found: {}", recordingId,
+                    errorText(std::current_exception()));
+    }
+}
+
+Support::Task<int> SlidesExtractionService::sweepOrphans() {
+    auto alive = alive_;
+    auto* database = &database_;
+    std::pair<std::set<Database::RecordingId>, std::set<Database::RecordingId>> keep;
+    try {
+        keep = co_await Support::BlockingWork::run([database] {
+            return std::make_pair(database->recordingIdsWithSlides(),
+                                  database->recordingIdsWithScreenCaptures());
+        });
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (...) {
+        log().error("Slides: the orphan sweep couldn't read the database: {}",
+                    errorCode(std::current_exception()));
+        co_return 0;
+    }
+    if (!*alive) {
+        co_return 0;
+    }
+    // A recording being read may have pictures on disk before its rows are in: keep it too.
+    for (const auto& [id, run] : runs_) {
+        keep.first.insert(id);
+        keep.second.insert(id);
+    }
+    auto slides = slideStore_;
+    auto screens = screenStore_;
+    int removed = 0;
+    try {
+        removed = co_await Support::BlockingWork::run([slides, screens, keep]() mutable {
+            return slides.sweepOrphans(keep.first) + screens.sweepOrphans(keep.second);
+        });
+    } catch (const Support::Cancelled&) {
+        throw;
+    } catch (...) {
+        log().error("Slides: the orphan sweep couldn't remove picture folders: {}",
+                    errorText(std::current_exception()));
+        co_return 0;
+    }
+    log().info("Slides: removed {} picture folders nothing refers to", removed);
+    co_return removed;
+}
+
+} // namespace UI
