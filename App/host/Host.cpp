@@ -1,26 +1,73 @@
 #include "App/host/Host.h"
 
+#include "App/host/DemoData.h"
+#include "App/host/DemoWorkspace.h"
+#include "App/host/InstanceLock.h"
 #include "App/host/RecordingController.h"
 #include "App/host/SignalWatcher.h"
+#include "App/host/TerminalNotificationCenter.h"
 #include "App/host/TerminalPresenter.h"
+#include "App/host/TerminalStatusItem.h"
 #include "AudioEngine/SimulatedCapture.h"
+#include "Database/Sqlite/SqliteDatabase.h"
+#include "Platform/Linux/FreedesktopNotificationCenter.h"
+#include "Platform/Linux/ICalendarStore.h"
+#include "Platform/Linux/LinuxWorkspace.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
+#include "UI/calendar/CalendarReminderCoordinator.h"
+#include "UI/calendar/JoinRecordingDecider.h"
+#include "UI/calendar/MeetingReminderResponseRouter.h"
+#include "UI/recording/MenuBarController.h"
+#include "UI/recording/MenuTextRenderer.h"
 #include "UI/recording/RecordingControlPresentation.h"
 #include "UI/recording/RecordingNotifications.h"
+#include "UI/recording/SystemUserNotificationClient.h"
 
 #include <fmt/format.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <ostream>
 #include <unistd.h>
 
 namespace App {
 
 namespace {
+
 const Support::Logger log("host");
+
+std::string localClock(Support::Date date) {
+    std::time_t t = static_cast<std::time_t>(Support::unixSeconds(date));
+    std::tm tm{};
+    localtime_r(&t, &tm);
+    char buf[64];
+    std::strftime(buf, sizeof buf, "%a %d %b %H:%M", &tm);
+    return buf;
 }
+
+/// The menu's actions, carried out by the host.
+class HostMenuDelegate final : public UI::MenuBarControllerDelegate {
+public:
+    std::function<void()> onStart, onStop, onLibrary, onQuit;
+    std::function<void(const UI::CalendarMeeting&, bool)> onJoin;
+    std::function<void(const std::string&)> say;
+
+    void startRecording() override { onStart(); }
+    void stopRecording() override { onStop(); }
+    void insertMarker() override { say("Markers are not available in the terminal."); }
+    void openLibrary() override { onLibrary(); }
+    void openActionItems() override { onLibrary(); }
+    void toggleAIChat() override { say("Chat: run `vellmora chat QUESTION` in another terminal."); }
+    void joinMeeting(const UI::CalendarMeeting& meeting, bool record) override { onJoin(meeting, record); }
+    void checkForUpdates() override { say("Updates: run `vellmora update check`."); }
+    void restartToFinishUpdating() override {}
+    void showWhatsNew() override {}
+    void quit() override { onQuit(); }
+};
+
+} // namespace
 
 Host::Host(HostOptions options) : options_(options) {}
 
@@ -33,9 +80,8 @@ std::filesystem::path Host::prepareDemoFolder() {
     }
     std::error_code ec;
     std::filesystem::remove_all(base, ec);
-    for (auto [env, sub] :
-         {std::pair{"VELLMORA_CONFIG_HOME", "config"}, std::pair{"VELLMORA_DATA_HOME", "data"},
-          std::pair{"VELLMORA_CACHE_HOME", "cache"}, std::pair{"VELLMORA_STATE_HOME", "state"}}) {
+    for (auto [env, sub] : {std::pair{"VELLMORA_CONFIG_HOME", "config"}, std::pair{"VELLMORA_DATA_HOME", "data"},
+                            std::pair{"VELLMORA_CACHE_HOME", "cache"}, std::pair{"VELLMORA_STATE_HOME", "state"}}) {
         auto dir = base / sub;
         std::filesystem::create_directories(dir);
         ::setenv(env, dir.c_str(), 1);
@@ -43,60 +89,335 @@ std::filesystem::path Host::prepareDemoFolder() {
     return base;
 }
 
+std::string Host::localTimeZoneID() {
+    if (const char* tz = std::getenv("TZ"); tz && *tz) {
+        std::string id = tz[0] == ':' ? tz + 1 : tz;
+        auto pos = id.find("zoneinfo/");
+        return pos == std::string::npos ? id : id.substr(pos + 9);
+    }
+    std::error_code ec;
+    auto target = std::filesystem::read_symlink("/etc/localtime", ec).string();
+    if (auto pos = target.find("zoneinfo/"); !ec && pos != std::string::npos) {
+        return target.substr(pos + 9);
+    }
+    return "UTC";
+}
+
+std::string Host::localeID() {
+    for (const char* var : {"LC_ALL", "LC_TIME", "LANG"}) {
+        if (const char* v = std::getenv(var); v && *v && std::string_view(v) != "C" && std::string_view(v) != "POSIX") {
+            std::string id = v;
+            return id.substr(0, id.find_first_of(".@"));
+        }
+    }
+    return "en_US";
+}
+
 int Host::run(std::ostream& out, std::ostream& err) {
+    auto lock = InstanceLock::acquire(options_.demo ? "vellmora-demo" : "vellmora");
+    if (!lock) {
+        err << "vellmora: Vellmora is already running for this user; quit it first (or use that one).\n";
+        return 1;
+    }
+    std::filesystem::path demoFolder;
     if (options_.demo) {
-        auto folder = prepareDemoFolder();
-        out << "Vellmora demo: data in " << folder.string() << " (your own folders are not touched)\n";
+        demoFolder = prepareDemoFolder();
+        out << "Vellmora demo: data in " << demoFolder.string() << " (your own folders are not touched)\n";
     }
 
     Support::MainLoop loop;
     Support::RealScheduler scheduler(loop);
     auto& center = Support::NotificationCenter::defaultCenter();
+    Support::JsonFileUserDefaults defaults(Support::JsonFileUserDefaults::defaultPath());
+    const auto timeZone = localTimeZoneID();
+    const auto locale = localeID();
+    if (options_.demo) {
+        std::optional<Support::Duration> meetingIn;
+        if (options_.demoMeetingInSeconds) {
+            meetingIn = Support::seconds(*options_.demoMeetingInSeconds);
+        }
+        DemoData::installCalendar(demoFolder, scheduler.now(), defaults, meetingIn);
+    }
+
+    // The library. A library that cannot be opened (newer version, damaged) is reported and left alone;
+    // recordings are still kept as files.
+    std::unique_ptr<Database::SqliteDatabase> database;
+    std::vector<std::string> notices;
+    try {
+        database = std::make_unique<Database::SqliteDatabase>(Database::SqliteDatabase::defaultPath());
+        if (options_.demo) {
+            DemoData::installLibrary(*database, scheduler.now());
+        }
+    } catch (const std::exception& e) {
+        notices.push_back(std::string("The library cannot be opened: ") + e.what() +
+                          " New recordings are kept as files only.");
+    }
+
     auto& state = UI::RecordingState::shared();
     UI::RecordingRequestGate gate;
     AudioEngine::SimulatedCapture capture(scheduler);
-    auto recordings = Support::Files::dataHome() / "Recordings";
-    RecordingController controller(state, gate, capture, scheduler, recordings);
+    RecordingController controller(state, gate, capture, scheduler, Support::Files::dataHome() / "Recordings");
 
+    // The terminal comes first: everything else may print through it.
+    bool quitting = false;
+    std::optional<Support::Task<>> quitTask;
+    std::function<void()> quit;
+    std::function<void()> showMenu, joinNext, showLibrary;
+    TerminalPresenter presenter(
+        loop, scheduler, state, out, options_.inputFd,
+        {.toggleRecording =
+             [&] {
+                 if (!quitting) {
+                     center.post(UI::RecordingControlPresentation::forToolbar(state.phase()).targetNotification);
+                 }
+             },
+         .quit = [&] { quit(); },
+         .showMenu = [&] { showMenu(); },
+         .joinNext = [&] { joinNext(); },
+         .showLibrary = [&] { showLibrary(); }},
+        timeZone, locale);
+    auto say = [&presenter](const std::string& text) { presenter.message(text); };
+    for (const auto& n : notices) {
+        say(n);
+    }
+
+    // Notifications: the desktop's server when there is a session bus with one, else the terminal.
+    std::unique_ptr<Platform::UserNotificationCenter> notificationCenter;
+    if (!options_.terminalOnly && std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
+        try {
+            notificationCenter = std::make_unique<Platform::Linux::FreedesktopNotificationCenter>(loop);
+        } catch (const std::exception& e) {
+            say(std::string("No desktop notifications (") + e.what() + "): reminders appear here.");
+        }
+    }
+    if (!notificationCenter) {
+        notificationCenter = std::make_unique<TerminalNotificationCenter>(say);
+    }
+    UI::SystemUserNotificationClient notificationClient(*notificationCenter);
+    UI::MeetingReminderNotifier notifier(notificationClient);
+
+    // Calendar and reminders.
+    auto calendarOptions = Platform::ICalendarStore::optionsFromDefaults(defaults, timeZone);
+    calendarOptions.scheduler = &scheduler;
+    Platform::ICalendarStore calendarStore(calendarOptions);
+    UI::CalendarSource calendar(calendarStore);
+    std::unique_ptr<Platform::Workspace> workspace;
+    Support::Signal<const std::string&, bool> callStarted; // app bundle id, is a browser
+    if (options_.demo) {
+        // The demo's links are made up: say what would open, and pretend the call starts a moment later.
+        workspace = std::make_unique<DemoWorkspace>([&](const std::string& text) {
+            say(text);
+            say("(demo) The call starts in your browser…");
+            auto pending = std::make_shared<Support::Subscription>();
+            *pending = scheduler.after(std::chrono::seconds(2), [&callStarted, pending] {
+                callStarted.emit("com.google.chrome", true);
+                pending->reset();
+            });
+        });
+    } else {
+        workspace = std::make_unique<Platform::LinuxWorkspace>();
+    }
+    UI::JoinIntentStore intents;
+    auto& router = UI::MeetingReminderResponseRouter::shared();
+    UI::CalendarReminderCoordinator reminders({.calendar = calendar,
+                                               .notifier = notifier,
+                                               .scheduler = scheduler,
+                                               .defaults = defaults,
+                                               .presenter = presenter,
+                                               .workspace = *workspace,
+                                               .intents = intents,
+                                               .router = &router,
+                                               .timeZoneID = timeZone,
+                                               .locale = locale});
+
+    // The meeting a recording belongs to, for its title in the library.
+    std::optional<UI::CalendarMeeting> recordingMeeting;
+    UI::JoinRecordingDecider decider;
+    reminders.configure(
+        [&] { return UI::CalendarReminderCoordinator::CallActivity{state.isRecording(), decider.phase != UI::JoinRecordingDecider::Phase::watching}; },
+        [&](const UI::JoinIntent& intent) {
+            recordingMeeting = intent.meeting;
+            controller.requestStart();
+        },
+        [] { return std::set<std::string>{}; });
+
+    // A call starts (the detector, or the demo): the join intents and the automatic-recording preference
+    // decide whether it is recorded.
     Support::SubscriptionBag subscriptions;
+    subscriptions += callStarted.connect([&](const std::string& bundleID, bool isBrowser) {
+        auto now = scheduler.now();
+        if (!decider.mayStart(true, decider.phase) || !state.phase().isIdle()) {
+            return;
+        }
+        auto directive = intents.directive(bundleID, isBrowser, now);
+        bool autoRecord = defaults.boolean("autoRecord").value_or(true);
+        auto decision = UI::JoinRecordingDecider::startDecision(directive, autoRecord);
+        if (decision.kind == UI::JoinRecordingDecider::StartDecision::Kind::leaveUnrecorded) {
+            if (decision.intent) {
+                intents.consume(decision.intent->id, now);
+            }
+            say("The call started; it is not recorded (you chose Join).");
+            return;
+        }
+        if (!decision.records) {
+            say("A call started; automatic recording is off ([r] records it).");
+            return;
+        }
+        if (decision.intent) {
+            recordingMeeting = decision.intent->meeting;
+        } else {
+            for (const auto& m : reminders.upcoming.get()) {
+                if (m.isInProgress(now)) {
+                    recordingMeeting = m;
+                    break;
+                }
+            }
+        }
+        auto token = decider.willStart(std::nullopt);
+        reminders.detectorDidStartRecording(bundleID, bundleID, isBrowser);
+        if (!controller.requestStart()) {
+            decider.startFailed(token);
+            return;
+        }
+        auto sub = std::make_shared<Support::Subscription>();
+        *sub = state.phasePublisher().observe([&decider, token, sub](const UI::RecordingPhase& phase) {
+            if (phase.isRecording()) {
+                decider.recordingDidStart(token);
+                sub->reset();
+            } else if (phase.isIdle()) {
+                decider.startFailed(token);
+                sub->reset();
+            }
+        });
+    });
+    subscriptions += state.phasePublisher().observe([&](const UI::RecordingPhase& phase) {
+        if (phase.isSaving() && decider.phase == UI::JoinRecordingDecider::Phase::recording) {
+            decider.recordingWillEnd();
+        } else if (phase.isIdle() && decider.phase == UI::JoinRecordingDecider::Phase::ending) {
+            decider.recordingEnded();
+        }
+    });
+
+    notificationClient.setRouteHandler([&](const UI::NotificationClickRoute& route) {
+        if (route.kind == UI::NotificationClickRoute::Kind::meetingReminder && route.response) {
+            router.route(*route.response);
+        }
+    });
+
+    // The menu: the tray's model, printed in the terminal on request.
+    TerminalStatusItem statusItem;
+    UI::MenuBarController menu({.statusItem = statusItem,
+                                .scheduler = scheduler,
+                                .center = center,
+                                .defaults = defaults,
+                                .timeZoneID = timeZone,
+                                .localeID = locale,
+                                .footerText = std::string("Vellmora ") + VELLMORA_VERSION});
+    auto delegate = std::make_shared<HostMenuDelegate>();
+    menu.setDelegate(delegate);
+    menu.setupMenuBar();
+    menu.setRecordingAvailability(UI::MenuBarController::RecordingAvailability::ready());
+    menu.setPhase(state.phase());
+    subscriptions += state.phasePublisher().observe([&](const UI::RecordingPhase& phase) { menu.setPhase(phase); });
+    subscriptions += reminders.upcoming.observe(
+        [&](const std::vector<UI::CalendarMeeting>& meetings) { menu.setUpcomingMeetings(meetings); });
+
+    auto join = [&](const UI::CalendarMeeting& meeting, bool record) {
+        UI::MeetingReminderResponse response;
+        response.action = record ? UI::MeetingReminderResponse::Action::joinAndRecord
+                                 : UI::MeetingReminderResponse::Action::join;
+        response.occurrenceKey = meeting.occurrenceKey;
+        (void)reminders.handle(response);
+    };
+    delegate->onStart = [&] { controller.requestStart(); };
+    delegate->onStop = [&] { controller.requestStop(); };
+    delegate->onQuit = [&] { quit(); };
+    delegate->onJoin = join;
+    delegate->say = say;
+    showMenu = [&] {
+        menu.menuWillOpen();
+        say(UI::MenuTextRenderer::render(statusItem.menu()));
+        menu.menuDidClose();
+    };
+    joinNext = [&] {
+        auto now = scheduler.now();
+        for (const auto& m : reminders.upcoming.get()) {
+            if (m.end > now) {
+                say("Joining " + m.displayTitle() + " and recording it…");
+                join(m, true);
+                return;
+            }
+        }
+        say("No meeting coming up.");
+    };
+    showLibrary = [&] {
+        if (!database) {
+            say("The library is not available.");
+            return;
+        }
+        std::string text = "Library:";
+        for (const auto& r : database->allRecordings()) {
+            text += fmt::format("\n  #{}  {}  {}  ({:.0f} min)", r.id, localClock(r.startDate), r.title,
+                                r.duration / 60);
+        }
+        say(text);
+    };
+    delegate->onLibrary = showLibrary;
+
+    // Recording control from anywhere (the terminal's key, the menu) comes through the notification centre.
     subscriptions += center.observe(UI::RecordingNotifications::startRecordingRequested,
                                     [&](const Support::Notification&) { controller.requestStart(); });
     subscriptions += center.observe(UI::RecordingNotifications::stopRecordingRequested,
                                     [&](const Support::Notification&) { controller.requestStop(); });
+    subscriptions += controller.recordingSaved.connect([&](const AudioEngine::CapturedRecording& r) {
+        auto meeting = std::exchange(recordingMeeting, std::nullopt);
+        std::string title = meeting ? meeting->displayTitle() : "Recording " + localClock(r.startedAt);
+        if (!database) {
+            say(fmt::format("Saved a {:.0f}-second recording: {}", r.durationSeconds, r.audioFile.string()));
+            return;
+        }
+        Database::DatabaseManager::Recording record;
+        record.title = title;
+        record.startDate = r.startedAt;
+        record.duration = r.durationSeconds;
+        record.fileURL = r.audioFile;
+        record.videoFileURL = r.videoFile;
+        if (meeting) {
+            record.calendarEventTitle = meeting->title;
+            record.calendarEventNotes = meeting->notesExcerpt;
+            record.meetingPlatform = std::string(UI::rawValue(meeting->link.service));
+            for (const auto& attendee : meeting->attendees) {
+                if (attendee.name && !attendee.name->empty()) {
+                    record.participants.push_back(*attendee.name);
+                }
+            }
+        }
+        try {
+            auto id = database->insertRecording(record);
+            say(fmt::format("Saved “{}” ({:.0f} s) to the library as #{}", title, r.durationSeconds, id));
+        } catch (const std::exception& e) {
+            say(fmt::format("The recording was kept at {} but could not be added to the library: {}",
+                            r.audioFile.string(), e.what()));
+        }
+    });
+    subscriptions += controller.startFailed.connect([&](const std::string& why) { say("Could not start recording: " + why); });
 
-    bool quitting = false;
-    std::optional<Support::Task<>> quitTask;
-    auto quit = [&] {
+    quit = [&] {
         if (quitting) {
             return;
         }
         quitting = true;
         quitTask = Support::startTask([&]() -> Support::Task<> {
             co_await controller.stopAndDrain();
+            reminders.stop();
             loop.stop();
         });
     };
-
-    TerminalPresenter presenter(
-        loop, scheduler, state, out, options_.inputFd,
-        {.toggleRecording =
-             [&] {
-                 if (!quitting) {
-                     center.post(
-                         UI::RecordingControlPresentation::forToolbar(state.phase()).targetNotification);
-                 }
-             },
-         .quit = quit});
-    subscriptions += controller.recordingSaved.connect([&](const AudioEngine::CapturedRecording& r) {
-        presenter.message(
-            fmt::format("Saved a {:.0f}-second recording: {}", r.durationSeconds, r.audioFile.string()));
-    });
-    subscriptions += controller.startFailed.connect(
-        [&](const std::string& why) { presenter.message("Could not start recording: " + why); });
-
     SignalWatcher signals(loop, [&](int) { quit(); });
-    log.info("Host started (capture: {})", capture.name());
-    (void)err;
+
+    reminders.start();
+    menu.setReminderCoordinatorRunning(true);
+    log.info("Host started (capture: {}, time zone {}, locale {})", capture.name(), timeZone, locale);
     loop.run();
     log.info("Host stopped");
     return 0;

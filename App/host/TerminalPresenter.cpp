@@ -1,5 +1,6 @@
 #include "App/host/TerminalPresenter.h"
 
+#include "UI/calendar/MeetingOverlayKeyPolicy.h"
 #include "UI/recording/RecordingControlPresentation.h"
 
 #include <fmt/format.h>
@@ -8,6 +9,8 @@
 #include <unistd.h>
 
 namespace App {
+
+using KeyPolicy = UI::MeetingOverlayKeyPolicy;
 
 struct TerminalPresenter::Terminal {
     int fd;
@@ -29,10 +32,11 @@ struct TerminalPresenter::Terminal {
     }
 };
 
-TerminalPresenter::TerminalPresenter(Support::MainLoop& loop, Support::Scheduler& scheduler,
-                                     UI::RecordingState& state, std::ostream& out, int inputFd,
-                                     Actions actions)
+TerminalPresenter::TerminalPresenter(Support::MainLoop& loop, Support::Scheduler& scheduler, UI::RecordingState& state,
+                                     std::ostream& out, int inputFd, Actions actions, std::string timeZoneID,
+                                     std::string locale)
     : scheduler_(scheduler), state_(state), out_(out), inputFd_(inputFd), actions_(std::move(actions)),
+      timeZoneID_(std::move(timeZoneID)), locale_(std::move(locale)),
       interactive_(inputFd >= 0 && ::isatty(inputFd) && ::isatty(STDOUT_FILENO)) {
     if (interactive_) {
         terminal_ = std::make_unique<Terminal>(inputFd_);
@@ -64,8 +68,7 @@ std::string TerminalPresenter::statusText(const UI::RecordingPhase& phase, Suppo
     case Kind::starting:
         return "Starting…";
     case Kind::recording: {
-        auto secs = std::max<long long>(
-            0, std::chrono::duration_cast<std::chrono::seconds>(now - phase.date).count());
+        auto secs = std::max<long long>(0, std::chrono::duration_cast<std::chrono::seconds>(now - phase.date).count());
         if (secs >= 3600) {
             return fmt::format("Recording {}:{:02}:{:02}", secs / 3600, (secs / 60) % 60, secs % 60);
         }
@@ -80,7 +83,27 @@ std::string TerminalPresenter::statusText(const UI::RecordingPhase& phase, Suppo
 std::string TerminalPresenter::statusLine(const UI::RecordingPhase& phase, Support::Date now) {
     auto control = UI::RecordingControlPresentation::forToolbar(phase);
     std::string hint = control.isEnabled ? fmt::format("[r] {}", control.title) : control.title;
-    return fmt::format("{}  ·  {}  ·  [q] Quit", statusText(phase, now), hint);
+    return fmt::format("{}  ·  {}  ·  [j] Join next  [m] Menu  [l] Library  [q] Quit", statusText(phase, now), hint);
+}
+
+std::string TerminalPresenter::cardText(const UI::MeetingReminderCard& card, std::optional<std::size_t> focus) {
+    const auto& p = card.presentation;
+    std::string out = fmt::format("┌─ {} · {}\n", p.serviceName, p.relativeTime);
+    out += fmt::format("│ {}   {}\n", p.title, p.timeRangeText);
+    for (const auto& extra : p.extraRows) {
+        out += fmt::format("│ also: {} ({})\n", extra.title, extra.detail);
+    }
+    std::string buttons;
+    for (std::size_t i = 0; i < p.buttons.size(); ++i) {
+        auto label = std::string(UI::title(p.buttons[i]));
+        buttons += (focus && *focus == i) ? fmt::format(" [{}] ", label) : fmt::format("  {}  ", label);
+    }
+    out += "│" + buttons + "\n";
+    if (p.snoozeLine) {
+        out += "│ " + *p.snoozeLine + "\n";
+    }
+    out += "└─ Tab/arrows move · Return chooses · Esc dismisses";
+    return out;
 }
 
 void TerminalPresenter::message(const std::string& text) {
@@ -106,6 +129,46 @@ void TerminalPresenter::redraw() {
     }
 }
 
+void TerminalPresenter::showBanner(const UI::MeetingReminderBanner& banner, Support::Date now) {
+    auto when = UI::MeetingOverlayPresentation::timeText(banner.meeting.start, now);
+    switch (banner.kind) {
+    case UI::MeetingReminderBanner::Kind::headsUp:
+        message(fmt::format("⏰ Heads-up: {} · {}  ([j] joins and records)", banner.meeting.displayTitle(), when));
+        break;
+    case UI::MeetingReminderBanner::Kind::busy:
+        message(fmt::format("⏰ Next up while you are in a call: {} · {}", banner.meeting.displayTitle(), when));
+        break;
+    case UI::MeetingReminderBanner::Kind::notRecordingYet:
+        message(fmt::format("⚠ {} has started and nothing is being recorded ([r] records)",
+                            banner.meeting.displayTitle()));
+        break;
+    }
+}
+
+void TerminalPresenter::showCard(const UI::MeetingReminderCard& card, CardActionHandler onAction) {
+    card_ = CardState{card, std::move(onAction), std::nullopt, false};
+    drawCard();
+}
+
+void TerminalPresenter::drawCard() {
+    if (card_) {
+        message(cardText(card_->card, card_->focus));
+    }
+}
+
+void TerminalPresenter::closeCard() {
+    if (card_) {
+        card_.reset();
+        message("(the meeting card closed)");
+    }
+}
+
+void TerminalPresenter::showMeeting(const UI::CalendarMeeting& meeting) {
+    message(fmt::format("{} — {} ({})", meeting.displayTitle(),
+                        UI::MeetingOverlayPresentation::timeText(meeting.start, scheduler_.now()),
+                        meeting.link.webURL.string()));
+}
+
 void TerminalPresenter::onInput() {
     char buf[256];
     ssize_t n = ::read(inputFd_, buf, sizeof buf);
@@ -115,17 +178,104 @@ void TerminalPresenter::onInput() {
         }
         return;
     }
-    for (ssize_t i = 0; i < n; ++i) {
-        if (interactive_) {
-            handleKey(buf[i]);
-        } else if (buf[i] == '\n') {
+    std::string_view bytes(buf, static_cast<std::size_t>(n));
+    if (!interactive_) {
+        // Line mode: one command per line; card keys by name ("tab", "enter", "esc", "right", "left").
+        for (char c : bytes) {
+            if (c != '\n') {
+                if (c != '\r') {
+                    pendingInput_ += c;
+                }
+                continue;
+            }
             auto command = std::exchange(pendingInput_, "");
+            if (card_) {
+                if (command == "tab" || command == "right" || command == "down") {
+                    handleCardKey(command == "tab" ? KeyPolicy::tabKey : 124);
+                } else if (command == "left" || command == "up") {
+                    handleCardKey(123);
+                } else if (command == "enter" || command == "return" || command.empty()) {
+                    handleCardKey(KeyPolicy::returnKey);
+                } else if (command == "esc" || command == "escape") {
+                    handleCardKey(KeyPolicy::escapeKey);
+                }
+                continue;
+            }
             if (!command.empty()) {
                 handleKey(command[0]);
             }
-        } else if (buf[i] != '\r' && buf[i] != ' ') {
-            pendingInput_ += buf[i];
         }
+        return;
+    }
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        char c = bytes[i];
+        if (!card_) {
+            handleKey(c);
+            continue;
+        }
+        if (c == '\033') {
+            if (i + 2 < bytes.size() + 0 && bytes[i + 1] == '[') {
+                char code = bytes[i + 2];
+                i += 2;
+                std::uint16_t key = code == 'A' ? 126 : code == 'B' ? 125 : code == 'C' ? 124 : code == 'D' ? 123 : 0;
+                if (key) {
+                    handleCardKey(key);
+                }
+                continue;
+            }
+            handleCardKey(KeyPolicy::escapeKey);
+        } else if (c == '\t') {
+            handleCardKey(KeyPolicy::tabKey);
+        } else if (c == '\r' || c == '\n') {
+            handleCardKey(KeyPolicy::returnKey);
+        } else if (c == ' ') {
+            handleCardKey(KeyPolicy::spaceKey);
+        } else {
+            handleCardKey(0xFFFF); // any other key: swallowed by the card's policy or passed through
+        }
+    }
+}
+
+void TerminalPresenter::handleCardKey(std::uint16_t keyCode) {
+    if (!card_) {
+        return;
+    }
+    bool guarded = Support::toSeconds(scheduler_.now() - card_->card.shownAt) < KeyPolicy::guardPeriod;
+    auto outcome = KeyPolicy::outcome(keyCode, guarded, card_->hasNavigated);
+    const auto& buttons = card_->card.presentation.buttons;
+    switch (outcome) {
+    case KeyPolicy::Outcome::swallow:
+        return;
+    case KeyPolicy::Outcome::escape: {
+        if (auto action = KeyPolicy::action(outcome)) {
+            auto handler = card_->onAction;
+            handler(*action);
+        }
+        return;
+    }
+    case KeyPolicy::Outcome::navigation: {
+        if (buttons.empty()) {
+            return;
+        }
+        bool back = keyCode == 123 || keyCode == 126;
+        std::size_t count = buttons.size();
+        if (!card_->focus) {
+            card_->focus = back ? count - 1 : 0;
+        } else {
+            card_->focus = back ? (*card_->focus + count - 1) % count : (*card_->focus + 1) % count;
+        }
+        card_->hasNavigated = true;
+        drawCard();
+        return;
+    }
+    case KeyPolicy::Outcome::passThrough:
+        if ((keyCode == KeyPolicy::returnKey || keyCode == KeyPolicy::spaceKey || keyCode == KeyPolicy::keypadEnterKey) &&
+            card_->hasNavigated && card_->focus && *card_->focus < buttons.size()) {
+            auto action = UI::MeetingOverlayAction::button(buttons[*card_->focus]);
+            auto handler = card_->onAction;
+            handler(action);
+        }
+        return;
     }
 }
 
@@ -136,6 +286,18 @@ void TerminalPresenter::handleKey(char key) {
         if (UI::RecordingControlPresentation::forToolbar(state_.phase()).isEnabled) {
             actions_.toggleRecording();
         }
+        break;
+    case 'm':
+    case 'M':
+        actions_.showMenu();
+        break;
+    case 'j':
+    case 'J':
+        actions_.joinNext();
+        break;
+    case 'l':
+    case 'L':
+        actions_.showLibrary();
         break;
     case 'q':
     case 'Q':

@@ -1,46 +1,77 @@
 // The terminal face of the host: a status line with the recording control for the current phase and the
-// elapsed time, and single keys for its actions. On a terminal, keys act at once (no Return needed) and the
-// status line is redrawn in place every second while recording; otherwise (a pipe, CI) each change is
-// printed as a line and commands are read as lines ("r", "q").
+// elapsed time; reminders (banners and the overlay card); the menu on request; and single keys for actions.
 //
-// Keys: r = the record/stop control (whatever it offers now), q = quit. Ctrl-C also quits.
+// On a terminal, keys act at once and the status line is redrawn in place every second while recording;
+// otherwise (a pipe, CI) each change is printed as a line and commands are read as lines.
+//
+// Keys: r = the record/stop control, m = print the menu, j = join and record the next meeting, l = the
+// library, q = quit (Ctrl-C too). While the overlay card is shown it has the keyboard, with its key policy:
+// every key is swallowed during the guard period, Tab and the arrows move the focus, Return or Space choose
+// the focused button once the focus was moved, Escape dismisses.
 #pragma once
 
 #include "Support/MainLoop.h"
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
+#include "UI/calendar/MeetingReminderPresenter.h"
 #include "UI/recording/RecordingState.h"
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace App {
 
-class TerminalPresenter {
+class TerminalPresenter final : public UI::MeetingReminderPresenter {
 public:
     struct Actions {
         std::function<void()> toggleRecording;
         std::function<void()> quit;
+        std::function<void()> showMenu;
+        std::function<void()> joinNext;
+        std::function<void()> showLibrary;
     };
 
     TerminalPresenter(Support::MainLoop& loop, Support::Scheduler& scheduler, UI::RecordingState& state,
-                      std::ostream& out, int inputFd, Actions actions);
-    ~TerminalPresenter();
+                      std::ostream& out, int inputFd, Actions actions, std::string timeZoneID, std::string locale);
+    ~TerminalPresenter() override;
 
-    /// Prints a line above the status line (notifications, events).
+    /// Prints a block of text above the status line (notifications, events, the menu).
     void message(const std::string& text);
     void redraw();
 
+    // Reminders.
+    void prepare() override {}
+    void showBanner(const UI::MeetingReminderBanner& banner, Support::Date now) override;
+    void removeBanners(const std::set<std::string>&) override {}
+    void showCard(const UI::MeetingReminderCard& card, CardActionHandler onAction) override;
+    void closeCard() override;
+    void showMeeting(const UI::CalendarMeeting& meeting) override;
+
+    bool isShowingCard() const { return card_.has_value(); }
+
     /// "Recording 00:05" style status for a phase at `now`.
     static std::string statusText(const UI::RecordingPhase& phase, Support::Date now);
-    /// The status line: status, then the control's key hint ("[r] Stop").
+    /// The status line: status, then the keys.
     static std::string statusLine(const UI::RecordingPhase& phase, Support::Date now);
+    /// The card as text, with the focused button (if any) in brackets.
+    static std::string cardText(const UI::MeetingReminderCard& card, std::optional<std::size_t> focus);
 
 private:
+    struct CardState {
+        UI::MeetingReminderCard card;
+        CardActionHandler onAction;
+        std::optional<std::size_t> focus;
+        bool hasNavigated = false;
+    };
     void onInput();
     void handleKey(char key);
+    /// Keys while the card is up, as virtual key codes.
+    void handleCardKey(std::uint16_t keyCode);
+    void drawCard();
 
     struct Terminal;
     Support::Scheduler& scheduler_;
@@ -48,10 +79,13 @@ private:
     std::ostream& out_;
     int inputFd_;
     Actions actions_;
+    std::string timeZoneID_;
+    std::string locale_;
     bool interactive_;
     std::unique_ptr<Terminal> terminal_;
     std::string lastLine_;
     std::string pendingInput_;
+    std::optional<CardState> card_;
     Support::Subscription phaseSub_;
     Support::Subscription tick_;
     Support::Subscription inputWatch_;
