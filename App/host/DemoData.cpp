@@ -49,9 +49,12 @@ std::string calendarText(Support::Date now, std::optional<Support::Duration> mee
          "Join Zoom Meeting\\nhttps://zoom.us/j/81234567890?pwd=demo\\n\\nMeeting ID: 812 3456 7890"},
         {"demo-product-sync", "Weekly product sync", nextWholeMinute(now - minutes(11)),
          nextWholeMinute(now + minutes(19)), "", "Google Meet: https://meet.google.com/abc-defg-hij"},
-        {"demo-customer-call", "Customer call: Northwind", nextWholeMinute(now + hours(3)),
-         nextWholeMinute(now + hours(3) + minutes(45)), "Microsoft Teams Meeting",
+        // Its heads-up (five minutes before) is due a few seconds into the demo.
+        {"demo-customer-call", "Customer call: Northwind", now + seconds(320), now + seconds(320) + minutes(45),
+         "Microsoft Teams Meeting",
          "Join on your computer: https://teams.microsoft.com/l/meetup-join/19%3ameeting_demo%40thread.v2/0"},
+        {"demo-retro", "Sprint retro", nextWholeMinute(now + hours(3)), nextWholeMinute(now + hours(3) + minutes(45)),
+         "", "https://meet.google.com/xyz-abcd-efg"},
         {"demo-one-on-one", "1:1 with Sam", nextWholeMinute(now + hours(24)),
          nextWholeMinute(now + hours(24) + minutes(30)), "https://zoom.us/j/85550001111", ""},
     };
@@ -83,7 +86,7 @@ void installCalendar(const std::filesystem::path& folder, Support::Date now, Sup
     defaults.set("calendar.sources", std::vector<std::string>{calendar.string()});
     defaults.set("calendar.userEmails", std::vector<std::string>{"you@example.com"});
     defaults.setBool("calendar.remindersEnabled", true);
-    defaults.setInteger("calendar.headsUpMinutes", 15);
+    defaults.setInteger("calendar.headsUpMinutes", 5);
     defaults.setInteger("calendar.overlayMinutes", 1);
 }
 
