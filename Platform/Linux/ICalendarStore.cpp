@@ -599,7 +599,9 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
             out.push_back(occurrence(t, calendarID, *start, end, original, dtstart.is_date != 0));
         }
     }
-    for (auto& [c, t] : masterTemplates) {
+    for (auto& entry : masterTemplates) {
+        auto* c = entry.first;
+        const auto& t = entry.second;
         auto* startProp = icalcomponent_get_first_property(c, ICAL_DTSTART_PROPERTY);
         if (!startProp) {
             continue;

@@ -230,7 +230,7 @@ bool openThroughPortal(const std::string& uri) {
         return false;
     }
     sd_bus_set_method_call_timeout(bus, 5'000'000);
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{}; // SD_BUS_ERROR_NULL, without its C compound literal
     sd_bus_message* reply = nullptr;
     int rc = sd_bus_call_method(bus, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
                                 "org.freedesktop.portal.OpenURI", "OpenURI", &error, &reply, "ssa{sv}", "",
