@@ -259,8 +259,15 @@ ScannedFile scan(std::string text) {
 bool mayOverlap(const EventBlock& e, std::int64_t fromDay, std::int64_t toDay) {
     auto near = [&](std::int64_t day) { return day == unknownDay || (day >= fromDay && day <= toDay); };
     if (e.isOverride) {
-        return near(e.recurrenceDay) || near(e.startDay) || e.startDay == unknownDay ||
-               (e.startDay < fromDay && (e.endDay == unknownDay || e.endDay >= fromDay));
+        // Needed when the original date is near (to hide that occurrence) or the new one is. An override that
+        // lasts for a DURATION is taken to last at most a week.
+        if (near(e.recurrenceDay) || near(e.startDay)) {
+            return true;
+        }
+        if (e.endDay != unknownDay) {
+            return e.startDay < fromDay && e.endDay >= fromDay;
+        }
+        return e.hasDuration && e.startDay < fromDay && e.startDay >= fromDay - 7;
     }
     if (e.startDay == unknownDay) {
         return true;
@@ -592,7 +599,9 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
             out.push_back(occurrence(t, calendarID, *start, end, original, dtstart.is_date != 0));
         }
     }
-    for (auto& [c, t] : masterTemplates) {
+    for (auto& entry : masterTemplates) {
+        auto* c = entry.first;
+        const auto& t = entry.second;
         auto* startProp = icalcomponent_get_first_property(c, ICAL_DTSTART_PROPERTY);
         if (!startProp) {
             continue;
@@ -827,13 +836,15 @@ std::string normalisedColor(std::string value) {
 }
 
 std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
     if (!in) {
-        throw std::runtime_error("cannot read " + path.string() + ": " + std::strerror(errno));
+        throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
     }
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
+    std::string content(static_cast<std::size_t>(in.tellg()), '\0');
+    in.seekg(0);
+    in.read(content.data(), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(in.gcount()));
+    return content;
 }
 
 struct FileStamp {

@@ -230,7 +230,7 @@ bool openThroughPortal(const std::string& uri) {
         return false;
     }
     sd_bus_set_method_call_timeout(bus, 5'000'000);
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{}; // SD_BUS_ERROR_NULL, without its C compound literal
     sd_bus_message* reply = nullptr;
     int rc = sd_bus_call_method(bus, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
                                 "org.freedesktop.portal.OpenURI", "OpenURI", &error, &reply, "ssa{sv}", "",
@@ -341,10 +341,24 @@ std::optional<std::string> LinuxWorkspace::appForURL(const Support::Url& url) co
     return bundleIDForDesktopEntry(*handler);
 }
 
-Support::Task<bool> LinuxWorkspace::open(const Support::Url& url) {
-    auto text = url.string();
+// The coroutines take their arguments by value: a task starts on the next turn of the loop, after the
+// caller's temporaries are gone.
+static Support::Task<bool> openLink(std::string text) {
     auto job = [text] { return openThroughPortal(text) || spawn({"xdg-open", text}, true); };
     co_return co_await Support::BlockingWork::run(std::move(job));
+}
+
+static Support::Task<bool> launch(std::vector<std::string> args) {
+    auto job = [args] { return spawn(args, false); };
+    co_return co_await Support::BlockingWork::run(std::move(job));
+}
+
+static Support::Task<bool> ready(bool value) {
+    co_return value;
+}
+
+Support::Task<bool> LinuxWorkspace::open(const Support::Url& url) {
+    return openLink(url.string());
 }
 
 Support::Task<bool> LinuxWorkspace::openApp(const std::string& bundleID) {
@@ -354,21 +368,16 @@ Support::Task<bool> LinuxWorkspace::openApp(const std::string& bundleID) {
             break;
         }
     }
-    if (!entry) {
-        co_return false;
-    }
-    auto exec = valuesIn(*entry, "Desktop Entry", "Exec");
+    auto exec = entry ? valuesIn(*entry, "Desktop Entry", "Exec") : std::vector<std::string>();
     if (exec.empty()) {
-        co_return false;
+        return ready(false);
     }
-    // Exec values hold no ';' separators; the reader split the line at them, so join the pieces back.
+    // The reader split the Exec line at ';', which belongs to the command: join the pieces back.
     std::string line = exec.front();
     for (std::size_t i = 1; i < exec.size(); ++i) {
         line += ";" + exec[i];
     }
-    auto args = execArguments(line);
-    auto job = [args] { return spawn(args, false); };
-    co_return co_await Support::BlockingWork::run(std::move(job));
+    return launch(execArguments(line));
 }
 
 } // namespace Platform

@@ -27,14 +27,18 @@ public:
         auto it = handlers.find(url.scheme());
         return it == handlers.end() ? std::nullopt : std::optional<std::string>(it->second);
     }
+    // Recorded at once (the caller's arguments may be temporaries); the answer comes on the next turn.
     Support::Task<bool> open(const Support::Url& url) override {
         openedURLs.push_back(url.string());
-        co_return !failOpens;
+        return answer(!failOpens);
     }
     Support::Task<bool> openApp(const std::string& bundleID) override {
         openedApps.push_back(bundleID);
-        co_return !failOpens;
+        return answer(!failOpens);
     }
+
+private:
+    static Support::Task<bool> answer(bool value) { co_return value; }
 };
 
 } // namespace Fakes
