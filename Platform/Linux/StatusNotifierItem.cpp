@@ -279,15 +279,32 @@ struct StatusNotifierItem::Impl {
         return r;
     }
 
+    // Trays differ in which of AboutToShow, "opened" and "closed" they send; the item reports each opening
+    // once and treats a click as closing the menu, so the owner never waits for a "closed" that never comes.
+    bool isOpen = false;
+    void opened() {
+        if (!isOpen) {
+            isOpen = true;
+            owner->willOpen.emit();
+        }
+    }
+    void closed() {
+        if (isOpen) {
+            isOpen = false;
+            owner->didClose.emit();
+        }
+    }
+
     void handleEvent(int32_t id, const std::string& event) {
         if (id == 0 && event == "opened") {
-            owner->willOpen.emit();
+            opened();
         } else if (id == 0 && event == "closed") {
-            owner->didClose.emit();
+            closed();
         } else if (event == "clicked" && id >= 1 && static_cast<size_t>(id) <= rows.size()) {
             const int source = rows[static_cast<size_t>(id - 1)].source;
             if (source >= 0 && static_cast<size_t>(source) < menu.items.size()) {
                 const MenuItem item = menu.items[static_cast<size_t>(source)];
+                closed();
                 owner->activated.emit(item);
             }
         }
@@ -317,7 +334,7 @@ struct StatusNotifierItem::Impl {
         }
         const uint32_t before = self->revision;
         if (id == 0) {
-            self->owner->willOpen.emit();
+            self->opened();
         }
         return sd_bus_reply_method_return(call, "b", static_cast<int>(self->revision != before));
     }

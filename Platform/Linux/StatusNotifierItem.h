@@ -4,9 +4,10 @@
 // The menu is flat: separators stay separators, the header becomes disabled text lines (status with the
 // duration, then the processing line), an Option-key alternate becomes an entry of its own right after its
 // entry (trays have no Option key), the footer a disabled line. Symbol names map to freedesktop icon names
-// (`iconName`). "AboutToShow" (or an "opened" event) of the root is `willOpen`, a "closed" event `didClose`
-// and a "clicked" event `activated`. The item registers with the StatusNotifierWatcher when one runs; without
-// one it stays exported and a watcher that appears later finds it by its name.
+// (`iconName`). "AboutToShow" or an "opened" event of the root is `willOpen` (once per opening); a "closed"
+// event, or a click, is `didClose`; a "clicked" event is then `activated`. The item registers with the
+// StatusNotifierWatcher when one runs; without one it stays exported and a watcher that appears later finds
+// it by its name.
 #pragma once
 
 #include "Platform/StatusItem.h"
