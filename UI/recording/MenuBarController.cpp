@@ -173,10 +173,16 @@ void MenuBarController::setReminderCoordinatorRunning(bool isRunning) {
 
 void MenuBarController::attachUpdateCoordinator(UpdateCheckCoordinator& coordinator) {
     updateCoordinator_ = &coordinator;
+    updateCheckAvailable_ = true;
     cancellables_ += coordinator.offeredRelease.sink([this](const std::optional<AppStoreRelease>& release) {
         offeredUpdateVersion_ = release ? std::optional(release->version) : std::nullopt;
         rebuildMenu();
     });
+}
+
+void MenuBarController::setUpdateCheckAvailable(bool available) {
+    updateCheckAvailable_ = available;
+    rebuildMenu();
 }
 
 void MenuBarController::setDirectUpdate(std::optional<std::string> version, bool restartPending) {
@@ -489,7 +495,7 @@ Platform::Menu MenuBarController::buildMenu() {
     items.push_back(entry("Set Up Vellmora...", "", "checklist", openSetupAction));
 
     const auto offered = directUpdateVersion_ ? directUpdateVersion_ : offeredUpdateVersion_;
-    for (const auto& support : supportItems(updateCoordinator_ != nullptr || directUpdateVersion_.has_value(),
+    for (const auto& support : supportItems(updateCheckAvailable_ || directUpdateVersion_.has_value(),
                                             offered, directUpdateRestartPending_)) {
         switch (support.kind) {
         case SupportItem::Kind::restartToFinishUpdating:

@@ -156,6 +156,9 @@ public:
     /// Hands update offers to the menu and "Update Available" back to the coordinator.
     void attachUpdateCoordinator(UpdateCheckCoordinator& coordinator);
     void setDirectUpdate(std::optional<std::string> version, bool restartPending);
+    /// Whether "Check for Updates..." is offered (set by `attachUpdateCoordinator`; the command line sets it
+    /// to show the menu as the host would).
+    void setUpdateCheckAvailable(bool available);
     void setDelegate(std::weak_ptr<MenuBarControllerDelegate> delegate) { delegate_ = std::move(delegate); }
 
     // Menu actions.
@@ -251,6 +254,7 @@ private:
     std::vector<UpNextMenuItem> upNextItems_;
     bool reminderCoordinatorRunning_ = false;
     UpdateCheckCoordinator* updateCoordinator_ = nullptr;
+    bool updateCheckAvailable_ = false;
     Support::SubscriptionBag cancellables_;
     std::weak_ptr<MenuBarControllerDelegate> delegate_;
 };
