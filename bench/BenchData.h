@@ -12,19 +12,40 @@
 
 namespace BenchData {
 
+/// A vocabulary shaped like speech: a few very common function words, meeting words of middling frequency
+/// (some with accents), and a long tail of rarer made-up words, drawn by a Zipf-like law.
 inline const std::vector<std::string>& words() {
-    static const std::vector<std::string> list = {
-        "budget",   "roadmap",    "hiring",    "Café",    "launch",   "review",  "planning", "sync",
-        "design",   "Søren",      "offsite",   "metrics", "customer", "release", "naïve",    "pricing",
-        "security", "onboarding", "quarterly", "retro",   "demo",     "Zoë",     "infra",    "mobile",
-        "growth",   "partner",    "legal",     "the",     "and",      "we",      "should",   "next",
-        "week",     "talk",       "about",     "numbers"};
+    static const std::vector<std::string> list = [] {
+        std::vector<std::string> v = {
+            "the",      "and",     "we",       "to",         "is",        "that",    "it",       "of",
+            "so",       "for",     "budget",   "roadmap",    "hiring",    "Café",    "launch",   "review",
+            "planning", "sync",    "design",   "Søren",      "offsite",   "metrics", "customer", "release",
+            "naïve",    "pricing", "security", "onboarding", "quarterly", "retro",   "demo",     "Zoë",
+            "infra",    "mobile",  "growth",   "partner",    "legal"};
+        const char* syllables[] = {"ka",  "lo",  "mi",  "ter", "zan", "pro",
+                                   "vel", "dor", "ish", "ne",  "ra",  "tu"};
+        for (const char* a : syllables) {
+            for (const char* b : syllables) {
+                for (const char* c : syllables) {
+                    v.push_back(std::string(a) + b + c);
+                }
+            }
+        }
+        return v;
+    }();
     return list;
 }
 
 inline std::string sentence(std::mt19937& rng, int minWords, int maxWords) {
+    static const std::discrete_distribution<std::size_t> zipf = [] {
+        std::vector<double> weights;
+        for (std::size_t rank = 1; rank <= words().size(); ++rank) {
+            weights.push_back(1.0 / static_cast<double>(rank));
+        }
+        return std::discrete_distribution<std::size_t>(weights.begin(), weights.end());
+    }();
     std::uniform_int_distribution<int> count(minWords, maxWords);
-    std::uniform_int_distribution<std::size_t> pick(0, words().size() - 1);
+    auto pick = zipf;
     std::string out;
     for (int i = count(rng); i > 0; --i) {
         if (!out.empty()) {
