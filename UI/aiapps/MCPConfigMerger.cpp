@@ -43,16 +43,18 @@ struct Node {
     std::vector<Member> members;
     std::vector<Node> items;
 
-    static Node object() {
-        Node n;
-        n.kind = Kind::object;
-        return n;
-    }
+    static Node object();
 };
 struct Member {
     std::string_view rawKey; // with its quotes and escapes
     Node value;
 };
+
+Node Node::object() {
+    Node n;
+    n.kind = Kind::object;
+    return n;
+}
 
 // The text of a JSON string literal that the parser has already validated.
 std::string decodeString(std::string_view raw) {
