@@ -13,6 +13,8 @@
 // VELLMORA_CONFIG_HOME and friends before any command runs), so nothing touches a real home folder in tests.
 #pragma once
 
+#include "Support/UserDefaults.h"
+
 #include <CLI/CLI.hpp>
 
 #include <functional>

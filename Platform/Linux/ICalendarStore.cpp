@@ -1346,9 +1346,9 @@ Support::Task<void> ICalendarStore::Impl::refresh(std::shared_ptr<Impl> impl, bo
                 continue;
             }
         }
+        auto download = [impl, url] { return impl->download(url); };
         try {
-            anyChanged = co_await Support::BlockingWork::run([impl, url] { return impl->download(url); }) ||
-                         anyChanged;
+            anyChanged = co_await Support::BlockingWork::run(std::move(download)) || anyChanged;
         } catch (const Support::Cancelled&) {
             impl->refreshing = false;
             throw;
@@ -1439,7 +1439,9 @@ Support::Task<std::vector<CalendarEvent>> ICalendarStore::events(Support::Date s
     auto emails = impl_->options.userEmails;
     auto from = unixFloor(start);
     auto to = unixCeil(end);
-    co_return co_await Support::BlockingWork::run([chosen, zone, emails, from, to] {
+    // The job is a named local: g++ 12 mishandles lambda temporaries inside a co_await expression (their
+    // copies end up pointing into the frame).
+    auto job = [chosen, zone, emails, from, to] {
         std::vector<CalendarEvent> out;
         for (const auto& calendar : chosen) {
             for (const auto& file : calendar->files) {
@@ -1453,7 +1455,8 @@ Support::Task<std::vector<CalendarEvent>> ICalendarStore::events(Support::Date s
             }
         }
         return out;
-    });
+    };
+    co_return co_await Support::BlockingWork::run(std::move(job));
 }
 
 Support::Subscription ICalendarStore::observeChanges(std::function<void()> onChange) {

@@ -343,12 +343,8 @@ std::optional<std::string> LinuxWorkspace::appForURL(const Support::Url& url) co
 
 Support::Task<bool> LinuxWorkspace::open(const Support::Url& url) {
     auto text = url.string();
-    co_return co_await Support::BlockingWork::run([text] {
-        if (openThroughPortal(text)) {
-            return true;
-        }
-        return spawn({"xdg-open", text}, true);
-    });
+    auto job = [text] { return openThroughPortal(text) || spawn({"xdg-open", text}, true); };
+    co_return co_await Support::BlockingWork::run(std::move(job));
 }
 
 Support::Task<bool> LinuxWorkspace::openApp(const std::string& bundleID) {
@@ -371,7 +367,8 @@ Support::Task<bool> LinuxWorkspace::openApp(const std::string& bundleID) {
         line += ";" + exec[i];
     }
     auto args = execArguments(line);
-    co_return co_await Support::BlockingWork::run([args] { return spawn(args, false); });
+    auto job = [args] { return spawn(args, false); };
+    co_return co_await Support::BlockingWork::run(std::move(job));
 }
 
 } // namespace Platform

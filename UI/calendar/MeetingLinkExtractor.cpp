@@ -34,6 +34,29 @@ const Patterns& patterns() {
     return compiled;
 }
 
+/// The link with scheme "https", host lower-cased and, when asked, no fragment. Done on the text where that
+/// is safe (the scheme is the text before the first ':', the fragment starts at the first '#'), which
+/// spares re-parsing the URL for each change.
+Support::Url normalisedWeb(const Support::Url& url, const std::string& host, bool dropFragment) {
+    const auto& text = url.string();
+    std::string web = "https" + text.substr(text.find(':'));
+    if (dropFragment) {
+        if (auto hash = web.find('#'); hash != std::string::npos) {
+            web.resize(hash);
+        }
+    }
+    auto parsed = Support::Url::parse(web);
+    if (!parsed) {
+        return url.withScheme("https").withHost(host);
+    }
+    auto authorityStart = web.find("://");
+    auto authorityEnd =
+        web.find_first_of("/?#", authorityStart == std::string::npos ? 0 : authorityStart + 3);
+    auto authority = std::string_view(web).substr(0, authorityEnd);
+    bool upper = std::any_of(authority.begin(), authority.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+    return upper ? parsed->withHost(host) : *parsed;
+}
+
 bool isDigitOnly(std::string_view s) {
     return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
@@ -50,14 +73,16 @@ std::optional<MeetingLink> classifyZoom(const Support::Url& url, const std::stri
     } else if (!p.zoomPersonalPath.matches(path)) {
         return std::nullopt;
     }
-    auto web = url.withScheme("https").withHost(host).withoutFragment();
+    auto web = normalisedWeb(url, host, true);
     std::optional<Support::Url> native;
     if (meetingNumber && isDigitOnly(*meetingNumber)) {
         std::vector<Support::QueryItem> items{{"action", "join"}, {"confno", *meetingNumber}};
+        auto query = url.queryItems();
         for (const char* name : {"pwd", "tk"}) {
-            auto value = url.queryValue(name);
-            if (value && !value->empty()) {
-                items.push_back({name, *value});
+            auto item = std::find_if(query.begin(), query.end(),
+                                     [&](const Support::QueryItem& q) { return q.name == name; });
+            if (item != query.end() && item->value && !item->value->empty()) {
+                items.push_back({name, *item->value});
             }
         }
         if (auto base = Support::Url::parse("zoommtg://" + host + "/join")) {
@@ -84,7 +109,7 @@ std::optional<MeetingLink> classifyTeams(const Support::Url& url, const std::str
     if (!accepted) {
         return std::nullopt;
     }
-    auto web = url.withScheme("https").withHost(host);
+    auto web = normalisedWeb(url, host, false);
     std::string nativeText = "msteams:" + url.encodedPath();
     if (auto query = url.encodedQuery(); query && !query->empty()) {
         nativeText += "?" + *query;
@@ -100,7 +125,7 @@ std::optional<MeetingLink> classifyMeet(const Support::Url& url, const std::stri
     if (!patterns().meetPath.matches(path)) {
         return std::nullopt;
     }
-    auto web = url.withScheme("https").withHost(host).withPath(path).withoutFragment();
+    auto web = normalisedWeb(url, host, true).withPath(path);
     return MeetingLink{MeetingService::meet, web, std::nullopt};
 }
 
@@ -120,7 +145,52 @@ std::string decodedEntities(std::string_view text) {
     return out;
 }
 
+bool endsWithIgnoringCase(std::string_view s, std::string_view suffix) {
+    return s.size() >= suffix.size() &&
+           Support::Text::equalsIgnoringASCIICase(s.substr(s.size() - suffix.size()), suffix);
+}
+
+/// A quick look at the host of a detected link, before the full parse: only the services' hosts and the
+/// redirect hosts can give a meeting link. Hosts that are written unusually (percent-encoded, IP literals)
+/// are left to the full parse.
+bool mayBeMeetingLink(std::string_view text, bool impliedScheme) {
+    std::size_t start = 0;
+    if (!impliedScheme) {
+        auto separator = text.find("://");
+        if (separator == std::string_view::npos) {
+            return true;
+        }
+        start = separator + 3;
+    }
+    auto end = text.find_first_of("/?#", start);
+    auto authority = text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start);
+    if (auto at = authority.rfind('@'); at != std::string_view::npos) {
+        authority.remove_prefix(at + 1);
+    }
+    if (authority.find_first_of("%[\\") != std::string_view::npos) {
+        return true;
+    }
+    auto host = authority.substr(0, authority.find(':'));
+    auto isOrEndsWithLabel = [&](std::string_view domain) {
+        return Support::Text::equalsIgnoringASCIICase(host, domain) ||
+               (host.size() > domain.size() && host[host.size() - domain.size() - 1] == '.' &&
+                endsWithIgnoringCase(host, domain));
+    };
+    return isOrEndsWithLabel(MeetingLinkExtractor::zoomDomain) ||
+           isOrEndsWithLabel(MeetingLinkExtractor::zoomGovDomain) ||
+           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::teamsWorkHost) ||
+           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::teamsHomeHost) ||
+           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::meetHost) ||
+           endsWithIgnoringCase(host, MeetingLinkExtractor::safeLinksDomain) ||
+           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::googleSearchHost) ||
+           Support::Text::equalsIgnoringASCIICase(
+               host, "www." + std::string(MeetingLinkExtractor::googleSearchHost));
+}
+
 std::optional<MeetingLink> classifyDetected(const DetectedLink& detected) {
+    if (!mayBeMeetingLink(detected.text, detected.impliedScheme)) {
+        return std::nullopt;
+    }
     auto trimmed = MeetingLinkExtractor::trimmingTrailingPunctuation(detected.text);
     if (trimmed.empty()) {
         return std::nullopt;

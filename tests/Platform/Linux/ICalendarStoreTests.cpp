@@ -321,7 +321,6 @@ struct SubscriptionServer {
         });
         port = server.bind_to_any_port("127.0.0.1");
         thread = std::thread([this] { server.listen_after_bind(); });
-        server.wait_until_ready();
     }
     ~SubscriptionServer() {
         server.stop();
@@ -336,6 +335,7 @@ struct SubscriptionServer {
 };
 
 TEST_F(ICalendarStoreFolders, DownloadsSubscriptionsWithConditionalRequestsAndKeepsAGoodCopy) {
+    Support::LogCapture logs;
     SubscriptionServer server;
     server.serve("BEGIN:VCALENDAR\r\nX-WR-CALNAME:Holidays\r\n" + simpleEvent("s", "20261127T090000Z") +
                      "END:VCALENDAR\r\n",
@@ -360,6 +360,7 @@ TEST_F(ICalendarStoreFolders, DownloadsSubscriptionsWithConditionalRequestsAndKe
     server.serve("<html>Please sign in</html>", "\"v2\"");
     wait(store.refreshSubscriptions());
     EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 1u);
+    EXPECT_TRUE(logs.contains("not a calendar"));
 
     server.serve(calendar(simpleEvent("s", "20261127T090000Z") + simpleEvent("t", "20261127T100000Z")),
                  "\"v3\"");

@@ -1,0 +1,141 @@
+#include "App/Cli.h"
+
+#include "Support/UserDefaults.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+struct CalendarCommands : ::testing::Test {
+    fs::path home;
+    CalendarCommands() {
+        char pattern[] = "/tmp/vellmora-cli-XXXXXX";
+        home = ::mkdtemp(pattern);
+    }
+    ~CalendarCommands() override {
+        std::error_code ec;
+        fs::remove_all(home, ec);
+    }
+    Result run(std::vector<std::string> args, const std::string& input = "") {
+        args.insert(args.begin(), {"vellmora", "--config-dir", (home / "config").string(), "--cache-dir",
+                                   (home / "cache").string()});
+        std::vector<char*> argv;
+        for (auto& a : args) {
+            argv.push_back(a.data());
+        }
+        std::istringstream in(input);
+        std::ostringstream out;
+        std::ostringstream err;
+        int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, out, err);
+        return {status, out.str(), err.str()};
+    }
+    void write(const fs::path& relative, const std::string& text) {
+        fs::create_directories((home / relative).parent_path());
+        std::ofstream(home / relative, std::ios::binary) << text;
+    }
+};
+
+const std::string invitation = "Hi all,\nJoin Zoom Meeting\nhttps://us02web.zoom.us/j/86512345678?pwd=abc\n"
+                               "Or meet.google.com/abc-defg-hij\n";
+
+std::string event(const std::string& uid, const std::string& start, const std::string& extra) {
+    return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTART:" + start + "\r\nDURATION:PT30M\r\nSUMMARY:" + uid +
+           "\r\n" + extra + "END:VEVENT\r\n";
+}
+
+} // namespace
+
+TEST_F(CalendarCommands, LinksPrintsOneTabSeparatedLinePerLink) {
+    auto r = run({"links"}, invitation);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "zoom\thttps://us02web.zoom.us/j/86512345678?pwd=abc\t"
+                     "zoommtg://us02web.zoom.us/join?action=join&confno=86512345678&pwd=abc\n"
+                     "meet\thttps://meet.google.com/abc-defg-hij\t-\n");
+}
+
+TEST_F(CalendarCommands, LinksPrintsJsonAndOneArrayPerNulSeparatedText) {
+    auto r = run({"links", "--json"}, invitation);
+    auto json = nlohmann::json::parse(r.out);
+    ASSERT_EQ(json.size(), 2u);
+    EXPECT_EQ(json[1]["service"], "meet");
+    EXPECT_TRUE(json[1]["nativeURL"].is_null());
+
+    r = run({"links", "--nul"}, std::string("https://zoom.us/j/1234567890\0nothing\0", 37));
+    EXPECT_EQ(r.out,
+              "[{\"nativeURL\":\"zoommtg://zoom.us/join?action=join&confno=1234567890\",\"service\":\"zoom\","
+              "\"webURL\":\"https://zoom.us/j/1234567890\"}]\n[]\n");
+}
+
+TEST_F(CalendarCommands, ClassifyPrintsTheLinkOrNoneForEachUrl) {
+    auto r = run({"classify", "https://teams.live.com/meet/123", "https://example.com", "not a url"});
+    EXPECT_EQ(r.out, "teams\thttps://teams.live.com/meet/123\tmsteams:/meet/123\nnone\nnone\n");
+}
+
+TEST_F(CalendarCommands, NotesExcerptExitsWithOneWhenThereIsNoExcerpt) {
+    auto r = run({"notes-excerpt"}, "Agenda\n" + invitation);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "Agenda\nHi all,\n\nOr\n");
+    r = run({"notes-excerpt"}, "Join Zoom Meeting\n");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+}
+
+TEST_F(CalendarCommands, MeetingsListsTheWindowsMeetingsAsJson) {
+    write("cal/a.ics",
+          "BEGIN:VCALENDAR\r\n" +
+              event("standup", "20261127T090000Z", "LOCATION:https://zoom.us/j/1234567890\r\n") +
+              event("lunch", "20261127T120000Z", "LOCATION:Canteen\r\n") +
+              event("later", "20261203T090000Z", "URL:https://meet.google.com/abc-defg-hij\r\n") +
+              "END:VCALENDAR\r\n");
+    auto r = run({"meetings", "--calendar", (home / "cal").string(), "--now", "2026-11-27T08:00:00Z",
+                  "--time-zone", "UTC", "--json"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    auto json = nlohmann::json::parse(r.out);
+    ASSERT_EQ(json.size(), 1u);
+    EXPECT_EQ(json[0]["occurrenceKey"], "standup|1795770000");
+    EXPECT_EQ(json[0]["start"], "2026-11-27T09:00:00Z");
+    EXPECT_EQ(json[0]["calendarID"], (home / "cal").string());
+    EXPECT_EQ(json[0]["link"]["service"], "zoom");
+}
+
+TEST_F(CalendarCommands, MeetingsExplainsWhyAnEventIsNoMeeting) {
+    write("cal/a.ics", "BEGIN:VCALENDAR\r\n" +
+                           event("standup", "20261127T090000Z", "LOCATION:https://zoom.us/j/1234567890\r\n") +
+                           event("lunch", "20261127T120000Z", "LOCATION:Canteen\r\n") + "END:VCALENDAR\r\n");
+    write("config/defaults.json", "{\"calendar.sources\": [\"" + (home / "cal").string() + "\"]}");
+    auto r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("standup\t" + (home / "cal").string() + "\tzoom link from location"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("lunch\t" + (home / "cal").string() + "\tnoLink: "), std::string::npos) << r.out;
+
+    r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain", "--json",
+             "--exclude", (home / "cal").string()});
+    auto json = nlohmann::json::parse(r.out);
+    EXPECT_TRUE(json["meetings"].empty());
+    EXPECT_EQ(json["dropped"][0]["rule"], "excludedCalendar");
+}
+
+TEST_F(CalendarCommands, MeetingsReportsUnreadableCalendarsAndBadInput) {
+    write("bad.ics", "not a calendar");
+    auto r = run({"meetings", "--calendar", (home / "bad.ics").string(), "--now", "2026-11-27T08:00:00Z"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.err.find("cannot be read"), std::string::npos);
+    EXPECT_EQ(run({"meetings", "--now", "yesterday", "--calendar", "x"}).status, 2);
+    EXPECT_EQ(run({"meetings"}).status, 2); // no calendars configured
+}
