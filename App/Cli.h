@@ -23,10 +23,6 @@
 #include <stdexcept>
 #include <string>
 
-namespace Support {
-class UserDefaults;
-}
-
 namespace App {
 
 /// Input the user got wrong: exit status 2.
