@@ -57,6 +57,7 @@ void CalendarReminderCoordinator::start() {
         };
     }
     deps_.presenter.prepare();
+    (void)deps_.notifier.prepare();
     restartLoop();
 }
 

@@ -129,6 +129,10 @@ struct NotificationBusTest : ::testing::Test {
         });
     }
     void emitClosed(uint32_t id, uint32_t reason) {
+        {
+            std::lock_guard lock(server.mutex);
+            server.shown.erase(id);
+        }
         service->post([=](sd_bus* b) {
             sd_bus_emit_signal(b, "/org/freedesktop/Notifications", "org.freedesktop.Notifications",
                                "NotificationClosed", "uu", id, reason);

@@ -90,6 +90,7 @@ struct ReminderMorning : ::testing::Test {
 
     ReminderMorning() {
         presenter.scheduler = &scheduler;
+        store.calendarList = {{"work", "Work", "s1", "me@example.com", Platform::CalendarSourceType::calDAV, ""}};
         defaults.setBool("calendar.remindersEnabled", true);
         client.setRouteHandler([this](const UI::NotificationClickRoute& route) {
             if (route.response) {
@@ -150,6 +151,7 @@ TEST_F(ReminderMorning, GivesOneHeadsUpAtNineFortyFiveAndOneOverlayAtNineFiftyNi
     EXPECT_EQ(center.addCount(Content::reminderIdentifier(key("A", ten))), 1u);
     EXPECT_EQ(cardTimes(), Times{at(9, 59)});
     EXPECT_EQ(presenter.closes, Times{at(10, 10)}); // the cut-off after the start
+    ASSERT_FALSE(center.added.empty());
     EXPECT_EQ(center.added[0].content.title, "Meeting A");
     EXPECT_EQ(center.added[0].content.body, "Starts in 15 minutes on Zoom.");
 }
