@@ -89,7 +89,9 @@ TEST(RAGPipeline, StreamsAnAnswerWithItsSourcesAndRemembersTheTurn) {
     auto ask = [&](std::string question) {
         auto task = Support::startTask(
             [&pipeline, question]() -> Support::Task<std::pair<std::string, AnswerSources>> {
-                auto answer = co_await pipeline.answer(question, {}, "session");
+                // Named first: g++ 12 mishandles temporaries inside co_await.
+                auto asking = pipeline.answer(question, Intelligence::ChatScope(), "session");
+                auto answer = co_await asking;
                 auto text = co_await TextStream::collect(answer.tokens);
                 co_return std::make_pair(text, answer.sources);
             });
@@ -111,7 +113,8 @@ TEST(RAGPipeline, StreamsAnAnswerWithItsSourcesAndRemembersTheTurn) {
     EXPECT_EQ(second[2]["content"], "It is in May [1].");
 
     auto none = Support::startTask([&pipeline]() -> Support::Task<void> {
-        auto answer = co_await pipeline.answer("quantum entanglement", {}, "session");
+        auto asking = pipeline.answer("quantum entanglement", Intelligence::ChatScope(), "session");
+        auto answer = co_await asking;
         (void)answer;
     });
     while (!none.isDone()) {
