@@ -92,7 +92,8 @@ TEST(RAGPipeline, StreamsAnAnswerWithItsSourcesAndRemembersTheTurn) {
                 // Named first: g++ 12 mishandles temporaries inside co_await.
                 auto asking = pipeline.answer(question, Intelligence::ChatScope(), "session");
                 auto answer = co_await asking;
-                auto text = co_await TextStream::collect(answer.tokens);
+                auto pending1 = TextStream::collect(answer.tokens);
+                auto text = co_await pending1;
                 co_return std::make_pair(text, answer.sources);
             });
         const auto giveUp = std::chrono::steady_clock::now() + 20s;
