@@ -38,8 +38,9 @@ struct Fixture {
                     std::shared_ptr<std::optional<Support::Continuation<void>>> gate, std::string result) {
         jobs.startWithToken(kind, id,
                             [this, kind, id, gate, result](AIGenerationJobs::Token token) -> Task<void> {
-                                co_await Support::withContinuation<void>(
+                                auto held = Support::withContinuation<void>(
                                     [gate](Support::Continuation<void> c) { *gate = c; });
+                                co_await held;
                                 jobs.finish({kind, id}, token, Outcome::finished(result, true));
                             });
     }
