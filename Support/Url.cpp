@@ -2,7 +2,6 @@
 
 #include "Support/Text.h"
 
-#include <boost/url/encoding_opts.hpp>
 #include <boost/url/parse.hpp>
 #include <boost/url/url.hpp>
 #include <boost/url/url_view.hpp>
@@ -14,10 +13,6 @@ namespace Support {
 namespace {
 
 namespace urls = boost::urls;
-
-// Boost.URL's `params()` decodes '+' as a space by default (form encoding); links and calendar URLs mean
-// a literal '+' (Teams and Meet put them in ids), so query items are decoded with plain percent-decoding.
-const urls::encoding_opts plainDecoding{false, false, false};
 
 urls::url_view view(const std::string& text) {
     auto parsed = urls::parse_uri(text);
@@ -123,17 +118,25 @@ std::optional<std::string> Url::encodedQuery() const {
 }
 
 std::vector<QueryItem> Url::queryItems() const {
+    // Split by hand rather than through Boost.URL's params view, which crashes on some empty queries
+    // ("a:b?#") in Boost 1.81. '+' stays '+' (links put it in ids; it is not form encoding here). Empty
+    // pieces ("a&&b", a bare "?") are not items.
     std::vector<QueryItem> items;
-    auto u = view(text_);
-    if (!u.has_query()) {
+    auto query = encodedQuery();
+    if (!query) {
         return items;
     }
-    for (const auto& param : u.params(plainDecoding)) {
-        QueryItem item{param.key, std::nullopt};
-        if (param.has_value) {
-            item.value = param.value;
+    for (const auto& piece : Text::split(*query, '&')) {
+        if (piece.empty()) {
+            continue;
         }
-        items.push_back(std::move(item));
+        auto equals = piece.find('=');
+        if (equals == std::string::npos) {
+            items.push_back({percentDecoded(piece), std::nullopt});
+        } else {
+            items.push_back(
+                {percentDecoded(piece.substr(0, equals)), percentDecoded(piece.substr(equals + 1))});
+        }
     }
     return items;
 }

@@ -59,6 +59,10 @@ TEST(Url, DistinguishesMissingFromEmptyParts) {
     ASSERT_TRUE(empty);
     EXPECT_EQ(empty->encodedQuery(), "");
     EXPECT_EQ(empty->fragment(), "");
+    EXPECT_TRUE(empty->queryItems().empty());
+    EXPECT_TRUE(Url::parse("A:_A:__~~_:(__?#~")->queryItems().empty());
+    EXPECT_EQ(Url::parse("x:y?a&&b=%3D=")->queryItems(),
+              (std::vector<QueryItem>{{"a", std::nullopt}, {"b", "=="}}));
     auto mail = Url::parse("mailto:someone@example.com");
     ASSERT_TRUE(mail);
     EXPECT_EQ(mail->host(), "");
