@@ -20,6 +20,7 @@
 #include "UI/library/DateContext.h"
 #include "UI/library/RecordingFilter.h"
 #include "UI/library/RecordingSort.h"
+#include "UI/library/RecordingTextIndex.h"
 #include "UI/library/SidebarMomentGroup.h"
 
 #include <cstdint>
@@ -104,10 +105,6 @@ public:
     const std::vector<Recording>& allRecordings() const { return all_; }
 
 private:
-    struct SearchKeys {
-        std::string title;
-        std::string notes;
-    };
     void setAll(std::vector<Recording> all);
     void replaceInLists(const Recording& updated);
 
@@ -118,7 +115,7 @@ private:
     std::vector<std::string> reloadNotifications_;
 
     std::vector<Recording> all_;
-    std::vector<SearchKeys> keys_;
+    RecordingTextIndex index_;
     std::optional<std::string> activeQuery_;
     bool activeTitlesOnly_ = false;
     std::optional<Support::Task<void>> searchTask_;

@@ -1,0 +1,32 @@
+// The library's text search: each recording's title and notes folded once (case and diacritics removed,
+// see `Support::Text::searchFolded`) so that every keystroke only scans precomputed keys. "cafe" finds
+// "Café", "soren" finds "Søren". Used by the library view model and the `vellmora library search` command.
+#pragma once
+
+#include "Database/DatabaseManager.h"
+
+#include <string>
+#include <vector>
+
+namespace UI {
+
+class RecordingTextIndex {
+public:
+    /// Folds the keys of `recordings` (same order); replaces the previous keys.
+    void rebuild(const std::vector<Database::DatabaseManager::Recording>& recordings);
+
+    /// Positions (in the rebuilt order) of the recordings whose title contains `query`, or, unless
+    /// `titlesOnly`, whose notes do. `query` is trimmed and folded here; a blank query matches everything.
+    std::vector<std::size_t> matching(const std::string& query, bool titlesOnly) const;
+
+    std::size_t size() const { return keys_.size(); }
+
+private:
+    struct Keys {
+        std::string title;
+        std::string notes;
+    };
+    std::vector<Keys> keys_;
+};
+
+} // namespace UI
