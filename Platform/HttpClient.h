@@ -126,8 +126,11 @@ public:
 /// `co_await awaitTransfer(client.stream(...))`: like awaiting the task, but cancelling the awaiting task
 /// cancels the transfer too, and the await returns only once the transfer has stopped, so handlers that
 /// borrow from the awaiting frame never run after it is gone.
-template <typename T> auto awaitTransfer(Support::Task<T> transfer) {
-    return Support::detail::OwnedInnerAwaiter<T>{std::move(transfer)};
+///
+/// With g++ 12, build the transfer task as a named local first (`auto t = client.send(r); co_await
+/// awaitTransfer(t);`): it destroys by-value temporaries made inside a co_await expression twice.
+template <typename T> auto awaitTransfer(const Support::Task<T>& transfer) {
+    return Support::detail::OwnedInnerAwaiter<T>{transfer};
 }
 
 } // namespace Platform

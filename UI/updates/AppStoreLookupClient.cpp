@@ -72,7 +72,8 @@ AppStoreLookupClient::latestRelease(std::optional<std::string> country) const {
     request.timeout = timeout;
     Platform::HttpResponse response;
     try {
-        response = co_await Platform::awaitTransfer(session.send(std::move(request)));
+        auto transfer = session.send(std::move(request));
+        response = co_await Platform::awaitTransfer(transfer);
     } catch (const Platform::HttpTransportError& error) {
         logger().notice("Update lookup failed: {}", error.description());
         co_return Outcome::failure(error.description());

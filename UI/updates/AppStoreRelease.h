@@ -11,11 +11,11 @@ namespace UI {
 
 struct AppStoreRelease {
     std::string version;
-    std::optional<std::string> minimumOSVersion;
-    std::optional<Support::Date> releaseDate;
-    std::optional<std::string> releaseNotes;
+    std::optional<std::string> minimumOSVersion{};
+    std::optional<Support::Date> releaseDate{};
+    std::optional<std::string> releaseNotes{};
     /// The store page of the release.
-    std::optional<std::string> storeURL;
+    std::optional<std::string> storeURL{};
 
     bool operator==(const AppStoreRelease&) const = default;
 };

@@ -97,7 +97,8 @@ void UpdateCheckCoordinator::runAutomaticCheck() {
         return;
     }
     checking_ = Support::startTask([this, alive = alive_]() -> Support::Task<void> {
-        auto outcome = co_await lookupAndRecord();
+        auto lookup = lookupAndRecord();
+        auto outcome = co_await lookup;
         if (!*alive) {
             co_return;
         }
@@ -112,7 +113,8 @@ void UpdateCheckCoordinator::runAutomaticCheck() {
 }
 
 Support::Task<AppStoreLookupClient::Outcome> UpdateCheckCoordinator::lookupAndRecord() {
-    auto outcome = co_await lookup_.latestRelease(country_);
+    auto lookup = lookup_.latestRelease(country_);
+    auto outcome = co_await lookup;
     if (outcome.kind != AppStoreLookupClient::Outcome::Kind::failed) {
         preferences_.setLastCheckDate(scheduler_.now());
     }
@@ -174,7 +176,8 @@ void UpdateCheckCoordinator::snoozeOffer() {
 
 Support::Task<UpdateCheckCoordinator::ManualCheckResult> UpdateCheckCoordinator::checkNow() {
     return Support::startTask([this, alive = alive_]() -> Support::Task<ManualCheckResult> {
-        auto outcome = co_await lookupAndRecord();
+        auto lookup = lookupAndRecord();
+        auto outcome = co_await lookup;
         if (!*alive) {
             throw Support::Cancelled{};
         }

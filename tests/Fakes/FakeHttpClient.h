@@ -85,8 +85,10 @@ private:
         auto cancelled = cancelled_;
         try {
             if (holdRequests) {
-                co_await Support::withContinuation<void>(
-                    [this](Support::Continuation<void> c) { held_.push_back(c); });
+                std::function<void(Support::Continuation<void>)> hold =
+                    [this](Support::Continuation<void> c) { held_.push_back(c); };
+                auto held = Support::withContinuation<void>(std::move(hold));
+                co_await held;
             }
             Platform::HttpResponse response{answer.status, answer.headers, {}};
             if (handlers && handlers->onResponse && !answer.error) {
