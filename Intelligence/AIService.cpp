@@ -265,7 +265,8 @@ Support::Task<void> AIService::waitUntilReady(std::function<void()> onWaiting) {
             throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
         }
         try {
-            auto response = co_await Platform::awaitTransfer(http_.send(probe));
+            auto pending1 = Platform::awaitTransfer(http_.send(probe));
+            auto response = co_await pending1;
             if (!*alive) {
                 throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
             }
@@ -437,7 +438,8 @@ Support::Task<bool> AIService::streamOnce(Platform::HttpRequest request, AIProvi
     };
     const std::string model = settings_.modelName();
     try {
-        auto response = co_await Platform::awaitTransfer(http_.stream(request, handlers));
+        auto pending2 = Platform::awaitTransfer(http_.stream(request, handlers));
+        auto response = co_await pending2;
         (void)response;
     } catch (const Platform::HttpTransportError& e) {
         auto reason = GenerationUnavailableReason::engineError(e.description());

@@ -146,8 +146,8 @@ Support::Task<RAGPipeline::Answer> RAGPipeline::answer(std::string question, Cha
     if (keywords(question).empty()) {
         throw RetrievalError(RetrievalError::Kind::noMatches, "Nothing in your recordings matched that.");
     }
-    auto sources =
-        co_await Support::BlockingWork::run([this, question, scope] { return retrieve(question, scope); });
+    auto pending1 = Support::BlockingWork::run([this, question, scope] { return retrieve(question, scope); });
+    auto sources = co_await pending1;
     if (sources.all.empty()) {
         throw RetrievalError(RetrievalError::Kind::noMatches, "Nothing in your recordings matched that.");
     }

@@ -27,7 +27,8 @@ void chat(App::CliContext& ctx, const std::optional<std::string>& recording,
     Intelligence::RAGPipeline pipeline(env.ai(), database);
     auto& out = ctx.out();
     auto task = Support::startTask([&]() -> Support::Task<Intelligence::AnswerSources> {
-        auto answer = co_await pipeline.answer(question, scope, "cli");
+        auto asking = pipeline.answer(question, scope, "cli");
+        auto answer = co_await asking;
         while (true) {
             auto token = co_await answer.tokens.next();
             if (!token) {

@@ -43,8 +43,9 @@ Task<Intelligence::SummaryTemplate> resolveTemplateTask(Database::DatabaseManage
                                                         std::optional<std::string> explicitId,
                                                         Database::RecordingId id) {
     if (store.isAutoMatchEnabled()) {
-        auto context = co_await Support::BlockingWork::run(
+        auto pending1 = Support::BlockingWork::run(
             [&database, id] { return AIGenerationService::summaryMeetingContext(id, database); });
+        auto context = co_await pending1;
         co_return Intelligence::SummaryTemplateResolver::resolve(explicitId, context, store);
     }
     if (explicitId) {

@@ -102,8 +102,9 @@ Task<void> AIGenerationRunner::summary(RecordingId recordingId, Token token,
             jobs.finish(key, token, Outcome::finished(std::nullopt, false));
             co_return;
         }
-        co_await Support::BlockingWork::run(
+        auto pending1 = Support::BlockingWork::run(
             [&database, recordingId, text] { database.saveSummary(recordingId, text); });
+        co_await pending1;
         auto index = Intelligence::awaitOwned(generation.indexSummary(recordingId));
         co_await index;
         jobs.finish(key, token, Outcome::finished(text, true));
@@ -120,8 +121,9 @@ Task<void> AIGenerationRunner::actionItems(RecordingId recordingId, Token token,
     const AIGenerationJobs::Key key{Kind::actionItems, recordingId};
     try {
         if (!force) {
-            auto stored = co_await Support::BlockingWork::run(
+            auto pending2 = Support::BlockingWork::run(
                 [&database, recordingId] { return persistedActionItems(recordingId, database); });
+            auto stored = co_await pending2;
             if (!stored.empty()) {
                 if (display.onActionItems) {
                     display.onActionItems(stored);
@@ -144,9 +146,10 @@ Task<void> AIGenerationRunner::actionItems(RecordingId recordingId, Token token,
         auto stream = generation.actionItems(recordingId, progress);
         auto running = Intelligence::awaitOwned(run(stream, display));
         auto raw = co_await running;
-        auto items = co_await Support::BlockingWork::run([&database, recordingId, raw] {
+        auto pending3 = Support::BlockingWork::run([&database, recordingId, raw] {
             return AIGenerationService::finalActionItems(recordingId, raw, database);
         });
+        auto items = co_await pending3;
         if (display.onActionItems) {
             display.onActionItems(items);
         }
@@ -183,8 +186,9 @@ Task<void> AIGenerationRunner::title(RecordingId recordingId, Token token, AIGen
             co_return;
         }
         auto saved = *title;
-        co_await Support::BlockingWork::run(
+        auto pending4 = Support::BlockingWork::run(
             [&database, recordingId, saved] { database.saveTitle(recordingId, saved); });
+        co_await pending4;
         jobs.finish(key, token, Outcome::finished(saved, true));
     } catch (const Support::Cancelled&) {
         throw;
@@ -250,8 +254,9 @@ void AIGenerationRunner::startAutomatic(RecordingId recordingId, bool wantsSumma
                     jobs.finish(key, token, Outcome::finished(std::nullopt, false));
                     co_return;
                 }
-                co_await Support::BlockingWork::run(
+                auto pending5 = Support::BlockingWork::run(
                     [&database, recordingId, text] { database.saveSummary(recordingId, text); });
+                co_await pending5;
                 jobs.finish(key, token, Outcome::finished(text, true));
             } catch (const Support::Cancelled&) {
                 stopIfUnwanted();
@@ -265,9 +270,10 @@ void AIGenerationRunner::startAutomatic(RecordingId recordingId, bool wantsSumma
             try {
                 auto content = co_await combined;
                 auto raw = content.actionItems.value_or("");
-                auto items = co_await Support::BlockingWork::run([&database, recordingId, raw] {
+                auto pending6 = Support::BlockingWork::run([&database, recordingId, raw] {
                     return AIGenerationService::finalActionItems(recordingId, raw, database);
                 });
+                auto items = co_await pending6;
                 std::vector<std::string> texts;
                 for (const auto& item : items) {
                     texts.push_back(item.text);

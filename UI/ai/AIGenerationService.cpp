@@ -60,7 +60,7 @@ struct RecordingInput {
 };
 
 Task<RecordingInput> readRecording(Database::DatabaseManager& database, Database::RecordingId id) {
-    auto input = co_await Support::BlockingWork::run([&database, id] {
+    auto pending1 = Support::BlockingWork::run([&database, id] {
         RecordingInput in;
         in.recording = database.recording(id);
         if (in.recording) {
@@ -68,6 +68,7 @@ Task<RecordingInput> readRecording(Database::DatabaseManager& database, Database
         }
         return in;
     });
+    auto input = co_await pending1;
     co_return input;
 }
 
@@ -323,7 +324,7 @@ TextStream AIGenerationService::generateActionItems(RecordingId recordingId,
                 RecordingInput recording;
                 std::string query;
             };
-            auto input = co_await Support::BlockingWork::run([&database, recordingId] {
+            auto pending2 = Support::BlockingWork::run([&database, recordingId] {
                 Input in;
                 in.recording.recording = database.recording(recordingId);
                 if (in.recording.recording) {
@@ -332,6 +333,7 @@ TextStream AIGenerationService::generateActionItems(RecordingId recordingId,
                 }
                 return in;
             });
+            auto input = co_await pending2;
             if (!input.recording.recording || Text::isBlank(input.recording.transcript)) {
                 co_return;
             }
@@ -354,7 +356,7 @@ TextStream AIGenerationService::generateMeetingContent(
             RecordingInput recording;
             std::string query;
         };
-        auto input = co_await Support::BlockingWork::run([&database, recordingId, wantsActionItems] {
+        auto pending3 = Support::BlockingWork::run([&database, recordingId, wantsActionItems] {
             Input in;
             in.recording.recording = database.recording(recordingId);
             if (in.recording.recording) {
@@ -365,6 +367,7 @@ TextStream AIGenerationService::generateMeetingContent(
             }
             return in;
         });
+        auto input = co_await pending3;
         if (!input.recording.recording || Text::isBlank(input.recording.transcript)) {
             co_return;
         }

@@ -251,7 +251,8 @@ Task<AIServiceObservable::TestResult> AIServiceObservable::performConnectionTest
         co_return TestResult{"Invalid base URL", true, {}};
     }
     try {
-        auto response = co_await Platform::awaitTransfer(http_.send(*request));
+        auto pending1 = Platform::awaitTransfer(http_.send(*request));
+        auto response = co_await pending1;
         co_return connectionTestResult(response);
     } catch (const Platform::HttpTransportError& e) {
         co_return transportFailure(e);
@@ -264,7 +265,8 @@ Task<AIServiceObservable::TestResult> AIServiceObservable::performGeminiConnecti
     }
     auto request = geminiModelsRequest(apiKey);
     try {
-        auto response = co_await Platform::awaitTransfer(http_.send(request));
+        auto pending2 = Platform::awaitTransfer(http_.send(request));
+        auto response = co_await pending2;
         co_return geminiTestResult(response);
     } catch (const Platform::HttpTransportError& e) {
         co_return transportFailure(e);

@@ -23,25 +23,27 @@ ChatViewModel::Dependencies ChatViewModel::live(Intelligence::RAGPipeline& pipel
     }
     deps.moments = [frameSearch](std::string question) -> Task<std::vector<Intelligence::MomentHit>> {
         return Support::startTask([frameSearch, question]() -> Task<std::vector<Intelligence::MomentHit>> {
-            auto hits = co_await Support::BlockingWork::run([frameSearch, question] {
+            auto pending1 = Support::BlockingWork::run([frameSearch, question] {
                 auto found = frameSearch->search(question, 6);
                 for (auto& hit : found) {
                     hit.source = Intelligence::MomentHit::Source::screen;
                 }
                 return found;
             });
+            auto hits = co_await pending1;
             co_return hits;
         });
     };
     deps.indexedCount = [&database]() -> Task<int> {
         return Support::startTask([&database]() -> Task<int> {
-            auto count = co_await Support::BlockingWork::run([&database] {
+            auto pending2 = Support::BlockingWork::run([&database] {
                 int n = 0;
                 for (const auto& r : database.allRecordings()) {
                     n += r.hasTranscript ? 1 : 0;
                 }
                 return n;
             });
+            auto count = co_await pending2;
             co_return count;
         });
     };

@@ -89,8 +89,11 @@ TEST(RAGPipeline, StreamsAnAnswerWithItsSourcesAndRemembersTheTurn) {
     auto ask = [&](std::string question) {
         auto task = Support::startTask(
             [&pipeline, question]() -> Support::Task<std::pair<std::string, AnswerSources>> {
-                auto answer = co_await pipeline.answer(question, {}, "session");
-                auto text = co_await TextStream::collect(answer.tokens);
+                // Named first: g++ 12 mishandles temporaries inside co_await.
+                auto asking = pipeline.answer(question, Intelligence::ChatScope(), "session");
+                auto answer = co_await asking;
+                auto pending1 = TextStream::collect(answer.tokens);
+                auto text = co_await pending1;
                 co_return std::make_pair(text, answer.sources);
             });
         const auto giveUp = std::chrono::steady_clock::now() + 20s;
@@ -111,7 +114,8 @@ TEST(RAGPipeline, StreamsAnAnswerWithItsSourcesAndRemembersTheTurn) {
     EXPECT_EQ(second[2]["content"], "It is in May [1].");
 
     auto none = Support::startTask([&pipeline]() -> Support::Task<void> {
-        auto answer = co_await pipeline.answer("quantum entanglement", {}, "session");
+        auto asking = pipeline.answer("quantum entanglement", Intelligence::ChatScope(), "session");
+        auto answer = co_await asking;
         (void)answer;
     });
     while (!none.isDone()) {

@@ -36,12 +36,13 @@ struct Fixture {
     /// A job that waits until `gate` is resumed, then finishes with `result`.
     void startGated(Kind kind, Database::RecordingId id,
                     std::shared_ptr<std::optional<Support::Continuation<void>>> gate, std::string result) {
-        jobs.startWithToken(kind, id,
-                            [this, kind, id, gate, result](AIGenerationJobs::Token token) -> Task<void> {
-                                co_await Support::withContinuation<void>(
-                                    [gate](Support::Continuation<void> c) { *gate = c; });
-                                jobs.finish({kind, id}, token, Outcome::finished(result, true));
-                            });
+        jobs.startWithToken(
+            kind, id, [this, kind, id, gate, result](AIGenerationJobs::Token token) -> Task<void> {
+                auto held =
+                    Support::withContinuation<void>([gate](Support::Continuation<void> c) { *gate = c; });
+                co_await held;
+                jobs.finish({kind, id}, token, Outcome::finished(result, true));
+            });
     }
 };
 
