@@ -13,6 +13,8 @@
 // VELLMORA_CONFIG_HOME and friends before any command runs), so nothing touches a real home folder in tests.
 #pragma once
 
+#include "Support/UserDefaults.h"
+
 #include <CLI/CLI.hpp>
 
 #include <functional>
@@ -20,10 +22,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-
-namespace Support {
-class UserDefaults;
-}
 
 namespace App {
 

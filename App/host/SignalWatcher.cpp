@@ -1,0 +1,43 @@
+#include "App/host/SignalWatcher.h"
+
+#include <csignal>
+#include <stdexcept>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace App {
+
+namespace {
+sigset_t quitSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+} // namespace
+
+SignalWatcher::SignalWatcher(Support::MainLoop& loop, std::function<void(int)> onSignal)
+    : onSignal_(std::move(onSignal)) {
+    sigset_t set = quitSignals();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    fd_ = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
+    if (fd_ < 0) {
+        throw std::runtime_error("cannot watch for quit signals");
+    }
+    watch_ = loop.watchReadable(fd_, [this] {
+        signalfd_siginfo info{};
+        while (::read(fd_, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+            onSignal_(static_cast<int>(info.ssi_signo));
+        }
+    });
+}
+
+SignalWatcher::~SignalWatcher() {
+    watch_.reset();
+    ::close(fd_);
+    sigset_t set = quitSignals();
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+} // namespace App
