@@ -46,7 +46,9 @@ template <typename R> struct RunToEndAwaiter {
 
 /// Name the awaiter before awaiting it: `auto awaiter = runToEnd<R>(work); auto r = co_await awaiter;`.
 template <typename R> RunToEndAwaiter<R> runToEnd(std::function<R(const std::atomic<bool>& cancelled)> work) {
-    return RunToEndAwaiter<R>{std::move(work)};
+    RunToEndAwaiter<R> awaiter;
+    awaiter.work = std::move(work);
+    return awaiter;
 }
 
 } // namespace Intelligence

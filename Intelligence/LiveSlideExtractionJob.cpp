@@ -86,10 +86,11 @@ public:
                                std::optional<std::filesystem::path> videoURL, bool force) override {
         auto* database = &database_;
         if (!force) {
-            auto existing = co_await Support::BlockingWork::run([database, recordingId] {
+            auto counting = Support::BlockingWork::run([database, recordingId] {
                 return std::make_pair(database->slides(recordingId).size(),
                                       database->screenCaptures(recordingId).size());
             });
+            auto existing = co_await counting;
             if (existing.first > 0 || existing.second > 0) {
                 Outcome outcome{Outcome::Kind::alreadyRead,
                                 static_cast<int>(existing.first),

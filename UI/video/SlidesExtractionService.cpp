@@ -135,8 +135,10 @@ Support::Task<Outcome> SlidesExtractionService::performExtraction(Database::Reco
                                                                   bool force) {
     auto alive = alive_;
     auto* database = &database_;
-    auto recording = co_await Support::BlockingWork::run(
-        [database, recordingId] { return database->recording(recordingId); });
+    // Awaitables are named first throughout: g++ 12 may destroy a temporary inside `co_await` twice.
+    auto loading =
+        Support::BlockingWork::run([database, recordingId] { return database->recording(recordingId); });
+    auto recording = co_await loading;
     if (!*alive) {
         co_return Outcome{Outcome::Kind::cancelled, 0, 0, {}};
     }
@@ -198,13 +200,13 @@ Support::Task<void> SlidesExtractionService::recordingDeleted(Database::Recordin
     if (!*alive) {
         co_return;
     }
-    auto slides = slideStore_;
-    auto screens = screenStore_;
-    try {
-        co_await Support::BlockingWork::run([slides, screens, recordingId]() mutable {
+    auto deletion =
+        Support::BlockingWork::run([slides = slideStore_, screens = screenStore_, recordingId]() mutable {
             slides.deleteImages(recordingId);
             screens.deleteImages(recordingId);
         });
+    try {
+        co_await deletion;
     } catch (const Support::Cancelled&) {
         throw;
     } catch (...) {
@@ -215,11 +217,12 @@ Support::Task<void> SlidesExtractionService::recordingDeleted(Database::Recordin
 
 Support::Task<void> SlidesExtractionService::rankScreens(Database::RecordingId recordingId) {
     auto* database = &database_;
+    auto ranking = Support::BlockingWork::run([database, recordingId] {
+        Intelligence::ScreenCaptures::rerank(recordingId, *database,
+                                             Intelligence::ScreenCaptureConfiguration::standard());
+    });
     try {
-        co_await Support::BlockingWork::run([database, recordingId] {
-            Intelligence::ScreenCaptures::rerank(recordingId, *database,
-                                                 Intelligence::ScreenCaptureConfiguration::standard());
-        });
+        co_await ranking;
     } catch (const Support::Cancelled&) {
         throw;
     } catch (...) {
@@ -241,15 +244,17 @@ Support::Task<void> SlidesExtractionService::label(Database::RecordingId recordi
 }
 
 Support::Task<void> SlidesExtractionService::labelScreensBeforeSummary(Database::RecordingId recordingId) {
-    co_await label(recordingId);
+    auto labelling = label(recordingId);
+    co_await labelling;
 }
 
 Support::Task<void> SlidesExtractionService::labelPendingScreens(int maximumRecordings) {
     auto* database = &database_;
     std::vector<Database::RecordingId> pending;
+    auto reading = Support::BlockingWork::run(
+        [database] { return database->recordingIdsWithUnlabelledFeaturedScreens(); });
     try {
-        pending = co_await Support::BlockingWork::run(
-            [database] { return database->recordingIdsWithUnlabelledFeaturedScreens(); });
+        pending = co_await reading;
     } catch (const Support::Cancelled&) {
         throw;
     } catch (...) {
@@ -262,7 +267,8 @@ Support::Task<void> SlidesExtractionService::labelPendingScreens(int maximumReco
         if (done++ >= maximumRecordings) {
             break;
         }
-        co_await label(id);
+        auto labelling = label(id);
+        co_await labelling;
     }
 }
 
@@ -297,11 +303,11 @@ Support::Task<int> SlidesExtractionService::sweepOrphans() {
     auto alive = alive_;
     auto* database = &database_;
     std::pair<std::set<Database::RecordingId>, std::set<Database::RecordingId>> keep;
+    auto reading = Support::BlockingWork::run([database] {
+        return std::make_pair(database->recordingIdsWithSlides(), database->recordingIdsWithScreenCaptures());
+    });
     try {
-        keep = co_await Support::BlockingWork::run([database] {
-            return std::make_pair(database->recordingIdsWithSlides(),
-                                  database->recordingIdsWithScreenCaptures());
-        });
+        keep = co_await reading;
     } catch (const Support::Cancelled&) {
         throw;
     } catch (...) {
@@ -317,13 +323,12 @@ Support::Task<int> SlidesExtractionService::sweepOrphans() {
         keep.first.insert(id);
         keep.second.insert(id);
     }
-    auto slides = slideStore_;
-    auto screens = screenStore_;
     int removed = 0;
+    auto removal = Support::BlockingWork::run([slides = slideStore_, screens = screenStore_, keep]() mutable {
+        return slides.sweepOrphans(keep.first) + screens.sweepOrphans(keep.second);
+    });
     try {
-        removed = co_await Support::BlockingWork::run([slides, screens, keep]() mutable {
-            return slides.sweepOrphans(keep.first) + screens.sweepOrphans(keep.second);
-        });
+        removed = co_await removal;
     } catch (const Support::Cancelled&) {
         throw;
     } catch (...) {

@@ -74,7 +74,9 @@ bool VideoExpiryCoordinator::isRecordingActive(const std::filesystem::path& reco
 Support::Task<std::vector<VideoExpiryCoordinator::Recording>>
 VideoExpiryCoordinator::recordingsBefore(Support::Date cutoffDate) {
     auto* database = database_;
-    auto all = co_await Support::BlockingWork::run([database] { return database->allRecordings(); });
+    // Awaitables are named first throughout: g++ 12 may destroy a temporary inside `co_await` twice.
+    auto reading = Support::BlockingWork::run([database] { return database->allRecordings(); });
+    auto all = co_await reading;
     std::vector<Recording> old;
     for (auto& recording : all) {
         if (recording.startDate < cutoffDate) {
@@ -117,7 +119,8 @@ Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordina
 
     std::vector<Recording> old;
     try {
-        old = co_await recordingsBefore(*cutoffDate);
+        auto reading = recordingsBefore(*cutoffDate);
+        old = co_await reading;
     } catch (const Support::Cancelled&) {
         throw;
     } catch (const std::exception& error) {
@@ -134,7 +137,8 @@ Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordina
         if (!has(recording)) {
             continue;
         }
-        auto result = co_await deleteVideo(recording);
+        auto deletion = deleteVideo(recording);
+        auto result = co_await deletion;
         if (!*alive) {
             co_return std::nullopt;
         }
@@ -160,7 +164,8 @@ Support::Task<VideoExpiryCoordinator::Preview> VideoExpiryCoordinator::preview(s
     if (!cutoffDate || database_ == nullptr) {
         co_return result;
     }
-    auto old = co_await recordingsBefore(*cutoffDate);
+    auto reading = recordingsBefore(*cutoffDate);
+    auto old = co_await reading;
     if (!*alive) {
         co_return result;
     }
@@ -203,13 +208,14 @@ Support::Task<VideoExpiryCoordinator::DeleteResult> VideoExpiryCoordinator::dele
     }
 
     auto path = *url;
-    auto removal = co_await Support::BlockingWork::run([path]() -> std::string {
+    auto removing = Support::BlockingWork::run([path]() -> std::string {
         std::error_code ec;
         if (!std::filesystem::remove(path, ec) && !ec) {
             ec = std::make_error_code(std::errc::no_such_file_or_directory);
         }
         return ec ? ec.message() : std::string();
     });
+    auto removal = co_await removing;
     if (!removal.empty()) {
         result.kind = DeleteResult::Kind::failed;
         result.error = removal;
@@ -222,7 +228,8 @@ Support::Task<VideoExpiryCoordinator::DeleteResult> VideoExpiryCoordinator::dele
     if (auto* database = database_) {
         auto id = recording.id;
         try {
-            co_await Support::BlockingWork::run([database, id] { database->deleteFrameIndex(id); });
+            auto dropping = Support::BlockingWork::run([database, id] { database->deleteFrameIndex(id); });
+            co_await dropping;
         } catch (const Support::Cancelled&) {
             throw;
         } catch (const std::exception& error) {
