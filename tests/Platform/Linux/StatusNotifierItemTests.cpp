@@ -65,7 +65,7 @@ public:
 
     std::vector<LayoutEntry> layout(const std::string& service, uint32_t* revision = nullptr) {
         sd_bus_message* reply = nullptr;
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};
         std::vector<LayoutEntry> entries;
         if (sd_bus_call_method(bus_, service.c_str(), "/MenuBar", "com.canonical.dbusmenu", "GetLayout",
                                &error, &reply, "iias", 0, -1, 0) < 0) {
@@ -129,7 +129,7 @@ public:
     }
 
     bool call(const std::string& service, const char* method, int id, const char* event = nullptr) {
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};
         int r = event ? sd_bus_call_method(bus_, service.c_str(), "/MenuBar", "com.canonical.dbusmenu",
                                            method, &error, nullptr, "isvu", id, event, "s", "", 0u)
                       : sd_bus_call_method(bus_, service.c_str(), "/MenuBar", "com.canonical.dbusmenu",
@@ -140,7 +140,7 @@ public:
 
     std::string itemProperty(const std::string& service, const char* name) {
         char* value = nullptr;
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};
         sd_bus_get_property_string(bus_, service.c_str(), "/StatusNotifierItem", "org.kde.StatusNotifierItem",
                                    name, &error, &value);
         sd_bus_error_free(&error);
