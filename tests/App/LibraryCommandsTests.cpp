@@ -10,7 +10,7 @@
 
 namespace {
 
-struct Run {
+struct CommandResult {
     int status;
     std::string out;
     std::string err;
@@ -28,7 +28,7 @@ struct LibraryCommands : ::testing::Test {
     }
     ~LibraryCommands() override { std::filesystem::remove_all(dir); }
 
-    Run run(std::vector<std::string> args, const std::string& input = "") {
+    CommandResult run(std::vector<std::string> args, const std::string& input = "") {
         args.insert(args.begin(), "vellmora");
         args.insert(args.begin() + 1,
                     {"--config-dir", (dir / "config").string(), "--data-dir", (dir / "data").string()});
