@@ -298,7 +298,7 @@ SqliteDatabase::~SqliteDatabase() {
 
 void SqliteDatabase::fail(int code, const std::string& what) {
     const int primary = code & 0xff;
-    std::string detail = db_ ? sqlite3_errmsg(db_) : sqlite3_errstr(code);
+    std::string detail = db_ && sqlite3_errcode(db_) == code ? sqlite3_errmsg(db_) : sqlite3_errstr(code);
     log.error("SQLite {} failed on {}: {}", what, path_.string(), detail);
     if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
         throw DatabaseError(

@@ -56,7 +56,8 @@ Support::Task<void> LibraryViewModel::loadRecordings() {
     isLoading.setIfChanged(true);
     try {
         auto* db = &database_;
-        auto fetched = co_await Support::BlockingWork::run([db] { return db->allRecordings(); });
+        auto fetch = Support::BlockingWork::run([db] { return db->allRecordings(); });
+        auto fetched = co_await fetch;
         if (!*alive) {
             co_return;
         }
@@ -94,7 +95,8 @@ void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
     }
     searchTask_ =
         Support::startTask([this, alive = alive_, trimmed, titlesOnly, generation]() -> Support::Task<void> {
-            co_await scheduler_.sleepFor(searchDebounce);
+            auto debounce = scheduler_.sleepFor(searchDebounce);
+            co_await debounce;
             if (!*alive || generation != generation_) {
                 co_return;
             }
@@ -110,7 +112,8 @@ void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
                 log.error("Search failed: {}", describe(e));
             }
             if (generation == generation_ && !titlesOnly) {
-                co_await searchMoments(trimmed, titlesOnly, generation);
+                auto momentStage = searchMoments(trimmed, titlesOnly, generation);
+                co_await momentStage;
             }
         });
 }
@@ -133,12 +136,14 @@ Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titl
     isSearchingMoments.setIfChanged(true);
     auto* engine = &engine_;
     try {
-        auto results = co_await Support::BlockingWork::run([engine, query] { return engine->search(query); });
+        auto find = Support::BlockingWork::run([engine, query] { return engine->search(query); });
+        auto results = co_await find;
         if (!*alive || generation != generation_) {
             co_return;
         }
         moments = results;
-        auto built = co_await groups(results.hits, all_);
+        auto grouping = groups(results.hits, all_);
+        auto built = co_await grouping;
         if (!*alive || generation != generation_) {
             co_return;
         }
@@ -154,12 +159,13 @@ Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titl
     isSearchingMoments.setIfChanged(false);
 
     try {
-        auto visual =
-            co_await Support::BlockingWork::run([engine, query] { return engine->searchFrames(query); });
+        auto findFrames = Support::BlockingWork::run([engine, query] { return engine->searchFrames(query); });
+        auto visual = co_await findFrames;
         if (!*alive) {
             co_return;
         }
-        co_await applyVisualStep(std::move(visual), generation);
+        auto visualStage = applyVisualStep(std::move(visual), generation);
+        co_await visualStage;
     } catch (const Support::Cancelled&) {
         throw;
     } catch (const std::exception& e) {
@@ -174,7 +180,8 @@ Support::Task<void> LibraryViewModel::applyVisualStep(std::vector<Intelligence::
         co_return;
     }
     auto merged = Intelligence::UnifiedSearchEngine::merged(moments.get(), visual);
-    auto built = co_await groups(merged.hits, all_);
+    auto grouping = groups(merged.hits, all_);
+    auto built = co_await grouping;
     if (!*alive || generation != generation_) {
         co_return;
     }
@@ -209,7 +216,8 @@ LibraryViewModel::groups(std::vector<Intelligence::MomentHit> hits, std::vector<
         ids.push_back(g.id());
     }
     auto* db = &database_;
-    auto leadTimes = co_await Support::BlockingWork::run([db, ids] { return db->audioLeadTimes(ids); });
+    auto fetch = Support::BlockingWork::run([db, ids] { return db->audioLeadTimes(ids); });
+    auto leadTimes = co_await fetch;
     for (auto& g : out) {
         if (auto it = leadTimes.find(g.id()); it != leadTimes.end()) {
             g.audioLeadTime = it->second;
@@ -224,20 +232,23 @@ Support::Task<void> LibraryViewModel::deleteRecording(Recording recording) {
     auto* center = &center_;
     try {
         const auto id = recording.id;
-        co_await Support::BlockingWork::run([db, id] { db->deleteRecording(id); });
+        auto removeRecord = Support::BlockingWork::run([db, id] { db->deleteRecording(id); });
+        co_await removeRecord;
         if (recording.videoFileURL) {
             auto video = *recording.videoFileURL;
-            co_await Support::BlockingWork::run([video] {
+            auto removeVideo = Support::BlockingWork::run([video] {
                 std::error_code ec;
                 std::filesystem::remove(video, ec);
                 if (ec) {
                     throw std::system_error(ec, "Couldn't remove " + video.string());
                 }
             });
+            co_await removeVideo;
         }
         LibraryNotifications::postRecordingDeleted(*center, id);
         if (*alive) {
-            co_await loadRecordings();
+            auto reload = loadRecordings();
+            co_await reload;
         }
     } catch (const Support::Cancelled&) {
         throw;
@@ -270,7 +281,8 @@ Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
     auto* db = &database_;
     try {
         const auto id = recording.id;
-        auto value = co_await Support::BlockingWork::run([db, id] { return db->toggleFavorite(id); });
+        auto flip = Support::BlockingWork::run([db, id] { return db->toggleFavorite(id); });
+        auto value = co_await flip;
         if (!*alive || !value) {
             co_return;
         }
@@ -286,9 +298,11 @@ Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
 
 Support::Task<std::string> LibraryViewModel::transcriptText(Database::RecordingId id) {
     auto* db = &database_;
-    co_return co_await Support::BlockingWork::run([db, id] {
+    auto format = Support::BlockingWork::run([db, id] {
         return Support::Text::joined(TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
     });
+    std::string text = co_await format;
+    co_return text;
 }
 
 std::optional<LibraryViewModel::Recording> LibraryViewModel::shownRecording(Database::RecordingId id) const {

@@ -48,9 +48,10 @@ Support::Task<void> TranscriptReaderModel::load() {
         std::vector<Segment> page;
     };
     try {
-        auto first = co_await Support::BlockingWork::run([db, id] {
+        auto fetch = Support::BlockingWork::run([db, id] {
             return First{db->segmentCount(id), db->topics(id), db->segments(id, 0, pageSize)};
         });
+        auto first = co_await fetch;
         if (!*alive) {
             co_return;
         }
@@ -75,8 +76,9 @@ Support::Task<void> TranscriptReaderModel::loadMoreSegments() {
     const int offset = offset_;
     isLoadingMore = true;
     try {
-        auto page = co_await Support::BlockingWork::run(
-            [db, id, offset] { return db->segments(id, offset, pageSize); });
+        auto fetch =
+            Support::BlockingWork::run([db, id, offset] { return db->segments(id, offset, pageSize); });
+        auto page = co_await fetch;
         if (!*alive) {
             co_return;
         }
@@ -107,9 +109,10 @@ Support::Task<void> TranscriptReaderModel::copyAll() {
     auto* db = &database_;
     const auto id = recordingId_;
     try {
-        auto text = co_await Support::BlockingWork::run([db, id] {
+        auto format = Support::BlockingWork::run([db, id] {
             return Support::Text::joined(TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
         });
+        auto text = co_await format;
         if (!*alive) {
             co_return;
         }

@@ -48,10 +48,13 @@ TEST_F(Reader, LoadsSegmentsPageByPageAndSaysHowManyAreShown) {
     EXPECT_TRUE(model->hasMoreSegments());
     EXPECT_EQ(model->loadMoreButtonTitle(), "Load More Segments");
 
+    std::vector<std::string> buttonTitles;
+    auto sub =
+        model->isLoadingMore.observe([&](bool) { buttonTitles.push_back(model->loadMoreButtonTitle()); });
     auto page = model->loadMoreSegments();
-    EXPECT_EQ(model->loadMoreButtonTitle(), "Loading more segments...");
     auto ignored = model->loadMoreSegments(); // a second tap while loading does nothing
     settle(loop);
+    EXPECT_EQ(buttonTitles, (std::vector<std::string>{"Loading more segments...", "Load More Segments"}));
     EXPECT_EQ(model->currentSegmentOffset(), 400);
     EXPECT_EQ(model->segments.get().size(), 400u);
     EXPECT_EQ(model->segments.get()[399].text, "line 399");
