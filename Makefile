@@ -28,12 +28,14 @@ asan-test: deps
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i
 
-bench: build
-	@for b in build/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
+bench: deps
+	@cmake --preset bench >/dev/null
+	@$(CMAKE_BUILD) bench
+	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
 
 fuzz: deps
 	@cmake --preset fuzz >/dev/null
 	@$(CMAKE_BUILD) fuzz
 
 clean:
-	@rm -rf build build-asan build-fuzz
+	@rm -rf build build-asan build-fuzz build-bench
