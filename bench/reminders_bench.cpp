@@ -20,7 +20,7 @@
 
 namespace {
 
-const Support::Date morning = Support::dateFromUnix(1795852800); // 2026-11-23T08:00:00Z
+const Support::Date morning = Support::dateFromUnix(1795852800); // 2026-11-28T08:00:00Z
 std::string dataDir;
 
 struct Input {

@@ -18,7 +18,7 @@
 
 namespace {
 
-const Support::Date ten = Support::dateFromUnix(1795860000); // 2026-11-23T10:00:00Z
+const Support::Date ten = Support::dateFromUnix(1795860000); // 2026-11-28T10:00:00Z
 
 UI::CalendarMeeting meeting(const std::string& id, Support::Date start) {
     return UI::CalendarMeeting{.occurrenceKey = UI::CalendarMeeting::occurrenceKeyFor(id, start),
@@ -74,11 +74,11 @@ struct ReminderCommands : ::testing::Test {
 } // namespace
 
 TEST_F(ReminderCommands, PrintsThePlanAsJsonWithTheMainMeetingFirst) {
-    ASSERT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-23T09:59:00Z"}), 0)
+    ASSERT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-28T09:59:00Z"}), 0)
         << err;
     auto plan = nlohmann::json::parse(out);
     EXPECT_EQ(plan, nlohmann::json::parse(R"({"actions": [{"stage": "overlay",
-        "occurrenceKeys": ["A|1795860000", "B|1795860060"]}], "withdrawnKeys": [], "nextWake": "2026-11-23T10:00:00Z"})"));
+        "occurrenceKeys": ["A|1795860000", "B|1795860060"]}], "withdrawnKeys": [], "nextWake": "2026-11-28T10:00:00Z"})"));
     EXPECT_LT(out.find("\"actions\""), out.find("\"withdrawnKeys\""));
     EXPECT_LT(out.find("\"withdrawnKeys\""), out.find("\"nextWake\""));
 }
@@ -88,16 +88,16 @@ TEST_F(ReminderCommands, ReadsTheLeadTimesAndTheLedgerFromItsOptions) {
     ledger.markShown(UI::CalendarReminderStage::headsUp, meeting("A", ten));
     ledger.markShown(UI::CalendarReminderStage::headsUp, meeting("Gone", ten));
     Support::Files::writeAtomically(folder / "ledger.json", ledger.encoded());
-    ASSERT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-23T09:45:00Z",
+    ASSERT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-28T09:45:00Z",
                    "--overlay-minutes", "off", "--ledger", (folder / "ledger.json").string()}),
               0)
         << err;
     auto plan = nlohmann::json::parse(out);
     EXPECT_EQ(plan["actions"], nlohmann::json::parse(R"([])"));
     EXPECT_EQ(plan["withdrawnKeys"], nlohmann::json::parse(R"(["Gone|1795860000"])"));
-    EXPECT_EQ(plan["nextWake"], "2026-11-23T09:46:00Z");
+    EXPECT_EQ(plan["nextWake"], "2026-11-28T09:46:00Z");
 
-    ASSERT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-23T11:00:00Z",
+    ASSERT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-28T11:00:00Z",
                    "--heads-up-minutes", "off"}),
               0);
     EXPECT_EQ(nlohmann::json::parse(out)["nextWake"], nullptr);
@@ -110,10 +110,10 @@ TEST_F(ReminderCommands, RejectsBadInputWithAClearErrorAndStatusTwo) {
         const char* message;
     } cases[] = {
         {{"--now", "yesterday"}, "--now: \"yesterday\" is not an ISO 8601 date"},
-        {{"--now", "2026-11-23T09:45:00Z", "--heads-up-minutes", "soon"}, "--heads-up-minutes: \"soon\""},
-        {{"--now", "2026-11-23T09:45:00Z", "--ledger", (folder / "bad.json").string()},
+        {{"--now", "2026-11-28T09:45:00Z", "--heads-up-minutes", "soon"}, "--heads-up-minutes: \"soon\""},
+        {{"--now", "2026-11-28T09:45:00Z", "--ledger", (folder / "bad.json").string()},
          "is not a reminder ledger"},
-        {{"--now", "2026-11-23T09:45:00Z", "--ledger", (folder / "none.json").string()}, "does not exist"},
+        {{"--now", "2026-11-28T09:45:00Z", "--ledger", (folder / "none.json").string()}, "does not exist"},
     };
     for (const auto& c : cases) {
         std::vector<std::string> args = {"reminders", "plan", "--meetings", meetingsFile()};
@@ -122,7 +122,7 @@ TEST_F(ReminderCommands, RejectsBadInputWithAClearErrorAndStatusTwo) {
         EXPECT_NE(err.find(c.message), std::string::npos) << err;
     }
     Support::Files::writeAtomically(folder / "meetings.json", "[{\"title\": 1}]");
-    EXPECT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-23T09:45:00Z"}), 2);
+    EXPECT_EQ(run({"reminders", "plan", "--meetings", meetingsFile(), "--now", "2026-11-28T09:45:00Z"}), 2);
     EXPECT_NE(err.find("--meetings:"), std::string::npos);
 }
 
@@ -138,15 +138,15 @@ TEST_F(ReminderCommands, ShowsTheSettingsAndTheComingLedgerEntries) {
         ledger.markShown(UI::CalendarReminderStage::headsUp, meeting("Old", ten - Support::seconds(7200)));
         ledger.save(defaults);
     }
-    ASSERT_EQ(run({"reminders", "status", "--now", "2026-11-23T09:40:00Z"}), 0) << err;
+    ASSERT_EQ(run({"reminders", "status", "--now", "2026-11-28T09:40:00Z"}), 0) << err;
     EXPECT_NE(out.find("Reminders: on\nHeads-up: 30 minutes before\nOverlay: Off\n"), std::string::npos)
         << out;
-    EXPECT_NE(out.find("A|1795860000\theads-up shown, headsUp snoozed until 2026-11-23T09:55:00Z"),
+    EXPECT_NE(out.find("A|1795860000\theads-up shown, headsUp snoozed until 2026-11-28T09:55:00Z"),
               std::string::npos)
         << out;
     EXPECT_EQ(out.find("Old|"), std::string::npos);
-    ASSERT_EQ(run({"reminders", "status", "--json", "--now", "2026-11-23T09:40:00Z"}), 0) << err;
+    ASSERT_EQ(run({"reminders", "status", "--json", "--now", "2026-11-28T09:40:00Z"}), 0) << err;
     auto status = nlohmann::json::parse(out);
     EXPECT_EQ(status["overlayMinutes"], nullptr);
-    EXPECT_EQ(status["entries"]["A|1795860000"]["snoozedUntil"], "2026-11-23T09:55:00Z");
+    EXPECT_EQ(status["entries"]["A|1795860000"]["snoozedUntil"], "2026-11-28T09:55:00Z");
 }

@@ -90,7 +90,8 @@ struct ReminderMorning : ::testing::Test {
 
     ReminderMorning() {
         presenter.scheduler = &scheduler;
-        store.calendarList = {{"work", "Work", "s1", "me@example.com", Platform::CalendarSourceType::calDAV, ""}};
+        store.calendarList = {
+            {"work", "Work", "s1", "me@example.com", Platform::CalendarSourceType::calDAV, "", true, ""}};
         defaults.setBool("calendar.remindersEnabled", true);
         client.setRouteHandler([this](const UI::NotificationClickRoute& route) {
             if (route.response) {

@@ -1,5 +1,5 @@
 // Meetings for the reminder tests: a Zoom (or other) meeting by key and start, in virtual time around
-// 2026-11-23 10:00 UTC.
+// 2026-11-28 10:00 UTC.
 #pragma once
 
 #include "Support/Time.h"
@@ -10,7 +10,7 @@
 
 namespace ReminderTest {
 
-/// 2026-11-23T10:00:00Z.
+/// 2026-11-28T10:00:00Z.
 inline const Support::Date ten = Support::dateFromUnix(1795860000);
 
 inline Support::Date at(int hour, int minute, int second = 0) {
