@@ -6,7 +6,7 @@
 // Include this before anything that pulls in X11 headers.
 #pragma once
 
-#include <httplib.h>
+#include "Httplib.h"
 #include <nlohmann/json.hpp>
 
 #include <atomic>

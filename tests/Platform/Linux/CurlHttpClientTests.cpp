@@ -1,5 +1,5 @@
 // httplib.h must come before anything that pulls in X11 headers.
-#include <httplib.h>
+#include "Fakes/Httplib.h"
 
 #include "Platform/Linux/CurlHttpClient.h"
 #include "Support/MainLoop.h"

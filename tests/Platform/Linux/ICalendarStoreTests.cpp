@@ -1,4 +1,4 @@
-#include <httplib.h>
+#include "Fakes/Httplib.h"
 
 #include "Platform/Linux/ICalendarStore.h"
 

@@ -1,6 +1,6 @@
 // Provider tests against loopback servers (every status and body the tests distinguish, and a server that
 // does not speak HTTP), and the status texts.
-#include <httplib.h>
+#include "Fakes/Httplib.h"
 
 #include "Platform/Linux/CurlHttpClient.h"
 #include "Support/MainLoop.h"
