@@ -109,9 +109,13 @@ TEST(ClaudeCLIRunner, RunsWithThatEnvironmentAndReportsAToolThatCannotStart) {
     processes->script({3, false, "out", "err"});
     processes->scriptStartFailure(std::errc::no_such_file_or_directory);
     ClaudeCLIRunner runner(processes, "/home/ada", {{"PATH", "/bin"}});
+    // One after the other: the fake hands out its scripted outcomes in the order the processes start.
     auto first = runner.run("/x/claude", {"mcp"}, std::chrono::seconds(30));
+    while (!first.isDone()) {
+        loop.runOne(1000);
+    }
     auto second = runner.run("/x/claude", {"mcp"}, std::chrono::seconds(30));
-    while (!first.isDone() || !second.isDone()) {
+    while (!second.isDone()) {
         loop.runOne(1000);
     }
     EXPECT_EQ(first.get(), (ClaudeCLIResult{3, false, "out", "err"}));
