@@ -77,7 +77,7 @@ std::vector<fs::path> applicationFolders() {
     return out;
 }
 
-/// The mimeapps.list files in the order the freedesktop specification reads them.
+/// The mimeapps.list files in the order the freedesktop standard reads them.
 std::vector<fs::path> mimeappsFiles() {
     std::vector<fs::path> out;
     std::vector<std::string> desktops;

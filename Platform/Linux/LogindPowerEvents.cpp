@@ -43,9 +43,9 @@ struct LogindPowerEvents::Impl {
 
     /// Arms the timer far in the future: it only ever "fires" by being cancelled when the clock is set.
     void armTimer() {
-        itimerspec spec{};
-        spec.it_value.tv_sec = INT32_MAX;
-        timerfd_settime(timerFD, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &spec, nullptr);
+        itimerspec expiry{};
+        expiry.it_value.tv_sec = INT32_MAX;
+        timerfd_settime(timerFD, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &expiry, nullptr);
     }
     void onTimer() {
         std::uint64_t expirations = 0;
