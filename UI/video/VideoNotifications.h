@@ -3,13 +3,14 @@
 // - "Vellmora.recordingContentDidUpdate": something shown in a recording's detail view changed outside the
 //   view. User info: "recordingId" (decimal) and "type": "slides" (slides or screens were stored), "video"
 //   (the screen video file was deleted) or "frameIndex" (the frame-search index was dropped).
-// - "Vellmora.processingDidComplete": a kind of post-recording processing ended for a recording (the menu
-//   bar stops showing it). User info: "recordingId", "type" (the processing type's raw value, "slides" here)
-//   and, when the work failed, "error" with the failure in words.
+// - "Vellmora.processingCompleted" (the menu's processing notification): a kind of post-recording
+//   processing ended for a recording, so the menu bar stops showing it. User info: "recordingId", "type"
+//   (the processing type's raw value, "slides" here) and, when the work failed, "error" in words.
 #pragma once
 
 #include "Database/DatabaseManager.h"
 #include "Support/NotificationCenter.h"
+#include "UI/recording/ProcessingNotifications.h"
 
 #include <optional>
 #include <string>
@@ -17,7 +18,7 @@
 namespace UI::VideoNotifications {
 
 inline constexpr const char* recordingContentDidUpdate = "Vellmora.recordingContentDidUpdate";
-inline constexpr const char* processingDidComplete = "Vellmora.processingDidComplete";
+inline constexpr const char* processingDidComplete = ProcessingNotifications::processingCompleted;
 
 inline constexpr const char* recordingIdKey = "recordingId";
 inline constexpr const char* typeKey = "type";

@@ -119,7 +119,7 @@ TEST_F(SlidesService, TwoRequestsForOneRecordingWhileItIsReadShareOneJobAndItsOu
     EXPECT_FALSE(service->isExtracting(id));
     auto ids = std::to_string(id);
     EXPECT_EQ(postedSummary(),
-              (std::vector<std::string>{"Vellmora.processingDidComplete " + ids + " slides",
+              (std::vector<std::string>{"Vellmora.processingCompleted " + ids + " slides",
                                         "Vellmora.recordingContentDidUpdate " + ids + " slides"}));
 
     auto again = service->extract(id, true);
@@ -145,9 +145,9 @@ TEST_F(SlidesService, AFailedOrEmptyReadingIsReportedWithoutAContentUpdate) {
 
     auto ids = std::to_string(id);
     EXPECT_EQ(postedSummary(),
-              (std::vector<std::string>{"Vellmora.processingDidComplete " + ids +
+              (std::vector<std::string>{"Vellmora.processingCompleted " + ids +
                                             " slides error=Slides can't be read: ffmpeg isn't installed.",
-                                        "Vellmora.processingDidComplete " + ids + " slides"}));
+                                        "Vellmora.processingCompleted " + ids + " slides"}));
 }
 
 TEST_F(SlidesService, ARecordingThatIsNotThereIsLoggedAndNoJobRuns) {
@@ -178,7 +178,7 @@ TEST_F(SlidesService, DeletingARecordingWhileItIsReadCancelsTheJobAndLeavesNoPic
     loop.runUntilIdle();
     EXPECT_FALSE(fs::exists(slidesRoot / std::to_string(id)));
     EXPECT_EQ(postedSummary(),
-              (std::vector<std::string>{"Vellmora.processingDidComplete " + std::to_string(id) + " slides"}));
+              (std::vector<std::string>{"Vellmora.processingCompleted " + std::to_string(id) + " slides"}));
 }
 
 TEST_F(SlidesService, CancellingEndsTheRunningJobOnly) {
