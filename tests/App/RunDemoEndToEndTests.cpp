@@ -41,7 +41,8 @@ public:
         std::error_code ec;
         std::filesystem::remove_all(folder_, ec);
     }
-    std::string tmux() const { return "tmux -L " + socket_; }
+    // A detached session needs no terminal of ours, but tmux wants to know what TERM to emulate.
+    std::string tmux() const { return "TERM=xterm-256color tmux -L " + socket_; }
 
     void start(const std::string& arguments) {
         // A private runtime folder (demo data, instance lock) and home; no session bus: the terminal presenter.
