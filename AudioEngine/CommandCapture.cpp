@@ -1,6 +1,7 @@
 #include "AudioEngine/CommandCapture.h"
 
 #include "Platform/Linux/ChildProcess.h"
+#include "Platform/Linux/ProcessSpawning.h"
 #include "Support/BlockingWork.h"
 #include "Support/Log.h"
 #include "Support/Uuid.h"
@@ -31,7 +32,7 @@ std::string toolName(CommandCapture::Tool tool) {
 
 std::optional<CommandCapture::Options> CommandCapture::find(const std::string& pathVariable) {
     for (auto tool : {Tool::pwRecord, Tool::parecord}) {
-        if (auto path = Platform::ChildProcess::findOnPath(toolName(tool), pathVariable)) {
+        if (auto path = Platform::findExecutable(toolName(tool), pathVariable)) {
             Options options;
             options.tool = tool;
             options.executable = *path;

@@ -1,13 +1,12 @@
 #include "Platform/Linux/ChildProcess.h"
 
+#include "Platform/Linux/ProcessSpawning.h"
 #include "Support/MainLoop.h"
 
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <spawn.h>
-#include <sstream>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -24,16 +23,6 @@ void closeDescriptor(int& fd) {
         ::close(fd);
         fd = -1;
     }
-}
-
-int statusOf(int raw) {
-    if (WIFEXITED(raw)) {
-        return WEXITSTATUS(raw);
-    }
-    if (WIFSIGNALED(raw)) {
-        return 128 + WTERMSIG(raw);
-    }
-    return -1;
 }
 
 } // namespace
@@ -61,19 +50,7 @@ ChildProcess::ChildProcess(const Options& options) {
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
 
     posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    sigaddset(&defaults, SIGINT);
-    sigaddset(&defaults, SIGTERM);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    initSpawnAttributes(attributes);
 
     std::vector<std::string> argv = {options.executable};
     argv.insert(argv.end(), options.arguments.begin(), options.arguments.end());
@@ -134,7 +111,7 @@ void ChildProcess::reap() {
     while ((done = ::waitpid(pid_, &raw, WNOHANG)) < 0 && errno == EINTR) {
     }
     if (done == pid_) {
-        exitStatus_ = statusOf(raw);
+        exitStatus_ = exitStatusOf(raw);
     } else if (done < 0) {
         exitStatus_ = -1; // already reaped elsewhere: it is gone either way
     }
@@ -168,24 +145,6 @@ Support::Task<int> ChildProcess::waitForExit() {
         },
         [watch] { watch->reset(); });
     co_return co_await awaiter;
-}
-
-std::optional<std::filesystem::path> ChildProcess::findOnPath(const std::string& tool,
-                                                              const std::string& pathVariable) {
-    std::stringstream path(pathVariable);
-    std::string dir;
-    while (std::getline(path, dir, ':')) {
-        if (dir.empty()) {
-            continue;
-        }
-        std::string candidate = dir + "/" + tool;
-        struct stat info {};
-        if (::stat(candidate.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
-            ::access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-    }
-    return std::nullopt;
 }
 
 } // namespace Platform

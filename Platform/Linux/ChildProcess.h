@@ -55,10 +55,6 @@ public:
     /// For tasks: resumes with the exit status when the child ends (at once when it has).
     Support::Task<int> waitForExit();
 
-    /// The first executable file named `tool` in the folders of `pathVariable` (a PATH value).
-    static std::optional<std::filesystem::path> findOnPath(const std::string& tool,
-                                                           const std::string& pathVariable);
-
 private:
     void reap();
 
