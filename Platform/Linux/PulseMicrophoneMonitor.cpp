@@ -147,54 +147,48 @@ Support::Task<std::optional<std::string>> PulseMicrophoneMonitor::begin() {
     });
 
     auto alive = alive_;
-    std::string failure;
-    auto first = co_await list(&failure);
+    auto first = co_await list();
     if (!*alive) {
         co_return std::nullopt;
     }
     if (state_ != State::starting) {
         co_return "Call detection is off: it was stopped while starting.";
     }
-    if (!first) {
-        co_return "Call detection is off: " + failure;
+    if (!first.clients) {
+        co_return "Call detection is off: " + first.failure;
     }
     if (endedWith_) {
         co_return "Call detection is off: pactl subscribe ended at once" +
             (lastMessage_.empty() ? std::string(".") : " (" + lastMessage_ + ").");
     }
     state_ = State::watching;
-    clients_ = std::move(*first);
+    clients_ = std::move(*first.clients);
     clientsChanged.emit(clients_);
     co_return std::nullopt;
 }
 
-Support::Task<std::optional<std::vector<MicrophoneClient>>>
-PulseMicrophoneMonitor::list(std::string* failure) {
+Support::Task<PulseMicrophoneMonitor::Listing> PulseMicrophoneMonitor::list() {
     ProcessRequest request{.executable = pactl_.string(),
                            .arguments = {"--format=json", "list", "source-outputs"},
                            .timeout = listTimeout_};
+    Listing listing;
     ProcessResult result;
     try {
         result = co_await runner_.run(request);
     } catch (const std::system_error& e) {
-        *failure = std::string("pactl could not be started (") + e.what() + ").";
-        co_return std::nullopt;
+        listing.failure = std::string("pactl could not be started (") + e.what() + ").";
+        co_return listing;
     }
     if (result.timedOut) {
-        *failure = "the sound server did not answer pactl in time.";
-        co_return std::nullopt;
-    }
-    if (!result.succeeded()) {
+        listing.failure = "the sound server did not answer pactl in time.";
+    } else if (!result.succeeded()) {
         auto said = firstLine(result.standardError);
-        *failure = "no PulseAudio or PipeWire server answered" +
-                   (said.empty() ? std::string(".") : " (" + said + ").");
-        co_return std::nullopt;
+        listing.failure = "no PulseAudio or PipeWire server answered" +
+                          (said.empty() ? std::string(".") : " (" + said + ").");
+    } else if (!(listing.clients = parseSourceOutputs(result.standardOutput))) {
+        listing.failure = "pactl did not list the recording streams as JSON (pactl 16 or later is needed).";
     }
-    auto clients = parseSourceOutputs(result.standardOutput);
-    if (!clients) {
-        *failure = "pactl did not list the recording streams as JSON (pactl 16 or later is needed).";
-    }
-    co_return clients;
+    co_return listing;
 }
 
 void PulseMicrophoneMonitor::requestRefresh() {
@@ -209,15 +203,14 @@ void PulseMicrophoneMonitor::requestRefresh() {
     refreshTask_ = Support::startTask([this, alive = alive_]() -> Support::Task<void> {
         do {
             refreshAgain_ = false;
-            std::string failure;
-            auto clients = co_await list(&failure);
+            auto listing = co_await list();
             if (!*alive || state_ != State::watching) {
                 co_return;
             }
-            if (clients) {
-                publish(std::move(*clients));
+            if (listing.clients) {
+                publish(std::move(*listing.clients));
             } else {
-                log.warning("The microphone streams could not be listed: {}", failure);
+                log.warning("The microphone streams could not be listed: {}", listing.failure);
             }
         } while (refreshAgain_);
         refreshing_ = false;

@@ -44,7 +44,13 @@ private:
     enum class State { idle, starting, watching };
 
     Support::Task<std::optional<std::string>> begin();
-    Support::Task<std::optional<std::vector<MicrophoneClient>>> list(std::string* failure);
+    struct Listing {
+        std::optional<std::vector<MicrophoneClient>> clients;
+        /// Why there are none (the end of a sentence).
+        std::string failure;
+    };
+    /// One run of `pactl list`; touches no member once it has started it (it may outlive a stop).
+    Support::Task<Listing> list();
     void requestRefresh();
     void readEvents();
     void childEnded(int status);

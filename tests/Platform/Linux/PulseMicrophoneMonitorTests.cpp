@@ -167,6 +167,10 @@ TEST_F(MonitorTest, StaysQuietWhenAnEventLeavesTheListAsItWas) {
 
 TEST_F(MonitorTest, SaysOnceThatTheSubscriptionEndedAndListsNoMore) {
     ASSERT_EQ(start(), std::nullopt);
+    // Once a listing followed an event, the subscriber is reading the pipe: closing it now ends the
+    // subscriber.
+    fake.send("Event 'new' on source-output #1\n");
+    ASSERT_TRUE(Fakes::runUntil(loop, [&] { return fake.listings() == 2; }));
     fake.send("Connection failure: Connection terminated\n");
     fake.endSubscription();
     ASSERT_TRUE(Fakes::runUntil(loop, [&] { return !endings.empty(); }));
@@ -177,7 +181,7 @@ TEST_F(MonitorTest, SaysOnceThatTheSubscriptionEndedAndListsNoMore) {
     EXPECT_FALSE(monitor.isWatching());
     loop.runUntilIdle();
     EXPECT_EQ(endings.size(), 1u);
-    EXPECT_EQ(fake.listings(), 1u);
+    EXPECT_EQ(fake.listings(), 2u);
 }
 
 TEST_F(MonitorTest, GivesTheServersAnswerWhenNoServerAnswersAndLeavesNothingRunning) {
