@@ -200,21 +200,24 @@ void PulseMicrophoneMonitor::requestRefresh() {
         return;
     }
     refreshing_ = true;
-    refreshTask_ = Support::startTask([this, alive = alive_]() -> Support::Task<void> {
-        do {
-            refreshAgain_ = false;
-            auto listing = co_await list();
-            if (!*alive || state_ != State::watching) {
-                co_return;
-            }
-            if (listing.clients) {
-                publish(std::move(*listing.clients));
-            } else {
-                log.warning("The microphone streams could not be listed: {}", listing.failure);
-            }
-        } while (refreshAgain_);
-        refreshing_ = false;
-    });
+    refreshTask_ = refreshWhileAsked();
+}
+
+Support::Task<void> PulseMicrophoneMonitor::refreshWhileAsked() {
+    auto alive = alive_;
+    do {
+        refreshAgain_ = false;
+        auto listing = co_await list();
+        if (!*alive || state_ != State::watching) {
+            co_return;
+        }
+        if (listing.clients) {
+            publish(std::move(*listing.clients));
+        } else {
+            log.warning("The microphone streams could not be listed: {}", listing.failure);
+        }
+    } while (refreshAgain_);
+    refreshing_ = false;
 }
 
 void PulseMicrophoneMonitor::readEvents() {

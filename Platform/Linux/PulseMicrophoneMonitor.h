@@ -52,6 +52,8 @@ private:
     /// One run of `pactl list`; touches no member once it has started it (it may outlive a stop).
     Support::Task<Listing> list();
     void requestRefresh();
+    /// Lists until no event came in during the last listing.
+    Support::Task<void> refreshWhileAsked();
     void readEvents();
     void childEnded(int status);
     void publish(std::vector<MicrophoneClient> clients);
