@@ -10,6 +10,7 @@
 #include <charconv>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace Platform {
 
@@ -164,6 +165,9 @@ Support::Task<std::optional<std::string>> PulseMicrophoneMonitor::begin() {
     state_ = State::watching;
     clients_ = std::move(*first.clients);
     clientsChanged.emit(clients_);
+    if (std::exchange(refreshAgain_, false)) {
+        requestRefresh();
+    }
     co_return std::nullopt;
 }
 
@@ -192,6 +196,10 @@ Support::Task<PulseMicrophoneMonitor::Listing> PulseMicrophoneMonitor::list() {
 }
 
 void PulseMicrophoneMonitor::requestRefresh() {
+    if (state_ == State::starting) {
+        refreshAgain_ = true; // the first listing may have been taken before this change
+        return;
+    }
     if (state_ != State::watching) {
         return;
     }
