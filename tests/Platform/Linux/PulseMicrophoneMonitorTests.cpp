@@ -217,6 +217,7 @@ TEST(PulseMicrophoneMonitor, NamesAPactlThatCannotBeRun) {
 
 TEST_F(MonitorTest, StopEndsTheSubscriberAndLaterEventsAreNotRead) {
     ASSERT_EQ(start(), std::nullopt);
+    ASSERT_TRUE(Fakes::runUntil(loop, [&] { return !fake.folder.read("subscriber").empty(); }));
     auto subscriber = std::stoi(fake.folder.read("subscriber"));
     monitor.stop();
     EXPECT_FALSE(monitor.isWatching());
