@@ -150,36 +150,65 @@ std::optional<std::string> Url::encodedQuery() const {
     return std::string(part(parts_.query));
 }
 
-std::vector<QueryItem> Url::queryItems() const {
-    // Split by hand rather than through Boost.URL's params view, which crashes on some empty queries
-    // ("a:b?#") in Boost 1.81. '+' stays '+' (links put it in ids; it is not form encoding here). Empty
-    // pieces ("a&&b", a bare "?") are not items.
-    std::vector<QueryItem> items;
-    if (!parts_.query.present) {
-        return items;
-    }
-    for (const auto& piece : Text::split(part(parts_.query), '&')) {
+namespace {
+
+/// Calls `visit(name, value)` with the undecoded pieces of `query` split at '&' (a piece without '=' has no
+/// value), until it returns false. Empty pieces ("a&&b", a bare "?") are not items.
+template <typename Visit> void forEachQueryPiece(std::string_view query, Visit visit) {
+    std::size_t start = 0;
+    while (start <= query.size()) {
+        auto end = query.find('&', start);
+        if (end == std::string_view::npos) {
+            end = query.size();
+        }
+        auto piece = query.substr(start, end - start);
+        start = end + 1;
         if (piece.empty()) {
             continue;
         }
         auto equals = piece.find('=');
-        if (equals == std::string::npos) {
-            items.push_back({percentDecoded(piece), std::nullopt});
-        } else {
-            items.push_back(
-                {percentDecoded(piece.substr(0, equals)), percentDecoded(piece.substr(equals + 1))});
+        auto name = piece.substr(0, equals);
+        auto value = equals == std::string_view::npos
+                         ? std::optional<std::string_view>()
+                         : std::optional<std::string_view>(piece.substr(equals + 1));
+        if (!visit(name, value)) {
+            return;
         }
     }
+}
+
+} // namespace
+
+std::vector<QueryItem> Url::queryItems() const {
+    // Split by hand rather than through Boost.URL's params view, which crashes on some empty queries
+    // ("a:b?#") in Boost 1.81. '+' stays '+' (links put it in ids; it is not form encoding here).
+    std::vector<QueryItem> items;
+    if (!parts_.query.present) {
+        return items;
+    }
+    forEachQueryPiece(part(parts_.query), [&](std::string_view name, std::optional<std::string_view> value) {
+        items.push_back({percentDecoded(name),
+                         value ? std::optional<std::string>(percentDecoded(*value)) : std::nullopt});
+        return true;
+    });
     return items;
 }
 
 std::optional<std::string> Url::queryValue(std::string_view name) const {
-    for (auto& item : queryItems()) {
-        if (item.name == name) {
-            return item.value.value_or(std::string());
-        }
+    std::optional<std::string> found;
+    if (!parts_.query.present) {
+        return found;
     }
-    return std::nullopt;
+    forEachQueryPiece(
+        part(parts_.query), [&](std::string_view encodedName, std::optional<std::string_view> value) {
+            bool same = encodedName.find('%') == std::string_view::npos ? encodedName == name
+                                                                        : percentDecoded(encodedName) == name;
+            if (same) {
+                found = value ? percentDecoded(*value) : std::string();
+            }
+            return !same;
+        });
+    return found;
 }
 
 std::optional<std::string> Url::fragment() const {
