@@ -6,6 +6,7 @@
 #include <boost/url/url.hpp>
 #include <boost/url/url_view.hpp>
 
+#include <limits>
 #include <stdexcept>
 
 namespace Support {
@@ -23,16 +24,6 @@ urls::url_view view(const std::string& text) {
     return *parsed;
 }
 
-template <typename Edit> std::string edited(const std::string& text, Edit edit) {
-    try {
-        urls::url u(view(text));
-        edit(u);
-        return std::string(u.buffer());
-    } catch (const std::exception& e) {
-        throw std::invalid_argument(std::string("Cannot build URL from ") + text + ": " + e.what());
-    }
-}
-
 int hexValue(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
@@ -48,28 +39,71 @@ int hexValue(char c) {
 
 } // namespace
 
+/// Reads where Boost.URL found each part, as ranges of the URL's text.
+struct UrlParts {
+    static Url::Parts of(const urls::url_view_base& u) {
+        const char* base = u.buffer().data();
+        auto range = [base](urls::string_view part, bool present) {
+            return Url::Range{static_cast<std::uint32_t>(part.data() - base),
+                              static_cast<std::uint32_t>(part.size()), present};
+        };
+        Url::Parts parts;
+        parts.scheme = range(u.scheme(), true);
+        parts.user = range(u.encoded_user(), u.has_userinfo());
+        parts.host = range(u.encoded_host_address(), u.has_authority());
+        parts.port = range(u.port(), u.has_port());
+        parts.path = range(u.encoded_path(), true);
+        parts.query = range(u.encoded_query(), u.has_query());
+        parts.fragment = range(u.encoded_fragment(), u.has_fragment());
+        // An empty part may point anywhere (even at a static empty string): pin it to the start.
+        for (auto* r : {&parts.scheme, &parts.user, &parts.host, &parts.port, &parts.path, &parts.query,
+                        &parts.fragment}) {
+            if (r->length == 0) {
+                r->start = 0;
+            }
+        }
+        return parts;
+    }
+
+    /// The new URL's text and parts, without parsing it again.
+    static Url from(const urls::url_view_base& u) { return Url(std::string(u.buffer()), of(u)); }
+};
+
 std::optional<Url> Url::parse(std::string_view text) {
+    if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
+        return std::nullopt;
+    }
     try {
         auto parsed = urls::parse_uri(urls::string_view(text.data(), text.size()));
         if (!parsed || parsed->scheme().empty()) {
             return std::nullopt;
         }
-        return Url(std::string(text));
+        // The parts are ranges of `text`, which is the text the Url keeps.
+        return Url(std::string(text), UrlParts::of(*parsed));
     } catch (...) {
         return std::nullopt;
     }
 }
 
+template <typename Edit> Url Url::edited(Edit edit) const {
+    try {
+        urls::url u(view(text_));
+        edit(u);
+        return UrlParts::from(u);
+    } catch (const std::exception& e) {
+        throw std::invalid_argument(std::string("Cannot build URL from ") + text_ + ": " + e.what());
+    }
+}
+
 std::string Url::scheme() const {
-    return Text::asciiLowercased(view(text_).scheme());
+    return Text::asciiLowercased(part(parts_.scheme));
 }
 
 std::string Url::host() const {
-    auto u = view(text_);
-    if (!u.has_authority()) {
+    if (!parts_.host.present) {
         return {};
     }
-    std::string host = u.host_address();
+    std::string host = percentDecoded(part(parts_.host));
     if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
         host = host.substr(1, host.size() - 2);
     }
@@ -77,12 +111,12 @@ std::string Url::host() const {
 }
 
 std::optional<int> Url::port() const {
-    auto u = view(text_);
-    if (!u.has_port() || u.port().empty() || u.port().size() > 5) {
+    auto port = part(parts_.port);
+    if (!parts_.port.present || port.empty() || port.size() > 5) {
         return std::nullopt;
     }
     int value = 0;
-    for (char c : u.port()) {
+    for (char c : port) {
         value = value * 10 + (c - '0');
     }
     if (value > 65535) {
@@ -92,11 +126,11 @@ std::optional<int> Url::port() const {
 }
 
 std::string Url::path() const {
-    return percentDecoded(view(text_).encoded_path());
+    return percentDecoded(part(parts_.path));
 }
 
 std::string Url::encodedPath() const {
-    return std::string(view(text_).encoded_path());
+    return std::string(part(parts_.path));
 }
 
 std::vector<std::string> Url::pathSegments() const {
@@ -110,69 +144,94 @@ std::vector<std::string> Url::pathSegments() const {
 }
 
 std::optional<std::string> Url::encodedQuery() const {
-    auto u = view(text_);
-    if (!u.has_query()) {
+    if (!parts_.query.present) {
         return std::nullopt;
     }
-    return std::string(u.encoded_query());
+    return std::string(part(parts_.query));
 }
 
-std::vector<QueryItem> Url::queryItems() const {
-    // Split by hand rather than through Boost.URL's params view, which crashes on some empty queries
-    // ("a:b?#") in Boost 1.81. '+' stays '+' (links put it in ids; it is not form encoding here). Empty
-    // pieces ("a&&b", a bare "?") are not items.
-    std::vector<QueryItem> items;
-    auto query = encodedQuery();
-    if (!query) {
-        return items;
-    }
-    for (const auto& piece : Text::split(*query, '&')) {
+namespace {
+
+/// Calls `visit(name, value)` with the undecoded pieces of `query` split at '&' (a piece without '=' has no
+/// value), until it returns false. Empty pieces ("a&&b", a bare "?") are not items.
+template <typename Visit> void forEachQueryPiece(std::string_view query, Visit visit) {
+    std::size_t start = 0;
+    while (start <= query.size()) {
+        auto end = query.find('&', start);
+        if (end == std::string_view::npos) {
+            end = query.size();
+        }
+        auto piece = query.substr(start, end - start);
+        start = end + 1;
         if (piece.empty()) {
             continue;
         }
         auto equals = piece.find('=');
-        if (equals == std::string::npos) {
-            items.push_back({percentDecoded(piece), std::nullopt});
-        } else {
-            items.push_back(
-                {percentDecoded(piece.substr(0, equals)), percentDecoded(piece.substr(equals + 1))});
+        auto name = piece.substr(0, equals);
+        auto value = equals == std::string_view::npos
+                         ? std::optional<std::string_view>()
+                         : std::optional<std::string_view>(piece.substr(equals + 1));
+        if (!visit(name, value)) {
+            return;
         }
     }
+}
+
+} // namespace
+
+std::vector<QueryItem> Url::queryItems() const {
+    // Split by hand rather than through Boost.URL's params view, which crashes on some empty queries
+    // ("a:b?#") in Boost 1.81. '+' stays '+' (links put it in ids; it is not form encoding here).
+    std::vector<QueryItem> items;
+    if (!parts_.query.present) {
+        return items;
+    }
+    forEachQueryPiece(part(parts_.query), [&](std::string_view name, std::optional<std::string_view> value) {
+        items.push_back({percentDecoded(name),
+                         value ? std::optional<std::string>(percentDecoded(*value)) : std::nullopt});
+        return true;
+    });
     return items;
 }
 
 std::optional<std::string> Url::queryValue(std::string_view name) const {
-    for (auto& item : queryItems()) {
-        if (item.name == name) {
-            return item.value.value_or(std::string());
-        }
+    std::optional<std::string> found;
+    if (!parts_.query.present) {
+        return found;
     }
-    return std::nullopt;
+    forEachQueryPiece(
+        part(parts_.query), [&](std::string_view encodedName, std::optional<std::string_view> value) {
+            bool same = encodedName.find('%') == std::string_view::npos ? encodedName == name
+                                                                        : percentDecoded(encodedName) == name;
+            if (same) {
+                found = value ? percentDecoded(*value) : std::string();
+            }
+            return !same;
+        });
+    return found;
 }
 
 std::optional<std::string> Url::fragment() const {
-    auto u = view(text_);
-    if (!u.has_fragment()) {
+    if (!parts_.fragment.present) {
         return std::nullopt;
     }
-    return percentDecoded(u.encoded_fragment());
+    return percentDecoded(part(parts_.fragment));
 }
 
 std::string Url::user() const {
-    return percentDecoded(view(text_).encoded_user());
+    return percentDecoded(part(parts_.user));
 }
 
 Url Url::withScheme(std::string_view scheme) const {
-    return Url(
-        edited(text_, [&](urls::url& u) { u.set_scheme(urls::string_view(scheme.data(), scheme.size())); }));
+    return edited([&](urls::url& u) { u.set_scheme(urls::string_view(scheme.data(), scheme.size())); });
 }
 
 Url Url::withHost(std::string_view host) const {
-    return Url(edited(text_, [&](urls::url& u) { u.set_host(urls::string_view(host.data(), host.size())); }));
+    return edited([&](urls::url& u) { u.set_host(urls::string_view(host.data(), host.size())); });
 }
 
 Url Url::withPath(std::string_view decodedPath) const {
-    return Url(edited(text_, [&](urls::url& u) {
+    return edited([&](urls::url& u) {
         std::vector<std::string> segments;
         for (const auto& segment : Text::split(decodedPath, '/')) {
             segments.push_back(percentEncoded(segment));
@@ -182,7 +241,7 @@ Url Url::withPath(std::string_view decodedPath) const {
             encoded.insert(encoded.begin(), '/');
         }
         u.set_encoded_path(encoded);
-    }));
+    });
 }
 
 Url Url::withQueryItems(const std::vector<QueryItem>& items) const {
@@ -198,21 +257,21 @@ Url Url::withQueryItems(const std::vector<QueryItem>& items) const {
             query += percentEncoded(*item.value);
         }
     }
-    return Url(edited(text_, [&](urls::url& u) {
+    return edited([&](urls::url& u) {
         if (items.empty()) {
             u.remove_query();
         } else {
             u.set_encoded_query(query);
         }
-    }));
+    });
 }
 
 Url Url::withoutQuery() const {
-    return Url(edited(text_, [](urls::url& u) { u.remove_query(); }));
+    return edited([](urls::url& u) { u.remove_query(); });
 }
 
 Url Url::withoutFragment() const {
-    return Url(edited(text_, [](urls::url& u) { u.remove_fragment(); }));
+    return edited([](urls::url& u) { u.remove_fragment(); });
 }
 
 std::string percentDecoded(std::string_view s) {

@@ -1,8 +1,10 @@
 // URLs as the link, calendar and HTTP code needs them, over Boost.URL: parsing that gives nothing for text
 // that is not a URL, the host lower-cased (Boost keeps the case as given), query items percent-decoded
-// (and '+' kept as it is), and a small builder.
+// (and '+' kept as it is), and a small builder. A Url keeps where each part lies in its text, so reading a
+// part never parses again (link search reads several parts of every candidate).
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,8 +56,33 @@ public:
     bool operator==(const Url& other) const { return text_ == other.text_; }
 
 private:
-    explicit Url(std::string text) : text_(std::move(text)) {}
+    friend struct UrlParts;
+
+    /// Where a part lies in the text; `present` tells "?" (an empty query) from no query at all.
+    struct Range {
+        std::uint32_t start = 0;
+        std::uint32_t length = 0;
+        bool present = false;
+    };
+    /// The parts of a parsed URL, as ranges of its text.
+    struct Parts {
+        Range scheme;
+        Range user;
+        Range host; // without brackets for IP literals; present when there is an authority
+        Range port;
+        Range path;
+        Range query;
+        Range fragment;
+    };
+
+    Url(std::string text, const Parts& parts) : text_(std::move(text)), parts_(parts) {}
+    std::string_view part(const Range& range) const {
+        return std::string_view(text_).substr(range.start, range.length);
+    }
+    template <typename Edit> Url edited(Edit edit) const;
+
     std::string text_;
+    Parts parts_;
 };
 
 /// Percent-decodes `s` (invalid escapes are kept as written); '+' stays '+'.

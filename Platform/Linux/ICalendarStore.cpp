@@ -50,7 +50,9 @@ void initLibical() {
 std::string lowerAscii(std::string_view s) {
     std::string out(s);
     for (auto& c : out) {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
     }
     return out;
 }
@@ -142,7 +144,9 @@ std::string nameOf(std::string_view line) {
     }
     std::string name(line.substr(0, i));
     for (auto& c : name) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        if (c >= 'a' && c <= 'z') {
+            c = static_cast<char>(c - 'a' + 'A');
+        }
     }
     return name;
 }
@@ -566,22 +570,29 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
          c = icalcomponent_get_next_component(root, ICAL_VEVENT_COMPONENT)) {
         (icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY) ? overrides : masters).push_back(c);
     }
-    std::unordered_map<std::string, EventTemplate> seriesByUID;
     std::unordered_map<std::string, std::set<std::int64_t>> overridden;
 
-    // Masters first (so overrides can inherit), then overrides, then the series' occurrences.
-    std::vector<std::pair<icalcomponent*, EventTemplate>> masterTemplates;
+    // A master's template (its texts and people) is read only when an occurrence or an override needs it:
+    // most series of a large calendar have no occurrence in a short range.
+    std::unordered_map<std::string, icalcomponent*> seriesByUID; // the first master of each UID
+    std::unordered_map<icalcomponent*, EventTemplate> masterTemplates;
+    auto masterTemplate = [&](icalcomponent* c) -> const EventTemplate& {
+        auto found = masterTemplates.find(c);
+        if (found == masterTemplates.end()) {
+            found = masterTemplates.emplace(c, templateOf(c, ctx, nullptr)).first;
+        }
+        return found->second;
+    };
     for (auto* c : masters) {
-        auto t = templateOf(c, ctx, nullptr);
-        seriesByUID.emplace(t.uid, t);
-        masterTemplates.emplace_back(c, std::move(t));
+        seriesByUID.emplace(textOf(icalcomponent_get_uid(c)).value_or(""), c);
     }
+    // Overrides first (they hide occurrences of their series), then the series' occurrences.
     for (auto* c : overrides) {
         auto* ridProp = icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY);
         auto original = unixOf(timeOfProperty(ridProp, icalproperty_get_recurrenceid(ridProp), root), ctx);
         auto uid = textOf(icalcomponent_get_uid(c)).value_or("");
         auto series = seriesByUID.find(uid);
-        auto t = templateOf(c, ctx, series == seriesByUID.end() ? nullptr : &series->second);
+        auto t = templateOf(c, ctx, series == seriesByUID.end() ? nullptr : &masterTemplate(series->second));
         if (original) {
             overridden[uid].insert(*original);
         }
@@ -599,9 +610,8 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
             out.push_back(occurrence(t, calendarID, *start, end, original, dtstart.is_date != 0));
         }
     }
-    for (auto& entry : masterTemplates) {
-        auto* c = entry.first;
-        const auto& t = entry.second;
+    for (auto* c : masters) {
+        auto uid = textOf(icalcomponent_get_uid(c)).value_or("");
         auto* startProp = icalcomponent_get_first_property(c, ICAL_DTSTART_PROPERTY);
         if (!startProp) {
             continue;
@@ -617,7 +627,8 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
         auto* rdate = icalcomponent_get_first_property(c, ICAL_RDATE_PROPERTY);
         if (!rrule && !rdate) {
             if (range.overlaps(*start, *start + duration)) {
-                out.push_back(occurrence(t, calendarID, *start, *start + duration, std::nullopt, allDay));
+                out.push_back(occurrence(masterTemplate(c), calendarID, *start, *start + duration,
+                                         std::nullopt, allDay));
             }
             continue;
         }
@@ -633,7 +644,7 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
                 excluded.insert(*u);
             }
         }
-        const auto& skip = overridden[t.uid];
+        const auto& skip = overridden[uid];
         std::set<std::int64_t> emitted;
         int count = 0;
         auto emit = [&](icaltimetype local, std::int64_t occStart, std::int64_t occDuration) {
@@ -647,7 +658,8 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
             }
             if (range.overlaps(occStart, occStart + occDuration) && count < maxOccurrencesPerSeries) {
                 ++count;
-                out.push_back(occurrence(t, calendarID, occStart, occStart + occDuration, occStart, allDay));
+                out.push_back(occurrence(masterTemplate(c), calendarID, occStart, occStart + occDuration,
+                                         occStart, allDay));
             }
         };
         for (auto* p = rrule; p; p = icalcomponent_get_next_property(c, ICAL_RRULE_PROPERTY)) {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <vector>
 
 namespace UI {
@@ -158,11 +159,27 @@ std::string withoutSchemeURLs(std::string_view s) {
     return out;
 }
 
+/// Whether `s` holds `needle` in any ASCII case.
+bool containsIgnoringCase(std::string_view s, std::string_view needle) {
+    for (std::size_t i = 0; i + needle.size() <= s.size(); ++i) {
+        if (((s[i] ^ needle[0]) & ~0x20) == 0 &&
+            Support::Text::equalsIgnoringASCIICase(s.substr(i, needle.size()), needle)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Removes scheme-less web links: at a word boundary "www.", the Meet host and "/", or one subdomain label
 /// of Zoom's domain and "/", then non-space characters.
 std::string withoutBareHosts(std::string_view s) {
     static const std::string meetPrefix = std::string(MeetingLinkExtractor::meetHost) + "/";
     static const std::string zoomSuffix = "." + std::string(MeetingLinkExtractor::zoomDomain) + "/";
+    // Most notes hold none of the three; the scan below looks at word boundaries, which costs more.
+    if (!containsIgnoringCase(s, "www.") && !containsIgnoringCase(s, meetPrefix) &&
+        !containsIgnoringCase(s, zoomSuffix)) {
+        return std::string(s);
+    }
     std::string out;
     out.reserve(s.size());
     std::size_t copied = 0;
@@ -240,18 +257,30 @@ constexpr std::array<std::string_view, 35> boilerplatePhrases = {
     "is inviting you to",
 };
 
-const std::vector<std::string>& phrases() {
-    static const std::vector<std::string> all = [] {
-        std::vector<std::string> out(boilerplatePhrases.begin(), boilerplatePhrases.end());
+/// The phrases, and for each first byte the phrases that start with it (so that a line is scanned once
+/// rather than once per phrase).
+struct Phrases {
+    std::vector<std::string> all;
+    std::array<std::vector<std::uint8_t>, 256> byFirstByte;
+};
+
+const Phrases& phrases() {
+    static const Phrases indexed = [] {
+        Phrases p;
+        auto& out = p.all;
+        out.assign(boilerplatePhrases.begin(), boilerplatePhrases.end());
         out.emplace_back(MeetingLinkExtractor::zoomDomain);
         out.emplace_back(MeetingLinkExtractor::teamsWorkHost);
         out.emplace_back(MeetingLinkExtractor::teamsHomeHost);
         out.emplace_back(MeetingLinkExtractor::meetHost);
         out.emplace_back(MeetingLinkExtractor::safeLinksDomain);
         out.emplace_back(std::string(MeetingLinkExtractor::shortLinkHost) + "/");
-        return out;
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            p.byFirstByte[static_cast<unsigned char>(out[i][0])].push_back(static_cast<std::uint8_t>(i));
+        }
+        return p;
     }();
-    return all;
+    return indexed;
 }
 
 bool isRuleLine(std::string_view line) {
@@ -280,9 +309,16 @@ bool isBoilerplate(std::string_view line) {
         padded += Support::Text::lowercased(line);
     }
     padded.push_back(' ');
-    const auto& all = phrases();
-    return std::any_of(all.begin(), all.end(),
-                       [&](const std::string& p) { return padded.find(p) != std::string::npos; });
+    const auto& p = phrases();
+    std::string_view text(padded);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        for (auto index : p.byFirstByte[static_cast<unsigned char>(text[i])]) {
+            if (text.substr(i, p.all[index].size()) == p.all[index]) {
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 bool isMostlyNumeric(std::string_view line) {
@@ -354,7 +390,18 @@ std::optional<std::string> CalendarNotesSanitizer::excerpt(std::string_view note
     }
 
     std::vector<std::string> trimmedLines;
-    for (const auto& rawLine : Support::Text::lines(text)) {
+    // Line by line ("\n", "\r\n" or "\r"), stopping at the first rule line.
+    std::string_view rest(text);
+    for (bool last = false; !last;) {
+        auto breakAt = static_cast<std::size_t>(
+            std::find_if(rest.begin(), rest.end(), [](char c) { return c == '\n' || c == '\r'; }) -
+            rest.begin());
+        last = breakAt == rest.size();
+        auto rawLine = rest.substr(0, breakAt);
+        if (!last) {
+            bool crlf = rest[breakAt] == '\r' && breakAt + 1 < rest.size() && rest[breakAt + 1] == '\n';
+            rest.remove_prefix(breakAt + (crlf ? 2 : 1));
+        }
         auto line = Support::Text::trimmedSpacesOnly(rawLine);
         if (line.find("-::~:~::") != std::string::npos || isRuleLine(line)) {
             break;

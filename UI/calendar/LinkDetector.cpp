@@ -1,5 +1,6 @@
 #include "UI/calendar/LinkDetector.h"
 
+#include <array>
 #include <cstdint>
 
 namespace UI {
@@ -75,15 +76,32 @@ bool isDelimiter(char32_t c) {
     }
 }
 
-bool isAsciiDelimiter(unsigned char c) {
+constexpr bool isAsciiDelimiter(unsigned char c) {
     return c <= 0x20 || c == 0x7F || c == '<' || c == '>' || c == '"';
 }
+
+/// For each byte: 0 for an ASCII character inside a token, 1 for an ASCII delimiter, 2 for a byte of a
+/// multi-byte character (which may be a delimiter). Lets the token scan look at each byte once.
+constexpr std::array<std::uint8_t, 256> byteKinds = [] {
+    std::array<std::uint8_t, 256> kinds{};
+    for (unsigned c = 0; c < 256; ++c) {
+        kinds[c] = c >= 0x80 ? 2 : isAsciiDelimiter(static_cast<unsigned char>(c)) ? 1 : 0;
+    }
+    return kinds;
+}();
 
 /// The end of the token that starts at `i` (the first delimiter at or after it), and in `next` where the
 /// scan continues after that delimiter.
 std::size_t tokenEnd(std::string_view s, std::size_t i, std::size_t& next) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
     while (i < s.size()) {
-        auto c = static_cast<unsigned char>(s[i]);
+        while (i < s.size() && byteKinds[bytes[i]] == 0) {
+            ++i;
+        }
+        if (i == s.size()) {
+            break;
+        }
+        auto c = bytes[i];
         if (c < 0x80) {
             if (isAsciiDelimiter(c)) {
                 next = i + 1;

@@ -34,26 +34,37 @@ const Patterns& patterns() {
     return compiled;
 }
 
-/// The link with scheme "https", host lower-cased and, when asked, no fragment. Done on the text where that
-/// is safe (the scheme is the text before the first ':', the fragment starts at the first '#'), which
-/// spares re-parsing the URL for each change.
-Support::Url normalisedWeb(const Support::Url& url, const std::string& host, bool dropFragment) {
-    const auto& text = url.string();
-    std::string web = "https" + text.substr(text.find(':'));
-    if (dropFragment) {
-        if (auto hash = web.find('#'); hash != std::string::npos) {
-            web.resize(hash);
+/// Where the authority that starts at `from` ends: the first '/', '?' or '#' (npos when none). A plain loop,
+/// as `find_first_of` calls `memchr` once per character.
+std::size_t authorityEnd(std::string_view text, std::size_t from) {
+    for (std::size_t i = from; i < text.size(); ++i) {
+        if (text[i] == '/' || text[i] == '?' || text[i] == '#') {
+            return i;
         }
     }
+    return std::string_view::npos;
+}
+
+/// The link with scheme "https", host lower-cased and, when asked, no fragment. Done on the text where that
+/// is safe (the scheme is the text before the first ':', the fragment starts at the first '#'), which
+/// spares re-parsing the URL for each change; a link already written that way is kept as it is.
+Support::Url normalisedWeb(const Support::Url& url, const std::string& host, bool dropFragment) {
+    const auto& text = url.string();
+    auto colon = text.find(':');
+    auto authorityStart = text.find("://");
+    auto authority = std::string_view(text).substr(
+        0, authorityEnd(text, authorityStart == std::string::npos ? 0 : authorityStart + 3));
+    bool upper = std::any_of(authority.begin() + static_cast<std::ptrdiff_t>(colon), authority.end(),
+                             [](char c) { return c >= 'A' && c <= 'Z'; });
+    auto hash = dropFragment ? text.find('#') : std::string::npos;
+    if (!upper && hash == std::string::npos && std::string_view(text).substr(0, colon) == "https") {
+        return url;
+    }
+    std::string web = "https" + text.substr(colon, hash == std::string::npos ? hash : hash - colon);
     auto parsed = Support::Url::parse(web);
     if (!parsed) {
         return url.withScheme("https").withHost(host);
     }
-    auto authorityStart = web.find("://");
-    auto authorityEnd =
-        web.find_first_of("/?#", authorityStart == std::string::npos ? 0 : authorityStart + 3);
-    auto authority = std::string_view(web).substr(0, authorityEnd);
-    bool upper = std::any_of(authority.begin(), authority.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
     return upper ? parsed->withHost(host) : *parsed;
 }
 
@@ -76,18 +87,18 @@ std::optional<MeetingLink> classifyZoom(const Support::Url& url, const std::stri
     auto web = normalisedWeb(url, host, true);
     std::optional<Support::Url> native;
     if (meetingNumber && isDigitOnly(*meetingNumber)) {
-        std::vector<Support::QueryItem> items{{"action", "join"}, {"confno", *meetingNumber}};
+        // The host matched the Zoom patterns (letters, digits, '-', '.'), and every name and value is
+        // percent-encoded, so the text is a URL as it stands.
+        std::string nativeText = "zoommtg://" + host + "/join?action=join&confno=" + *meetingNumber;
         auto query = url.queryItems();
         for (const char* name : {"pwd", "tk"}) {
             auto item = std::find_if(query.begin(), query.end(),
                                      [&](const Support::QueryItem& q) { return q.name == name; });
             if (item != query.end() && item->value && !item->value->empty()) {
-                items.push_back({name, *item->value});
+                nativeText += "&" + std::string(name) + "=" + Support::percentEncoded(*item->value);
             }
         }
-        if (auto base = Support::Url::parse("zoommtg://" + host + "/join")) {
-            native = base->withQueryItems(items);
-        }
+        native = Support::Url::parse(nativeText);
     }
     return MeetingLink{MeetingService::zoom, web, native};
 }
@@ -125,16 +136,21 @@ std::optional<MeetingLink> classifyMeet(const Support::Url& url, const std::stri
     if (!patterns().meetPath.matches(path)) {
         return std::nullopt;
     }
-    auto web = normalisedWeb(url, host, true).withPath(path);
+    auto web = normalisedWeb(url, host, true);
+    if (web.encodedPath() != path) {
+        web = web.withPath(path);
+    }
     return MeetingLink{MeetingService::meet, web, std::nullopt};
 }
 
 /// Decodes the entities that calendar services write into notes, in this order (so "&amp;lt;" becomes "<").
-std::string decodedEntities(std::string_view text) {
-    std::string out(text);
-    if (out.find('&') == std::string::npos) {
-        return out;
+/// Text without '&' is given back as it is, in place, without a copy.
+std::string_view decodedEntities(std::string_view text, std::string& storage) {
+    if (text.find('&') == std::string_view::npos) {
+        return text;
     }
+    std::string& out = storage;
+    out.assign(text);
     static constexpr std::pair<std::string_view, std::string_view> entities[] = {
         {"&amp;", "&"}, {"&#38;", "&"}, {"&quot;", "\""}, {"&lt;", "<"}, {"&gt;", ">"}};
     for (const auto& [from, to] : entities) {
@@ -143,6 +159,20 @@ std::string decodedEntities(std::string_view text) {
         }
     }
     return out;
+}
+
+/// Whether `text` may hold a scheme-less Meet link: its host, in any case. Spares the pattern search for
+/// the many notes without one.
+bool mentionsMeetHost(std::string_view text) {
+    static constexpr std::string_view host = MeetingLinkExtractor::meetHost;
+    static constexpr auto firstDot = host.find('.');
+    for (auto dot = text.find('.', firstDot); dot != std::string_view::npos; dot = text.find('.', dot + 1)) {
+        if (dot >= firstDot && text.size() - (dot - firstDot) >= host.size() &&
+            Support::Text::equalsIgnoringASCIICase(text.substr(dot - firstDot, host.size()), host)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool endsWithIgnoringCase(std::string_view s, std::string_view suffix) {
@@ -162,12 +192,13 @@ bool mayBeMeetingLink(std::string_view text, bool impliedScheme) {
         }
         start = separator + 3;
     }
-    auto end = text.find_first_of("/?#", start);
+    auto end = authorityEnd(text, start);
     auto authority = text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start);
     if (auto at = authority.rfind('@'); at != std::string_view::npos) {
         authority.remove_prefix(at + 1);
     }
-    if (authority.find_first_of("%[\\") != std::string_view::npos) {
+    if (std::any_of(authority.begin(), authority.end(),
+                    [](char c) { return c == '%' || c == '[' || c == '\\'; })) {
         return true;
     }
     auto host = authority.substr(0, authority.find(':'));
@@ -225,7 +256,8 @@ std::optional<MeetingLink> MeetingLinkExtractor::classify(std::string_view urlTe
 }
 
 std::vector<MeetingLinkExtractor::FoundLink> MeetingLinkExtractor::linksWithPositions(std::string_view text) {
-    auto decoded = decodedEntities(text);
+    std::string storage;
+    auto decoded = decodedEntities(text, storage);
     std::vector<FoundLink> found;
     std::unordered_set<std::string> known;
     auto keep = [&](std::optional<MeetingLink> link, std::size_t position) {
@@ -233,14 +265,21 @@ std::vector<MeetingLinkExtractor::FoundLink> MeetingLinkExtractor::linksWithPosi
             found.push_back(FoundLink{std::move(*link), position});
         }
     };
+    // Invitations repeat their link (in the text and in the HTML, or "join" and "open in browser"); a text
+    // seen before classifies the same, and its link is already known.
+    std::unordered_set<std::string_view> seen[2];
     LinkDetector::forEachLink(decoded, [&](const DetectedLink& detected) {
-        keep(classifyDetected(detected), detected.start);
+        if (seen[detected.impliedScheme ? 1 : 0].insert(detected.text).second) {
+            keep(classifyDetected(detected), detected.start);
+        }
         return true;
     });
-    patterns().schemelessMeet.forEachMatch(decoded, [&](const Support::RegexMatch& match) {
-        keep(classify("https://" + Support::Text::asciiLowercased(match.str())), match.start());
-        return true;
-    });
+    if (mentionsMeetHost(decoded)) {
+        patterns().schemelessMeet.forEachMatch(decoded, [&](const Support::RegexMatch& match) {
+            keep(classify("https://" + Support::Text::asciiLowercased(match.str())), match.start());
+            return true;
+        });
+    }
     std::stable_sort(found.begin(), found.end(),
                      [](const FoundLink& a, const FoundLink& b) { return a.position < b.position; });
     return found;
@@ -255,7 +294,8 @@ std::vector<MeetingLink> MeetingLinkExtractor::links(std::string_view text) {
 }
 
 std::optional<MeetingLink> MeetingLinkExtractor::firstLink(std::string_view text) {
-    auto decoded = decodedEntities(text);
+    std::string storage;
+    auto decoded = decodedEntities(text, storage);
     std::optional<FoundLink> first;
     LinkDetector::forEachLink(decoded, [&](const DetectedLink& detected) {
         if (auto link = classifyDetected(detected)) {
@@ -265,7 +305,8 @@ std::optional<MeetingLink> MeetingLinkExtractor::firstLink(std::string_view text
         return true;
     });
     // A scheme-less Meet link before the detector's first link wins.
-    if (auto match = patterns().schemelessMeet.firstMatch(decoded)) {
+    auto match = mentionsMeetHost(decoded) ? patterns().schemelessMeet.firstMatch(decoded) : std::nullopt;
+    if (match) {
         if (!first || match->start() < first->position) {
             if (auto link = classify("https://" + Support::Text::asciiLowercased(match->str()))) {
                 return link;

@@ -93,6 +93,31 @@ TEST(Url, BuildsNewUrlsWithEncoding) {
     EXPECT_THROW(url.withScheme("1 bad"), std::invalid_argument);
 }
 
+TEST(Url, ReadsThePartsOfBuiltAndCopiedUrlsFromTheirOwnText) {
+    // Parts are kept as positions in the text: an edit that moves them, and copies, must read the new text.
+    auto url = *Url::parse("https://zoom.us/j/1?pwd=x#frag");
+    auto longer = url.withHost("us02web.zoom.us").withScheme("zoommtg");
+    EXPECT_EQ(longer.scheme(), "zoommtg");
+    EXPECT_EQ(longer.host(), "us02web.zoom.us");
+    EXPECT_EQ(longer.path(), "/j/1");
+    EXPECT_EQ(longer.queryValue("pwd"), "x");
+    EXPECT_EQ(longer.fragment(), "frag");
+    auto shorter = url.withoutQuery().withPath("/x");
+    EXPECT_EQ(shorter.path(), "/x");
+    EXPECT_EQ(shorter.encodedQuery(), std::nullopt);
+    EXPECT_EQ(shorter.fragment(), "frag");
+    std::vector<Url> copies(3, *Url::parse("http://a.b:81/c?d=e#f"));
+    copies.push_back(copies.front());
+    for (const auto& copy : copies) {
+        EXPECT_EQ(copy.host(), "a.b");
+        EXPECT_EQ(copy.port(), 81);
+        EXPECT_EQ(copy.queryValue("d"), "e");
+    }
+    EXPECT_EQ(Url::parse("https://Zoom%2Eus/j/1")->host(), "zoom.us");
+    EXPECT_EQ(Url::parse("https://@zoom.us")->user(), "");
+    EXPECT_EQ(Url::parse("https://zoom.us:/x")->port(), std::nullopt);
+}
+
 TEST(Url, PercentCodingKeepsPlusAndInvalidEscapes) {
     struct Case {
         const char* encoded;

@@ -34,6 +34,27 @@ TEST(MeetingLinkExtractor, CopiesOnlyNonEmptyPasswordAndTokenIntoTheZoomAppLink)
               "zoommtg://zoom.us/join?action=join&confno=12345678901&pwd=P&tk=T");
 }
 
+TEST(MeetingLinkExtractor, KeepsALinkAlreadyNormalAsWrittenAndEncodesThePasswordForTheApp) {
+    struct Case {
+        const char* url;
+        const char* web;
+        const char* native;
+    } cases[] = {
+        {"https://zoom.us/j/1234567890?pwd=a%2Bb%20c&x=1", "https://zoom.us/j/1234567890?pwd=a%2Bb%20c&x=1",
+         "zoommtg://zoom.us/join?action=join&confno=1234567890&pwd=a%2Bb%20c"},
+        {"https://zoom.us/j/1234567890?pwd=a+b#x", "https://zoom.us/j/1234567890?pwd=a+b",
+         "zoommtg://zoom.us/join?action=join&confno=1234567890&pwd=a%2Bb"},
+        {"https://meet.google.com/abc-defg-hij?authuser=0#x",
+         "https://meet.google.com/abc-defg-hij?authuser=0", "none"},
+        {"HTTPS://meet.google.com/abc-defg-hij", "https://meet.google.com/abc-defg-hij", "none"},
+    };
+    for (const auto& c : cases) {
+        auto link = MeetingLinkExtractor::classify(c.url);
+        EXPECT_EQ(web(link), c.web) << c.url;
+        EXPECT_EQ(native(link), c.native) << c.url;
+    }
+}
+
 TEST(MeetingLinkExtractor, AcceptsOnlyTheZoomPathsThatNameAMeeting) {
     struct Case {
         const char* url;
