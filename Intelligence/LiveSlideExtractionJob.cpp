@@ -2,6 +2,7 @@
 #include "Intelligence/CancellableWork.h"
 #include "Intelligence/ScreenCaptures.h"
 #include "Intelligence/SlideExtractionJob.h"
+#include "Intelligence/SlideToolOutput.h"
 #include "Intelligence/ToolProcess.h"
 #include "Support/BlockingWork.h"
 #include "Support/Log.h"
@@ -23,50 +24,6 @@ const Support::Logger& log() {
 }
 
 using Outcome = Slide::Outcome;
-
-/// The "pts_time:" of every frame ffmpeg's showinfo filter reported, in output order.
-std::vector<double> frameTimes(const std::string& showinfo) {
-    std::vector<double> times;
-    for (const auto& line : Support::Text::lines(showinfo)) {
-        if (line.find("showinfo") == std::string::npos) {
-            continue;
-        }
-        auto at = line.find("pts_time:");
-        if (at == std::string::npos) {
-            continue;
-        }
-        const char* start = line.c_str() + at + 9;
-        char* end = nullptr;
-        double value = std::strtod(start, &end);
-        if (end != start) {
-            times.push_back(value);
-        }
-    }
-    return times;
-}
-
-std::string lastLine(const std::string& text) {
-    auto all = Support::Text::lines(text);
-    for (auto it = all.rbegin(); it != all.rend(); ++it) {
-        auto line = Support::Text::trimmed(*it);
-        if (!line.empty()) {
-            return line;
-        }
-    }
-    return "no details";
-}
-
-/// Text read from a frame, with blank lines and trailing spaces gone (tesseract pads its output).
-std::string cleanedText(const std::string& raw) {
-    std::vector<std::string> kept;
-    for (const auto& line : Support::Text::lines(Support::Text::sanitizedUTF8(raw))) {
-        auto trimmed = Support::Text::trimmed(line);
-        if (!trimmed.empty() && trimmed != "\f") {
-            kept.push_back(trimmed);
-        }
-    }
-    return Support::Text::joined(kept, "\n");
-}
 
 struct Frame {
     std::filesystem::path file;
@@ -148,9 +105,10 @@ private:
                     return cancelledOutcome();
                 }
                 if (result.exitStatus != 0) {
-                    return failed("tesseract couldn't read a frame: " + lastLine(result.errorOutput));
+                    return failed("tesseract couldn't read a frame: " +
+                                  SlideToolOutput::lastLine(result.errorOutput));
                 }
-                frame.text = cleanedText(result.output);
+                frame.text = SlideToolOutput::cleanedText(result.output);
             }
             return store(recordingId, frames, work, cleanup.paths, cancelled);
         } catch (const std::exception& error) {
@@ -172,7 +130,8 @@ private:
             return std::vector<Frame>{};
         }
         if (result.exitStatus != 0) {
-            throw std::runtime_error("ffmpeg couldn't read the video: " + lastLine(result.errorOutput));
+            throw std::runtime_error("ffmpeg couldn't read the video: " +
+                                     SlideToolOutput::lastLine(result.errorOutput));
         }
         std::vector<std::filesystem::path> files;
         for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -181,7 +140,7 @@ private:
             }
         }
         std::sort(files.begin(), files.end());
-        auto times = frameTimes(result.errorOutput);
+        auto times = SlideToolOutput::frameTimes(result.errorOutput);
         std::vector<Frame> frames;
         for (std::size_t i = 0; i < files.size(); ++i) {
             // Without a reported time a frame is placed one sample after the previous one.
