@@ -11,6 +11,7 @@
 #include "App/host/TerminalNotificationCenter.h"
 #include "App/host/TerminalPresenter.h"
 #include "App/host/TerminalStatusItem.h"
+#include "AudioEngine/CommandCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
@@ -18,12 +19,16 @@
 #include "Platform/Linux/LinuxWorkspace.h"
 #include "Platform/Linux/LogindActivityAssertion.h"
 #include "Platform/Linux/LogindPowerEvents.h"
+#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/Linux/PulseMicrophoneMonitor.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
 #include "UI/calendar/CalendarReminderCoordinator.h"
 #include "UI/calendar/JoinRecordingDecider.h"
 #include "UI/calendar/MeetingReminderResponseRouter.h"
+#include "UI/recording/CallDetector.h"
 #include "UI/recording/MenuBarController.h"
 #include "UI/recording/MenuTextRenderer.h"
 #include "UI/recording/RecordingControlPresentation.h"
@@ -159,7 +164,26 @@ int Host::run(std::ostream& out, std::ostream& err) {
 
     auto& state = UI::RecordingState::shared();
     UI::RecordingRequestGate gate;
-    AudioEngine::SimulatedCapture capture(scheduler);
+    // Capture: PipeWire's or PulseAudio's recording tool when there is one (never in the demo), else
+    // simulated.
+    const std::string searchPath = std::getenv("PATH") ? std::getenv("PATH") : "";
+    std::unique_ptr<AudioEngine::CaptureEngine> captureEngine;
+    AudioEngine::CommandCapture* commandCapture = nullptr;
+    if (!options_.demo) {
+        if (auto tool = AudioEngine::CommandCapture::find(searchPath)) {
+            tool->logFile = Support::Files::cacheHome() / "capture.log";
+            auto engine = std::make_unique<AudioEngine::CommandCapture>(scheduler, *tool);
+            commandCapture = engine.get();
+            captureEngine = std::move(engine);
+        } else {
+            notices.push_back("No pw-record or parecord: recordings are simulated (install pipewire-bin or "
+                              "pulseaudio-utils to record the microphone).");
+        }
+    }
+    if (!captureEngine) {
+        captureEngine = std::make_unique<AudioEngine::SimulatedCapture>(scheduler);
+    }
+    auto& capture = *captureEngine;
     RecordingController controller(state, gate, capture, scheduler,
                                    Support::Files::dataHome() / "Recordings");
 
@@ -253,7 +277,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
             recordingMeeting = intent.meeting;
             controller.requestStart();
         },
-        [] { return std::set<std::string>{}; });
+        [&] { return intents.microphoneHolders(); });
 
     // A call starts (the detector, or the demo): the join intents and the automatic-recording preference
     // decide whether it is recorded.
@@ -304,6 +328,43 @@ int Host::run(std::ostream& out, std::ostream& err) {
             }
         });
     });
+    // The call detector (not in the demo, whose calls are pretend): meeting apps and browsers taking the
+    // microphone start calls; when the last one lets go, a recording the detector started ends.
+    Platform::PosixProcessRunner processRunner;
+    std::unique_ptr<Platform::PulseMicrophoneMonitor> microphones;
+    UI::CallDetector detector;
+    std::optional<Support::Task<>> monitorStart;
+    if (!options_.demo) {
+        if (auto pactl = Platform::findExecutable("pactl", searchPath)) {
+            microphones = std::make_unique<Platform::PulseMicrophoneMonitor>(*pactl, processRunner);
+            subscriptions += microphones->clientsChanged.connect(
+                [&](const std::vector<Platform::MicrophoneClient>& clients) {
+                    std::set<int> own;
+                    if (commandCapture && commandCapture->processId()) {
+                        own.insert(*commandCapture->processId());
+                    }
+                    auto changes = detector.update(clients, own);
+                    intents.microphoneHoldersChanged(changes.microphoneHolders);
+                    for (const auto& call : changes.started) {
+                        callStarted.emit(call.bundleID, call.isBrowser);
+                    }
+                    if (!changes.ended.empty() && detector.calls().empty() &&
+                        decider.phase == UI::JoinRecordingDecider::Phase::recording &&
+                        decider.mayEndOnMicrophoneRelease()) {
+                        say("The call ended: the recording stops.");
+                        controller.requestStop();
+                    }
+                });
+            subscriptions += microphones->ended.connect([&](const std::string& why) { say(why); });
+            monitorStart = Support::startTask([&]() -> Support::Task<> {
+                if (auto why = co_await microphones->start()) {
+                    say(*why);
+                }
+            });
+        } else {
+            say("No pactl: calls are not noticed, record with [r] (install pulseaudio-utils).");
+        }
+    }
     subscriptions += state.phasePublisher().observe([&](const UI::RecordingPhase& phase) {
         if (phase.isSaving() && decider.phase == UI::JoinRecordingDecider::Phase::recording) {
             decider.recordingWillEnd();
@@ -445,6 +506,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
         quitting = true;
         quitTask = Support::startTask([&]() -> Support::Task<> {
             co_await controller.stopAndDrain();
+            if (microphones) {
+                microphones->stop();
+            }
             services.stop();
             reminders.stop();
             loop.stop();
