@@ -219,3 +219,33 @@ TEST(MCPConfigMerger, KeepsNumbersBeyondTheRangeOfADouble) {
     }
     EXPECT_EQ(out.find("0.0"), std::string::npos);
 }
+
+TEST(MCPConfigMerger, KeepsTheExactTextOfStringsEndingInEscapesAsKeysAndAsValues) {
+    // Each literal's end is found after the parser has decoded it: a quote after an odd run of backslashes
+    // is inside the string, after an even run it closes it. Long literals cross the parser's 16-byte blocks.
+    const std::string padding(37, 'p');
+    const std::string literals[] = {
+        R"("a\\")",
+        R"("\\\\")",
+        R"("\"")",
+        R"("x\\\"y")",
+        R"("")",
+        "\"" + padding + R"(\\")",
+        "\"" + padding + R"(\"\\\"\u0041")",
+        R"("\u00e9\/\b\f\n\r\t")",
+    };
+    for (const auto& literal : literals) {
+        for (const std::string& doc : {"{" + literal + ": " + literal + ", \"n\": 1.50}",
+                                       "{\"list\": [" + literal + "," + literal + ",true,-2E3]}"}) {
+            SCOPED_TRACE(doc);
+            auto out = add(doc);
+            auto first = out.find(literal);
+            ASSERT_NE(first, std::string::npos) << out;
+            EXPECT_NE(out.find(literal, first + literal.size()), std::string::npos) << out;
+            auto before = json::parse(doc);
+            auto after = json::parse(out);
+            after.erase("mcpServers");
+            EXPECT_EQ(after, before);
+        }
+    }
+}
