@@ -71,11 +71,12 @@ Snapshot readSnapshot(const fs::path& path) {
         fail(S_ISDIR(snap.info.st_mode) ? EISDIR : EINVAL, path);
     }
     std::string bytes;
-    bytes.resize(static_cast<size_t>(snap.info.st_size));
+    // One byte more than its size, so that reading a file that did not grow ends without a reallocation.
+    bytes.resize(static_cast<size_t>(snap.info.st_size) + 1);
     size_t filled = 0;
     for (;;) {
         if (filled == bytes.size()) {
-            bytes.resize(bytes.size() + 4096);
+            bytes.resize(bytes.size() * 2);
         }
         ssize_t n = ::read(fd.get(), bytes.data() + filled, bytes.size() - filled);
         if (n < 0) {

@@ -433,12 +433,15 @@ public:
 private:
     void lineStart(int depth) {
         out_ += layout_.newline;
-        for (int i = 0; i < depth; ++i) {
-            out_ += layout_.indent;
+        const size_t width = static_cast<size_t>(depth) * layout_.indent.size();
+        while (indentation_.size() < width) {
+            indentation_ += layout_.indent;
         }
+        out_.append(indentation_, 0, width);
     }
     const Layout& layout_;
     std::string out_;
+    std::string indentation_; // the indent repeated for the deepest line so far
 };
 
 std::string serialise(const Parsed& parsed, size_t sizeHint) {
