@@ -553,14 +553,17 @@ bool SqliteDatabase::deleteRecording(RecordingId id) {
     });
 }
 
-void SqliteDatabase::setFavorite(RecordingId id, bool isFavorite) {
+template <typename T> void SqliteDatabase::updateColumn(RecordingId id, const char* sql, const T& value) {
     write({}, [&](std::vector<Change>& changes) {
-        auto s = prepare("UPDATE recordings SET is_favorite = ? WHERE id = ?");
-        s.bind(1, isFavorite).bind(2, id).run();
+        prepare(sql).bind(1, value).bind(2, id).run();
         if (sqlite3_changes(db_) > 0) {
             changes.push_back({ChangeKind::recordingUpdated, id});
         }
     });
+}
+
+void SqliteDatabase::setFavorite(RecordingId id, bool isFavorite) {
+    updateColumn(id, "UPDATE recordings SET is_favorite = ? WHERE id = ?", isFavorite);
 }
 
 std::optional<bool> SqliteDatabase::toggleFavorite(RecordingId id) {
@@ -579,51 +582,23 @@ std::optional<bool> SqliteDatabase::toggleFavorite(RecordingId id) {
 }
 
 void SqliteDatabase::saveTitle(RecordingId id, const std::string& title) {
-    write({}, [&](std::vector<Change>& changes) {
-        prepare("UPDATE recordings SET title = ? WHERE id = ?").bind(1, title).bind(2, id).run();
-        if (sqlite3_changes(db_) > 0) {
-            changes.push_back({ChangeKind::recordingUpdated, id});
-        }
-    });
+    updateColumn(id, "UPDATE recordings SET title = ? WHERE id = ?", title);
 }
 
 void SqliteDatabase::saveSummary(RecordingId id, const std::optional<std::string>& summary) {
-    write({}, [&](std::vector<Change>& changes) {
-        prepare("UPDATE recordings SET summary = ? WHERE id = ?").bind(1, summary).bind(2, id).run();
-        if (sqlite3_changes(db_) > 0) {
-            changes.push_back({ChangeKind::recordingUpdated, id});
-        }
-    });
+    updateColumn(id, "UPDATE recordings SET summary = ? WHERE id = ?", summary);
 }
 
 void SqliteDatabase::saveNotes(RecordingId id, const std::optional<std::string>& notes) {
-    write({}, [&](std::vector<Change>& changes) {
-        prepare("UPDATE recordings SET notes = ? WHERE id = ?").bind(1, notes).bind(2, id).run();
-        if (sqlite3_changes(db_) > 0) {
-            changes.push_back({ChangeKind::recordingUpdated, id});
-        }
-    });
+    updateColumn(id, "UPDATE recordings SET notes = ? WHERE id = ?", notes);
 }
 
 void SqliteDatabase::setVideoFile(RecordingId id, const std::optional<std::filesystem::path>& video) {
-    write({}, [&](std::vector<Change>& changes) {
-        prepare("UPDATE recordings SET video_path = ? WHERE id = ?")
-            .bind(1, pathText(video))
-            .bind(2, id)
-            .run();
-        if (sqlite3_changes(db_) > 0) {
-            changes.push_back({ChangeKind::recordingUpdated, id});
-        }
-    });
+    updateColumn(id, "UPDATE recordings SET video_path = ? WHERE id = ?", pathText(video));
 }
 
 void SqliteDatabase::setAudioLeadTime(RecordingId id, std::optional<double> seconds) {
-    write({}, [&](std::vector<Change>& changes) {
-        prepare("UPDATE recordings SET audio_lead_time = ? WHERE id = ?").bind(1, seconds).bind(2, id).run();
-        if (sqlite3_changes(db_) > 0) {
-            changes.push_back({ChangeKind::recordingUpdated, id});
-        }
-    });
+    updateColumn(id, "UPDATE recordings SET audio_lead_time = ? WHERE id = ?", seconds);
 }
 
 std::map<RecordingId, std::optional<double>>
