@@ -33,19 +33,12 @@ namespace ProcessingNotifications {
 
 void postProcessingStarted(Support::NotificationCenter& center, Database::RecordingId recordingId,
                            ProcessingType type, bool waitingForModel) {
-    center.post(processingStarted, {{"recordingId", std::to_string(recordingId)},
-                                    {"type", std::string(rawValue(type))},
-                                    {"waitingForModel", waitingForModel ? "true" : "false"}});
+    postProcessingStarted(center, recordingId, std::string(rawValue(type)), waitingForModel);
 }
 
 void postProcessingCompleted(Support::NotificationCenter& center, Database::RecordingId recordingId,
                              ProcessingType type, const std::optional<std::string>& error) {
-    Support::UserInfo info{{"recordingId", std::to_string(recordingId)},
-                           {"type", std::string(rawValue(type))}};
-    if (error) {
-        info["error"] = *error;
-    }
-    center.post(processingCompleted, std::move(info));
+    postProcessingCompleted(center, recordingId, std::string(rawValue(type)), error);
 }
 
 } // namespace ProcessingNotifications

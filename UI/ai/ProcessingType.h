@@ -1,12 +1,10 @@
-// The kinds of post-recording processing, in order, with their raw values; and the in-process
-// notifications that tell the menu bar (and anyone else) that processing of a recording started or ended.
-// "Vellmora.processingStarted" carries the user-info keys "recordingId" (decimal), "type" (the raw value)
-// and "waitingForModel" ("true" or "false"); "Vellmora.processingCompleted" carries "recordingId", "type"
-// and, after a failure, "error".
+// The kinds of post-recording processing, in order, with their raw values; and typed forms of the menu's
+// processing notifications (UI/recording/ProcessingNotifications.h owns the names and user-info keys).
 #pragma once
 
 #include "Database/DatabaseManager.h"
 #include "Support/NotificationCenter.h"
+#include "UI/recording/ProcessingNotifications.h"
 
 #include <array>
 #include <optional>
@@ -25,9 +23,6 @@ std::string_view rawValue(ProcessingType type);
 std::optional<ProcessingType> processingTypeFromRawValue(std::string_view raw);
 
 namespace ProcessingNotifications {
-
-inline constexpr const char* processingStarted = "Vellmora.processingStarted";
-inline constexpr const char* processingCompleted = "Vellmora.processingCompleted";
 
 void postProcessingStarted(Support::NotificationCenter& center, Database::RecordingId recordingId,
                            ProcessingType type, bool waitingForModel);

@@ -66,6 +66,9 @@ void CalendarReminderCoordinator::stop() {
         return;
     }
     running_ = false;
+    ++epoch_; // a pass in flight finishes its current step and stops there
+    passInProgress_ = false;
+    replanPending_ = false;
     loopTask_.cancel();
     loopTask_ = {};
     debounce_.reset();
@@ -90,30 +93,58 @@ void CalendarReminderCoordinator::restartLoop() {
         return;
     }
     debounce_.reset();
+    if (passInProgress_) {
+        // Never cut a pass in half (a reminder shown but not yet recorded would be shown again): the loop
+        // plans again as soon as this pass is over.
+        replanPending_ = true;
+        return;
+    }
     loopTask_.cancel();
     scheduledWake_.reset();
-    loopTask_ = Support::startTask([this]() -> Support::Task<void> { co_await runLoop(); });
+    // The loop itself, not a wrapper around it: cancelling this task must reach the loop.
+    loopTask_ = runLoop();
+}
+
+bool CalendarReminderCoordinator::isCurrent(const std::shared_ptr<bool>& alive, std::uint64_t epoch) const {
+    return *alive && epoch == epoch_;
 }
 
 Support::Task<void> CalendarReminderCoordinator::runLoop() {
     while (true) {
         std::optional<Date> wake;
+        // The pass is a task of its own that the loop's cancellation does not reach; it checks after each
+        // of its awaits that the coordinator is still there and running.
+        auto alive = alive_;
+        auto epoch = epoch_;
+        passInProgress_ = true;
+        replanPending_ = false;
+        auto pass = performReplan();
         try {
-            wake = co_await performReplan();
+            wake = co_await pass;
         } catch (const Support::Cancelled&) {
             throw;
         } catch (const std::exception& e) {
             log_.error("Planning reminders failed: {}", e.what());
         }
+        if (!isCurrent(alive, epoch)) {
+            co_return;
+        }
+        passInProgress_ = false;
+        if (replanPending_) {
+            continue;
+        }
         auto now = deps_.scheduler.now();
         auto latest = now + seconds(maxSleep);
         auto until = wake && *wake < latest ? *wake : latest;
         scheduledWake_ = until;
+        didPlan.emit();
         co_await deps_.scheduler.sleepUntil(until);
     }
 }
 
 Support::Task<std::optional<Date>> CalendarReminderCoordinator::performReplan() {
+    const auto alive = alive_;
+    const auto epoch = epoch_;
     auto settings = CalendarReminderSettings::load(deps_.defaults);
     authorization.setIfChanged(deps_.calendar.authorizationStatus());
     if (!settings.isEnabled || authorization.get() != CalendarAuthorizationStatus::authorized) {
@@ -123,6 +154,9 @@ Support::Task<std::optional<Date>> CalendarReminderCoordinator::performReplan() 
     }
     auto interval = CalendarFetchWindow::interval(deps_.scheduler.now(), deps_.timeZoneID);
     auto fetched = co_await deps_.calendar.meetings(interval, settings.excludedCalendarIDs);
+    if (!isCurrent(alive, epoch)) {
+        co_return std::nullopt;
+    }
     auto now = deps_.scheduler.now();
     std::erase_if(fetched, [&](const CalendarMeeting& m) { return now >= m.end; });
     meetings_ = fetched;
@@ -133,11 +167,25 @@ Support::Task<std::optional<Date>> CalendarReminderCoordinator::performReplan() 
     ledger.prune(now);
     auto plan = CalendarReminderPlanner::plan(meetings_, now, settings, ledger);
     applyWithdrawn(plan.withdrawnKeys, now, ledger);
-    for (const auto& action : plan.actions) {
-        co_await present(action, now, settings, ledger);
-    }
     if (ledger != original) {
         ledger.save(deps_.defaults);
+    }
+    for (const auto& action : plan.actions) {
+        // Recorded before it is shown: a crash or quit in between may lose one reminder, never repeat it.
+        if (action.stage() == CalendarReminderStage::headsUp) {
+            ledger.markShown(CalendarReminderStage::headsUp, action.main());
+        } else {
+            // Every meeting on the card was shown its overlay: the card is shared, not repeated.
+            for (const auto& meeting : action.meetings()) {
+                ledger.markShown(CalendarReminderStage::overlay, meeting);
+            }
+        }
+        ledger.save(deps_.defaults);
+        auto presenting = present(action, now, settings);
+        co_await presenting;
+        if (!isCurrent(alive, epoch)) {
+            co_return std::nullopt;
+        }
     }
 
     deps_.intents.expire(now);
@@ -147,7 +195,11 @@ Support::Task<std::optional<Date>> CalendarReminderCoordinator::performReplan() 
                                      CalendarReminderStage::headsUp, true, intent.id};
         deps_.intents.markNudged(intent.id);
         deps_.presenter.showBanner(banner, now);
-        co_await deps_.notifier.post(banner, now);
+        auto posting = deps_.notifier.post(banner, now);
+        co_await posting;
+        if (!isCurrent(alive, epoch)) {
+            co_return std::nullopt;
+        }
     }
 
     if (card_ && cardShownAt_ &&
@@ -171,9 +223,8 @@ Support::Task<std::optional<Date>> CalendarReminderCoordinator::performReplan() 
     co_return wake;
 }
 
-Support::Task<void> CalendarReminderCoordinator::present(const CalendarReminderAction& action, Date now,
-                                                         const CalendarReminderSettings& settings,
-                                                         CalendarReminderLedger& ledger) {
+Support::Task<void> CalendarReminderCoordinator::present(CalendarReminderAction action, Date now,
+                                                         CalendarReminderSettings settings) {
     auto activity = callActivity_ ? callActivity_() : CallActivity{};
     if (action.stage() == CalendarReminderStage::headsUp) {
         const auto& meeting = action.main();
@@ -181,7 +232,6 @@ Support::Task<void> CalendarReminderCoordinator::present(const CalendarReminderA
                                             : MeetingReminderBanner::Kind::headsUp;
         MeetingReminderBanner banner{kind, meeting, CalendarReminderStage::headsUp, false, std::nullopt};
         log_.info("Heads-up for {}", meeting.occurrenceKey);
-        ledger.markShown(CalendarReminderStage::headsUp, meeting);
         bannerKeys_.insert(meeting.occurrenceKey);
         deps_.presenter.showBanner(banner, now);
         co_await deps_.notifier.post(banner, now);
@@ -197,10 +247,6 @@ Support::Task<void> CalendarReminderCoordinator::present(const CalendarReminderA
                              activity.isRecording,
                              activity.isCallDetected,
                              now};
-    // Every meeting on the card was shown its overlay: the card is shared, not repeated.
-    for (const auto& meeting : action.meetings()) {
-        ledger.markShown(CalendarReminderStage::overlay, meeting);
-    }
     showCard(std::move(card));
 }
 
@@ -440,8 +486,9 @@ Support::Task<void> CalendarReminderCoordinator::join(CalendarMeeting meeting, J
         deps_.intents.registerIntent(JoinIntent::make(meeting, mode, target, now, std::move(holders)), now);
     }
     auto url = target.openedURL;
+    const auto alive = alive_;
     bool opened = co_await deps_.workspace.open(url);
-    if (!opened) {
+    if (!opened && *alive) {
         log_.error("Couldn't open the meeting link of {}", meeting.occurrenceKey);
     }
 }

@@ -99,6 +99,8 @@ public:
     /// The meetings of the last pass that are not over, for the menu's "up next".
     Support::Published<std::vector<CalendarMeeting>> upcoming;
     Support::Published<CalendarAuthorizationStatus> authorization{CalendarAuthorizationStatus::notDetermined};
+    /// After every planning pass (the host's start-up is over after the first).
+    Support::Signal<> didPlan;
     const std::optional<MeetingReminderCard>& visibleCard() const { return card_; }
     JoinIntentStore& intents() { return deps_.intents; }
     /// When the loop runs next (nothing while stopped or between a restart and its pass).
@@ -111,8 +113,11 @@ private:
     Support::Task<void> runLoop();
     /// One pass at `now`; returns when to run again at the latest.
     Support::Task<std::optional<Support::Date>> performReplan();
-    Support::Task<void> present(const CalendarReminderAction& action, Support::Date now,
-                                const CalendarReminderSettings& settings, CalendarReminderLedger& ledger);
+    /// Shows what `action` asks for; the caller recorded it in the ledger already.
+    Support::Task<void> present(CalendarReminderAction action, Support::Date now,
+                                CalendarReminderSettings settings);
+    /// Whether a pass begun at `epoch` may go on (the coordinator exists and was not stopped since).
+    bool isCurrent(const std::shared_ptr<bool>& alive, std::uint64_t epoch) const;
     void applyWithdrawn(const std::set<std::string>& keys, Support::Date now, CalendarReminderLedger& ledger);
     void withdrawEverything();
     /// Takes meetings off the card on screen; the others keep the card (the first becomes its main).
@@ -140,6 +145,11 @@ private:
     std::vector<CalendarMeeting> meetings_;
     std::optional<Support::Date> scheduledWake_;
     bool running_ = false;
+    /// Counts stops: a pass begun before the last stop goes no further.
+    std::uint64_t epoch_ = 0;
+    bool passInProgress_ = false;
+    /// A replan was asked for while a pass ran: the loop plans again right after it.
+    bool replanPending_ = false;
     std::function<CallActivity()> callActivity_;
     std::function<void(const JoinIntent&)> recordNow_;
     std::function<std::set<std::string>()> microphoneHolders_;

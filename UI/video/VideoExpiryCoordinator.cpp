@@ -32,7 +32,7 @@ void VideoExpiryCoordinator::start(Database::DatabaseManager& database) {
     firstSweepTimer_ = deps_.scheduler.after(firstSweepDelay, [this] { trigger(); });
     dailyTimer_ = deps_.scheduler.every(sweepInterval, [this] { trigger(); });
     wakeSubscription_ =
-        deps_.wakeEvents ? deps_.wakeEvents->didWake.connect([this] { trigger(); }) : Support::Subscription();
+        deps_.powerEvents ? deps_.powerEvents->observeWake([this] { trigger(); }) : Support::Subscription();
 }
 
 void VideoExpiryCoordinator::stop() {

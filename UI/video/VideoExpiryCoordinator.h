@@ -12,7 +12,7 @@
 #include "Database/DatabaseManager.h"
 #include "Database/VideoMuxActivity.h"
 #include "Intelligence/FileInspecting.h"
-#include "Platform/WakeEvents.h"
+#include "Platform/PowerEvents.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/Task.h"
@@ -76,7 +76,7 @@ public:
         const Intelligence::FileInspecting& files;
         Database::VideoMuxActivity& muxActivity = Database::VideoMuxActivity::shared();
         /// Null where the platform cannot tell (then only the timers trigger sweeps).
-        Platform::WakeEvents* wakeEvents = nullptr;
+        Platform::PowerEvents* powerEvents = nullptr;
         ActiveRecordingFile activeRecordingFile = [] { return std::optional<std::filesystem::path>(); };
     };
 

@@ -169,6 +169,33 @@ TEST_F(ReminderMorning, RepeatsNothingWhenTheAppRestartsWithTheSameDefaults) {
     EXPECT_EQ(cardTimes(), Times{at(9, 59)});
 }
 
+TEST_F(ReminderMorning, ACalendarChangeDuringAPassNeverRepeatsTheHeadsUp) {
+    store.eventList = {event("A", ten)};
+    start();
+    scheduler.advanceTo(at(9, 44, 59));
+    store.holdFetches = true;
+    scheduler.advanceTo(at(9, 45)); // the heads-up pass waits for the calendar
+    store.emitChange();             // a sync lands meanwhile: the debounced replan comes while it waits
+    scheduler.advanceTo(at(9, 45, 5));
+    store.releaseFetches();
+    scheduler.advanceTo(at(9, 50));
+    EXPECT_EQ(bannerTimes("A:headsUp"), Times{at(9, 45, 5)});
+    EXPECT_EQ(center.addCount(Content::reminderIdentifier(key("A", ten))), 1u);
+}
+
+TEST_F(ReminderMorning, ACoordinatorGoneWhileItsPassWaitsForTheCalendarShowsNothingAfterwards) {
+    store.eventList = {event("A", ten)};
+    start();
+    scheduler.advanceTo(at(9, 44, 59));
+    store.holdFetches = true;
+    scheduler.advanceTo(at(9, 45));
+    coordinator.reset();
+    store.releaseFetches();
+    scheduler.advanceTo(at(10, 30));
+    EXPECT_TRUE(presenter.banners.empty());
+    EXPECT_TRUE(presenter.cards.empty());
+}
+
 TEST_F(ReminderMorning, BringsASnoozedHeadsUpBackFiveMinutesLaterAndStillShowsTheOverlay) {
     store.eventList = {event("A", ten)};
     start();

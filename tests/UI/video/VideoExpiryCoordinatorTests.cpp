@@ -1,6 +1,7 @@
 #include "UI/video/VideoExpiryCoordinator.h"
 
 #include "AudioEngine/VideoExpiryPreferences.h"
+#include "Fakes/FakePowerEvents.h"
 #include "Support/Log.h"
 #include "UI/video/VideoNotifications.h"
 #include "UI/video/VideoTestSupport.h"
@@ -32,7 +33,7 @@ struct VideoExpiry : ::testing::Test {
     Support::NotificationCenter center;
     Intelligence::LiveFileInspector liveFiles;
     Database::VideoMuxActivity mux;
-    Platform::WakeEvents wake;
+    Fakes::FakePowerEvents power;
     Database::SqliteDatabase database{":memory:"};
     VideoTest::TempDir dir;
     std::optional<fs::path> activeFile;
@@ -49,7 +50,7 @@ struct VideoExpiry : ::testing::Test {
             .center = center,
             .files = files,
             .muxActivity = mux,
-            .wakeEvents = &wake,
+            .powerEvents = &power,
             .activeRecordingFile = [this] { return activeFile; },
         });
     }
@@ -168,7 +169,7 @@ TEST_F(VideoExpiry, OverlappingTriggersGiveOneSweep) {
     EXPECT_EQ(finishedSweeps(), 0) << "the first sweep waits 30 seconds";
     scheduler.advance(std::chrono::seconds(1));
     EXPECT_TRUE(coordinator->isSweeping());
-    wake.didWake.emit();
+    power.wake();
     auto direct = coordinator->run(start);
     VideoTest::runUntil(loop, [&] { return !coordinator->isSweeping() && direct.isDone(); });
 
@@ -189,13 +190,13 @@ TEST_F(VideoExpiry, SweepsRunDailyAndOnWakeUntilStopped) {
     scheduler.advance(std::chrono::hours(24));
     settle();
     EXPECT_EQ(finishedSweeps(), 2);
-    wake.didWake.emit();
+    power.wake();
     loop.runUntilIdle();
     settle();
     EXPECT_EQ(finishedSweeps(), 3);
 
     coordinator->stop();
-    wake.didWake.emit();
+    power.wake();
     scheduler.advance(std::chrono::hours(72));
     settle();
     EXPECT_EQ(finishedSweeps(), 3);

@@ -1,0 +1,9 @@
+#include "FakeWorkspace.h"
+
+namespace Fakes {
+
+Support::Task<bool> FakeWorkspace::answer(bool value) {
+    co_return value;
+}
+
+} // namespace Fakes
