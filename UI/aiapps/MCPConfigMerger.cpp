@@ -334,6 +334,17 @@ Parsed parse(std::optional<std::string_view> data) {
     if (!Support::Text::isValidUTF8(text)) {
         throw MCPConfigMergeError::malformed();
     }
+    // Control characters other than tab, line feed and carriage return are never valid JSON, and the
+    // parser's vectorised string scan lets 0x1A to 0x1F through, so they are refused here. (Written without
+    // an early exit so that it vectorises.)
+    bool control = false;
+    for (char c : text) {
+        const auto u = static_cast<unsigned char>(c);
+        control |= u < 0x20 && u != '\t' && u != '\n' && u != '\r';
+    }
+    if (control) {
+        throw MCPConfigMergeError::malformed();
+    }
     // The parser refuses numbers beyond a double's range (1E+400, a 400-digit integer) even when it hands
     // numbers over as text. They are valid JSON, so such a number is parsed as a zero of the same length in
     // a patched copy; the document still takes its text from the original.

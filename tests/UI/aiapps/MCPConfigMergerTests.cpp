@@ -249,3 +249,18 @@ TEST(MCPConfigMerger, KeepsTheExactTextOfStringsEndingInEscapesAsKeysAndAsValues
         }
     }
 }
+
+TEST(MCPConfigMerger, RefusesEveryControlCharacterInAStringWhereverItFalls) {
+    // Found by fuzzing: the parser's vectorised string scan missed 0x1A to 0x1F, so such a file was accepted
+    // and then written out as JSON no reader accepts.
+    const std::string padding(40, 'p');
+    for (std::size_t at = 0; at <= padding.size(); ++at) {
+        for (char control : {'\x01', '\x19', '\x1a', '\x1f'}) {
+            std::string value = padding;
+            value.insert(at, 1, control);
+            EXPECT_EQ(refusal([&] { add("{\"a\": \"" + value + "\"}"); }), MCPConfigMergeError::malformed())
+                << at << " " << int(control);
+        }
+    }
+    EXPECT_NO_THROW(add("{\"a\":\t\"x\",\r\n\"b\": 1}"));
+}
