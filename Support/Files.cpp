@@ -184,6 +184,26 @@ fs::path stateHome() {
     return folderFromEnvironment("VELLMORA_STATE_HOME", "XDG_STATE_HOME", ".local/state");
 }
 
+fs::path runtimeFolder() {
+    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+        runtime && *runtime && fs::path(runtime).is_absolute()) {
+        return fs::path(runtime);
+    }
+    auto folder = fs::temp_directory_path() / ("vellmora-" + std::to_string(::getuid()));
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+        throwErrno(errno, "cannot create", folder);
+    }
+    // The temp folder is shared: never use a folder (or a link) that another user planted there.
+    struct stat info {};
+    if (::lstat(folder.c_str(), &info) != 0) {
+        throwErrno(errno, "cannot inspect", folder);
+    }
+    if (!S_ISDIR(info.st_mode) || info.st_uid != ::getuid()) {
+        throwErrno(EPERM, "not a private folder:", folder);
+    }
+    return folder;
+}
+
 fs::path homeFolder() {
     if (const char* home = std::getenv("HOME"); home && *home) {
         return fs::path(home);

@@ -29,6 +29,10 @@ std::filesystem::path configHome();
 std::filesystem::path dataHome();
 std::filesystem::path cacheHome();
 std::filesystem::path stateHome();
+/// A folder private to this user for sockets, locks and throwaway data: $XDG_RUNTIME_DIR, else
+/// "<temp>/vellmora-<uid>" (created 0700). Throws std::system_error when that folder exists but belongs to
+/// someone else or is not a folder.
+std::filesystem::path runtimeFolder();
 /// The user's home folder ($HOME, else the password database).
 std::filesystem::path homeFolder();
 

@@ -1,7 +1,10 @@
 #include "App/host/Host.h"
 
+#include "App/host/BackgroundServices.h"
 #include "App/host/DemoData.h"
 #include "App/host/DemoWorkspace.h"
+#include "App/host/DesktopShell.h"
+#include "App/host/HotKeyText.h"
 #include "App/host/InstanceLock.h"
 #include "App/host/RecordingController.h"
 #include "App/host/SignalWatcher.h"
@@ -13,6 +16,8 @@
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
 #include "Platform/Linux/LinuxWorkspace.h"
+#include "Platform/Linux/LogindActivityAssertion.h"
+#include "Platform/Linux/LogindPowerEvents.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
@@ -50,7 +55,7 @@ std::string localClock(Support::Date date) {
 /// The menu's actions, carried out by the host.
 class HostMenuDelegate final : public UI::MenuBarControllerDelegate {
 public:
-    std::function<void()> onStart, onStop, onLibrary, onQuit;
+    std::function<void()> onStart, onStop, onLibrary, onQuit, onCheckForUpdates;
     std::function<void(const UI::CalendarMeeting&, bool)> onJoin;
     std::function<void(const std::string&)> say;
 
@@ -61,7 +66,7 @@ public:
     void openActionItems() override { onLibrary(); }
     void toggleAIChat() override { say("Chat: run `vellmora chat QUESTION` in another terminal."); }
     void joinMeeting(const UI::CalendarMeeting& meeting, bool record) override { onJoin(meeting, record); }
-    void checkForUpdates() override { say("Updates: run `vellmora update check`."); }
+    void checkForUpdates() override { onCheckForUpdates(); }
     void restartToFinishUpdating() override {}
     void showWhatsNew() override {}
     void quit() override { onQuit(); }
@@ -72,16 +77,12 @@ public:
 Host::Host(HostOptions options) : options_(options) {}
 
 std::filesystem::path Host::prepareDemoFolder() {
-    std::filesystem::path base;
-    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && *runtime) {
-        base = std::filesystem::path(runtime) / "vellmora-demo";
-    } else {
-        base = std::filesystem::temp_directory_path() / fmt::format("vellmora-demo-{}", ::getuid());
-    }
+    auto base = Support::Files::runtimeFolder() / "vellmora-demo";
     std::error_code ec;
     std::filesystem::remove_all(base, ec);
-    for (auto [env, sub] : {std::pair{"VELLMORA_CONFIG_HOME", "config"}, std::pair{"VELLMORA_DATA_HOME", "data"},
-                            std::pair{"VELLMORA_CACHE_HOME", "cache"}, std::pair{"VELLMORA_STATE_HOME", "state"}}) {
+    for (auto [env, sub] :
+         {std::pair{"VELLMORA_CONFIG_HOME", "config"}, std::pair{"VELLMORA_DATA_HOME", "data"},
+          std::pair{"VELLMORA_CACHE_HOME", "cache"}, std::pair{"VELLMORA_STATE_HOME", "state"}}) {
         auto dir = base / sub;
         std::filesystem::create_directories(dir);
         ::setenv(env, dir.c_str(), 1);
@@ -105,7 +106,8 @@ std::string Host::localTimeZoneID() {
 
 std::string Host::localeID() {
     for (const char* var : {"LC_ALL", "LC_TIME", "LANG"}) {
-        if (const char* v = std::getenv(var); v && *v && std::string_view(v) != "C" && std::string_view(v) != "POSIX") {
+        if (const char* v = std::getenv(var);
+            v && *v && std::string_view(v) != "C" && std::string_view(v) != "POSIX") {
             std::string id = v;
             return id.substr(0, id.find_first_of(".@"));
         }
@@ -114,6 +116,8 @@ std::string Host::localeID() {
 }
 
 int Host::run(std::ostream& out, std::ostream& err) {
+    // Before any thread exists, so that none of them can take a quit signal and die with it.
+    SignalWatcher::blockQuitSignals();
     auto lock = InstanceLock::acquire(options_.demo ? "vellmora-demo" : "vellmora");
     if (!lock) {
         err << "vellmora: Vellmora is already running for this user; quit it first (or use that one).\n";
@@ -156,7 +160,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
     auto& state = UI::RecordingState::shared();
     UI::RecordingRequestGate gate;
     AudioEngine::SimulatedCapture capture(scheduler);
-    RecordingController controller(state, gate, capture, scheduler, Support::Files::dataHome() / "Recordings");
+    RecordingController controller(state, gate, capture, scheduler,
+                                   Support::Files::dataHome() / "Recordings");
 
     // The terminal comes first: everything else may print through it.
     bool quitting = false;
@@ -168,7 +173,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
         {.toggleRecording =
              [&] {
                  if (!quitting) {
-                     center.post(UI::RecordingControlPresentation::forToolbar(state.phase()).targetNotification);
+                     center.post(
+                         UI::RecordingControlPresentation::forToolbar(state.phase()).targetNotification);
                  }
              },
          .quit = [&] { quit(); },
@@ -218,6 +224,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
         workspace = std::make_unique<Platform::LinuxWorkspace>();
     }
     UI::JoinIntentStore intents;
+    // Wakes and clock changes replan at once; an imminent reminder keeps the computer from idle-sleeping.
+    Platform::Linux::LogindPowerEvents power(loop);
+    Platform::Linux::LogindActivityAssertion activity(loop);
     auto& router = UI::MeetingReminderResponseRouter::shared();
     UI::CalendarReminderCoordinator reminders({.calendar = calendar,
                                                .notifier = notifier,
@@ -226,6 +235,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                .presenter = presenter,
                                                .workspace = *workspace,
                                                .intents = intents,
+                                               .activity = &activity,
+                                               .power = &power,
                                                .router = &router,
                                                .timeZoneID = timeZone,
                                                .locale = locale});
@@ -234,7 +245,10 @@ int Host::run(std::ostream& out, std::ostream& err) {
     std::optional<UI::CalendarMeeting> recordingMeeting;
     UI::JoinRecordingDecider decider;
     reminders.configure(
-        [&] { return UI::CalendarReminderCoordinator::CallActivity{state.isRecording(), decider.phase != UI::JoinRecordingDecider::Phase::watching}; },
+        [&] {
+            return UI::CalendarReminderCoordinator::CallActivity{
+                state.isRecording(), decider.phase != UI::JoinRecordingDecider::Phase::watching};
+        },
         [&](const UI::JoinIntent& intent) {
             recordingMeeting = intent.meeting;
             controller.requestStart();
@@ -313,12 +327,31 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                 .timeZoneID = timeZone,
                                 .localeID = locale,
                                 .footerText = std::string("Vellmora ") + VELLMORA_VERSION});
+    if (!options_.terminalOnly) {
+        DesktopShell::attachTray(statusItem, say);
+    }
+    DesktopShell desktop(
+        options_.terminalOnly ? nullptr : DesktopShell::connectHotKeys(say), defaults, center,
+        {.notes =
+             [&] { say(HotKeyText::notes(recordingMeeting, reminders.upcoming.get(), scheduler.now())); },
+         .liveRecap = [&] { say(HotKeyText::recap(state.phase(), recordingMeeting, scheduler.now())); }},
+        say);
+    BackgroundServices services({.scheduler = scheduler,
+                                 .defaults = defaults,
+                                 .center = center,
+                                 .database = database.get(),
+                                 .power = &power,
+                                 .checksForUpdates = !options_.demo,
+                                 .installedVersion = VELLMORA_VERSION,
+                                 .say = say});
+    services.attachMenu(menu);
     auto delegate = std::make_shared<HostMenuDelegate>();
     menu.setDelegate(delegate);
     menu.setupMenuBar();
     menu.setRecordingAvailability(UI::MenuBarController::RecordingAvailability::ready());
     menu.setPhase(state.phase());
-    subscriptions += state.phasePublisher().observe([&](const UI::RecordingPhase& phase) { menu.setPhase(phase); });
+    subscriptions +=
+        state.phasePublisher().observe([&](const UI::RecordingPhase& phase) { menu.setPhase(phase); });
     subscriptions += reminders.upcoming.observe(
         [&](const std::vector<UI::CalendarMeeting>& meetings) { menu.setUpcomingMeetings(meetings); });
 
@@ -363,6 +396,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
         say(text);
     };
     delegate->onLibrary = showLibrary;
+    delegate->onCheckForUpdates = [&] { services.checkForUpdatesNow(); };
 
     // Recording control from anywhere (the terminal's key, the menu) comes through the notification centre.
     subscriptions += center.observe(UI::RecordingNotifications::startRecordingRequested,
@@ -395,12 +429,14 @@ int Host::run(std::ostream& out, std::ostream& err) {
         try {
             auto id = database->insertRecording(record);
             say(fmt::format("Saved “{}” ({:.0f} s) to the library as #{}", title, r.durationSeconds, id));
+            services.recordingAdded(id, r.videoFile.has_value());
         } catch (const std::exception& e) {
             say(fmt::format("The recording was kept at {} but could not be added to the library: {}",
                             r.audioFile.string(), e.what()));
         }
     });
-    subscriptions += controller.startFailed.connect([&](const std::string& why) { say("Could not start recording: " + why); });
+    subscriptions += controller.startFailed.connect(
+        [&](const std::string& why) { say("Could not start recording: " + why); });
 
     quit = [&] {
         if (quitting) {
@@ -409,12 +445,16 @@ int Host::run(std::ostream& out, std::ostream& err) {
         quitting = true;
         quitTask = Support::startTask([&]() -> Support::Task<> {
             co_await controller.stopAndDrain();
+            services.stop();
             reminders.stop();
             loop.stop();
         });
     };
     SignalWatcher signals(loop, [&](int) { quit(); });
 
+    if (options_.quitWhenReady) {
+        subscriptions += reminders.didPlan.connect([&] { quit(); });
+    }
     reminders.start();
     menu.setReminderCoordinatorRunning(true);
     log.info("Host started (capture: {}, time zone {}, locale {})", capture.name(), timeZone, locale);

@@ -22,6 +22,8 @@ struct HostOptions {
     bool terminalOnly = false;
     /// When the demo's Zoom meeting starts, from now (default: the next whole minute a minute away).
     std::optional<double> demoMeetingInSeconds;
+    /// Quit after the first planning pass (the calendar read, the menu's Up Next set): start-up timing.
+    bool quitWhenReady = false;
 };
 
 class Host {
@@ -30,8 +32,9 @@ public:
     /// Runs until quit; returns the exit status.
     int run(std::ostream& out, std::ostream& err);
 
-    /// The folder the demo keeps its data in ($XDG_RUNTIME_DIR/vellmora-demo, else /tmp/vellmora-demo-<uid>),
-    /// emptied and pointed to by the VELLMORA_*_HOME variables so the user's own folders are never touched.
+    /// The folder the demo keeps its data in ($XDG_RUNTIME_DIR/vellmora-demo, else
+    /// /tmp/vellmora-<uid>/vellmora-demo), emptied and pointed to by the VELLMORA_*_HOME variables so the
+    /// user's own folders are never touched.
     static std::filesystem::path prepareDemoFolder();
     /// The user's time zone id ($TZ, else /etc/localtime's zone, else "UTC") and ICU locale ("en_US").
     static std::string localTimeZoneID();

@@ -1,6 +1,6 @@
 #include "App/host/InstanceLock.h"
 
-#include <fmt/format.h>
+#include "Support/Files.h"
 
 #include <cstdlib>
 #include <fcntl.h>
@@ -10,13 +10,12 @@
 namespace App {
 
 std::optional<InstanceLock> InstanceLock::acquire(const std::string& name) {
-    std::filesystem::path folder;
-    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && *runtime) {
-        folder = runtime;
-    } else {
-        folder = std::filesystem::temp_directory_path();
+    std::filesystem::path path;
+    try {
+        path = Support::Files::runtimeFolder() / (name + ".lock");
+    } catch (const std::system_error&) {
+        return InstanceLock(-1); // nowhere private to lock in: do not refuse to run for that
     }
-    auto path = folder / fmt::format("{}-{}.lock", name, ::getuid());
     int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) {
         return InstanceLock(-1); // cannot lock (read-only folder): do not refuse to run for that

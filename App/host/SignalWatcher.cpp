@@ -17,10 +17,15 @@ sigset_t quitSignals() {
 }
 } // namespace
 
-SignalWatcher::SignalWatcher(Support::MainLoop& loop, std::function<void(int)> onSignal)
-    : onSignal_(std::move(onSignal)) {
+void SignalWatcher::blockQuitSignals() {
     sigset_t set = quitSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+SignalWatcher::SignalWatcher(Support::MainLoop& loop, std::function<void(int)> onSignal)
+    : onSignal_(std::move(onSignal)) {
+    blockQuitSignals();
+    sigset_t set = quitSignals();
     fd_ = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
     if (fd_ < 0) {
         throw std::runtime_error("cannot watch for quit signals");

@@ -1,8 +1,8 @@
 #include "Platform/Linux/CommandLineClipboard.h"
 
+#include "Platform/Linux/ProcessSpawning.h"
+
 #include <cstdlib>
-#include <sstream>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Platform {
@@ -19,20 +19,8 @@ std::optional<std::string> CommandLineClipboard::variable(const char* name) cons
 }
 
 std::optional<std::string> CommandLineClipboard::findInPath(const std::string& tool) const {
-    std::stringstream path(variable("PATH").value_or("/usr/bin:/bin"));
-    std::string dir;
-    while (std::getline(path, dir, ':')) {
-        if (dir.empty()) {
-            continue;
-        }
-        std::string candidate = dir + "/" + tool;
-        struct stat info {};
-        if (::stat(candidate.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
-            ::access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-    }
-    return std::nullopt;
+    auto found = findExecutable(tool, variable("PATH").value_or("/usr/bin:/bin"));
+    return found ? std::optional<std::string>(found->string()) : std::nullopt;
 }
 
 std::optional<std::vector<std::string>> CommandLineClipboard::command() const {

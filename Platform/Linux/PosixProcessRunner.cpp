@@ -1,5 +1,7 @@
 #include "Platform/Linux/PosixProcessRunner.h"
 
+#include "Platform/Linux/ProcessSpawning.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -49,16 +51,6 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
     return out;
 }
 
-int statusOf(int raw) {
-    if (WIFEXITED(raw)) {
-        return WEXITSTATUS(raw);
-    }
-    if (WIFSIGNALED(raw)) {
-        return 128 + WTERMSIG(raw);
-    }
-    return -1;
-}
-
 } // namespace
 
 ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
@@ -80,17 +72,7 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     }
     posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    initSpawnAttributes(attributes);
 
     std::vector<std::string> argv = {request.executable};
     argv.insert(argv.end(), request.arguments.begin(), request.arguments.end());
@@ -206,7 +188,7 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
     int raw = 0;
     while (::waitpid(pid, &raw, 0) < 0 && errno == EINTR) {
     }
-    result.exitStatus = statusOf(raw);
+    result.exitStatus = exitStatusOf(raw);
     return result;
 }
 

@@ -168,3 +168,27 @@ TEST(Files, ResolvesPerUserFoldersFromTheEnvironment) {
     }
     EXPECT_EQ(homeFolder(), fs::path("/home/u"));
 }
+
+TEST(Files, KeepsRuntimeDataInTheSessionFolderElseInAPrivateTempFolder) {
+    TempFolder temp;
+    ScopedEnv tmpdir("TMPDIR", temp.path().c_str());
+    {
+        ScopedEnv runtime("XDG_RUNTIME_DIR", "/run/user/1000");
+        EXPECT_EQ(runtimeFolder(), fs::path("/run/user/1000"));
+    }
+    ScopedEnv runtime("XDG_RUNTIME_DIR", nullptr);
+    auto expected = temp.path() / ("vellmora-" + std::to_string(::getuid()));
+    EXPECT_EQ(runtimeFolder(), expected);
+    EXPECT_EQ(modeOf(expected), 0700u);
+    EXPECT_EQ(runtimeFolder(), expected) << "a second call reuses the folder";
+}
+
+TEST(Files, RefusesARuntimeFolderSomeoneElsePlantedInTheTempFolder) {
+    TempFolder temp;
+    ScopedEnv tmpdir("TMPDIR", temp.path().c_str());
+    ScopedEnv runtime("XDG_RUNTIME_DIR", nullptr);
+    auto planted = temp.path() / ("vellmora-" + std::to_string(::getuid()));
+    fs::create_directory(temp.path() / "elsewhere");
+    fs::create_directory_symlink(temp.path() / "elsewhere", planted);
+    EXPECT_THROW(runtimeFolder(), std::system_error);
+}

@@ -1,0 +1,164 @@
+#include "App/host/BackgroundServices.h"
+
+#include "Database/DatabaseManager.h"
+#include "Intelligence/AIService.h"
+#include "Intelligence/FileInspecting.h"
+#include "Platform/Linux/CurlHttpClient.h"
+#include "Support/Log.h"
+#include "Support/NotificationCenter.h"
+#include "UI/ai/AIGenerationClient.h"
+#include "UI/ai/AIGenerationJobs.h"
+#include "UI/ai/AIGenerationRunner.h"
+#include "UI/recording/MenuBarController.h"
+#include "UI/recording/ProcessingNotifications.h"
+#include "UI/updates/AppStoreLookupClient.h"
+#include "UI/updates/UpdateCheckCoordinator.h"
+#include "UI/video/SlidesExtractionService.h"
+#include "UI/video/VideoExpiryCoordinator.h"
+
+#include <charconv>
+#include <optional>
+
+namespace App {
+
+namespace {
+const Support::Logger log("host");
+
+std::optional<std::int64_t> recordingIdOf(const Support::Notification& notification) {
+    auto text = notification.value("recordingId");
+    std::int64_t id = 0;
+    if (!text || std::from_chars(text->data(), text->data() + text->size(), id).ec != std::errc()) {
+        return std::nullopt;
+    }
+    return id;
+}
+} // namespace
+
+struct BackgroundServices::Impl {
+    Dependencies deps;
+    Platform::CurlHttpClient http;
+    std::unique_ptr<Intelligence::AIService> ai;
+    Intelligence::LiveFileInspector files;
+    std::unique_ptr<UI::SlidesExtractionService> slides;
+    std::unique_ptr<UI::VideoExpiryCoordinator> expiry;
+    std::unique_ptr<UI::AppStoreLookupClient> lookup;
+    std::unique_ptr<UI::UpdateCheckCoordinator> updates;
+    std::vector<Support::Task<>> work;
+    Support::SubscriptionBag subscriptions;
+
+    explicit Impl(Dependencies d) : deps(std::move(d)) {}
+
+    void transcriptLanded(Database::RecordingId id) {
+        if (!deps.database || ai->unavailableReason()) {
+            return; // no provider set up: nothing is sent anywhere
+        }
+        const bool features =
+            deps.defaults.boolean(UI::MenuBarController::aiFeaturesEnabledKey).value_or(true);
+        if (!features) {
+            return;
+        }
+        UI::AIGenerationRunner::startAutomatic(id, true, true, true, UI::AIGenerationJobs::shared(),
+                                               UI::AIGenerationClient::live(*deps.database, *ai),
+                                               *deps.database, *ai);
+    }
+
+    void keep(Support::Task<> task) {
+        std::erase_if(work, [](const Support::Task<>& t) { return t.isDone(); });
+        work.push_back(std::move(task));
+    }
+};
+
+BackgroundServices::BackgroundServices(Dependencies dependencies)
+    : impl_(std::make_unique<Impl>(std::move(dependencies))) {
+    auto& d = impl_->deps;
+    impl_->ai = Intelligence::AIService::fromUserDefaults(impl_->http, d.scheduler, d.defaults);
+    Intelligence::AIService::setShared(impl_->ai.get());
+
+    if (d.database) {
+        impl_->subscriptions += d.center.observe(
+            UI::ProcessingNotifications::processingCompleted, [this](const Support::Notification& n) {
+                auto id = recordingIdOf(n);
+                if (id && n.value("type") == std::optional<std::string>("transcription") &&
+                    !n.value("error")) {
+                    impl_->transcriptLanded(*id);
+                }
+            });
+        impl_->slides = std::make_unique<UI::SlidesExtractionService>(*d.database, d.center);
+        impl_->expiry = std::make_unique<UI::VideoExpiryCoordinator>(UI::VideoExpiryCoordinator::Dependencies{
+            .scheduler = d.scheduler,
+            .defaults = d.defaults,
+            .center = d.center,
+            .files = impl_->files,
+            .powerEvents = d.power,
+        });
+        impl_->expiry->start(*d.database);
+    }
+
+    if (d.checksForUpdates) {
+        impl_->lookup = std::make_unique<UI::AppStoreLookupClient>(
+            impl_->http, UI::AppStoreLookupClient::Endpoint::load(d.defaults));
+        impl_->updates = std::make_unique<UI::UpdateCheckCoordinator>(*impl_->lookup, d.scheduler, d.defaults,
+                                                                      d.installedVersion);
+        impl_->subscriptions +=
+            impl_->updates->presentRequested.connect([this](const UI::AppStoreRelease& r) {
+                std::string text = "Vellmora " + r.version + " is available.";
+                if (r.storeURL) {
+                    text += " Get it at " + *r.storeURL;
+                }
+                if (r.releaseNotes && !r.releaseNotes->empty()) {
+                    text += "\n" + UI::UpdateCheckCoordinator::shownReleaseNotes(
+                                       *r.releaseNotes, UI::UpdateCheckConfiguration::standard);
+                }
+                impl_->deps.say(text);
+            });
+        impl_->updates->start();
+    }
+}
+
+BackgroundServices::~BackgroundServices() {
+    stop();
+    Intelligence::AIService::setShared(nullptr);
+}
+
+void BackgroundServices::attachMenu(UI::MenuBarController& menu) {
+    if (impl_->updates) {
+        menu.attachUpdateCoordinator(*impl_->updates);
+    }
+}
+
+void BackgroundServices::checkForUpdatesNow() {
+    if (!impl_->updates) {
+        impl_->deps.say("Update checks are off in the demo.");
+        return;
+    }
+    impl_->keep(Support::startTask([this]() -> Support::Task<> {
+        auto check = impl_->updates->checkNow();
+        auto result = co_await check;
+        impl_->deps.say(result.message());
+    }));
+}
+
+void BackgroundServices::recordingAdded(std::int64_t recordingId, bool hasVideo) {
+    if (!hasVideo || !impl_->slides) {
+        return;
+    }
+    impl_->keep(Support::startTask([this, recordingId]() -> Support::Task<> {
+        auto extraction = impl_->slides->extract(recordingId);
+        auto outcome = co_await extraction;
+        (void)outcome;
+        log.info("Slides of recording {} read", recordingId);
+    }));
+}
+
+void BackgroundServices::stop() {
+    if (impl_->expiry) {
+        impl_->expiry->stop();
+    }
+    impl_->subscriptions.clear();
+    for (auto& task : impl_->work) {
+        task.cancel(); // the bodies refer to this object: they end at their next await
+    }
+    impl_->work.clear();
+}
+
+} // namespace App

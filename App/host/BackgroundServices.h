@@ -1,0 +1,65 @@
+// The host's background work, created at launch and kept until quit: the AI engine (installed as the shared
+// service; when a transcript lands the new recording's summary, action items and title start by themselves,
+// but only when a provider is configured, so an unconfigured install never sends anything), slides from a
+// saved recording's screen video, the daily screen-video expiry sweep (also after the computer wakes), and
+// the update check (never in the demo, which reaches no network). The menu's update entries are wired here.
+// Main loop only.
+#pragma once
+
+#include "Support/Scheduler.h"
+#include "Support/Signal.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace Database {
+class DatabaseManager;
+}
+namespace Platform {
+class PowerEvents;
+}
+namespace Support {
+class NotificationCenter;
+class UserDefaults;
+} // namespace Support
+namespace UI {
+class MenuBarController;
+}
+
+namespace App {
+
+class BackgroundServices {
+public:
+    struct Dependencies {
+        Support::Scheduler& scheduler;
+        Support::UserDefaults& defaults;
+        Support::NotificationCenter& center;
+        /// Null when the library could not be opened: then only the update check runs.
+        Database::DatabaseManager* database = nullptr;
+        Platform::PowerEvents* power = nullptr;
+        bool checksForUpdates = true;
+        std::string installedVersion;
+        std::function<void(const std::string&)> say;
+    };
+
+    explicit BackgroundServices(Dependencies dependencies);
+    ~BackgroundServices();
+    BackgroundServices(const BackgroundServices&) = delete;
+    BackgroundServices& operator=(const BackgroundServices&) = delete;
+
+    /// Shows the update offer in `menu` and answers its update entries.
+    void attachMenu(UI::MenuBarController& menu);
+    /// "Check for Updates...": checks now and says the result.
+    void checkForUpdatesNow();
+    /// A recording just landed in the library; one with a screen video gets its slides read.
+    void recordingAdded(std::int64_t recordingId, bool hasVideo);
+    /// Stops timers and cancels work that must not outlive the host.
+    void stop();
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace App

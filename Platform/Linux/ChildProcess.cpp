@@ -1,0 +1,150 @@
+#include "Platform/Linux/ChildProcess.h"
+
+#include "Platform/Linux/ProcessSpawning.h"
+#include "Support/MainLoop.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace Platform {
+
+namespace {
+
+void closeDescriptor(int& fd) {
+    if (fd >= 0) {
+        ::close(fd);
+        fd = -1;
+    }
+}
+
+} // namespace
+
+ChildProcess::ChildProcess(const Options& options) {
+    int pipeFds[2] = {-1, -1};
+    if (options.output == Output::pipe && ::pipe2(pipeFds, O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    switch (options.output) {
+    case Output::discard:
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        break;
+    case Output::pipe:
+        posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
+        break;
+    case Output::file:
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, options.outputFile.c_str(),
+                                         O_WRONLY | O_CREAT | O_APPEND, 0600);
+        break;
+    }
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+
+    posix_spawnattr_t attributes;
+    initSpawnAttributes(attributes);
+
+    std::vector<std::string> argv = {options.executable};
+    argv.insert(argv.end(), options.arguments.begin(), options.arguments.end());
+    std::vector<char*> pointers;
+    for (auto& a : argv) {
+        pointers.push_back(a.data());
+    }
+    pointers.push_back(nullptr);
+    int spawned =
+        ::posix_spawn(&pid_, options.executable.c_str(), &actions, &attributes, pointers.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    closeDescriptor(pipeFds[1]);
+    if (spawned != 0) {
+        closeDescriptor(pipeFds[0]);
+        throw std::system_error(spawned, std::generic_category(), options.executable);
+    }
+    output_ = pipeFds[0];
+    if (output_ >= 0) {
+        ::fcntl(output_, F_SETFL, ::fcntl(output_, F_GETFL) | O_NONBLOCK);
+    }
+
+    pidfd_ = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
+    if (pidfd_ < 0) {
+        int error = errno;
+        ::kill(-pid_, SIGKILL);
+        ::kill(pid_, SIGKILL);
+        reap();
+        closeDescriptor(output_);
+        throw std::system_error(error, std::generic_category(), "pidfd_open");
+    }
+    exitWatch_ = Support::MainLoop::current().watchReadable(pidfd_, [this] {
+        reap();
+        if (exitStatus_) {
+            exitWatch_.reset();
+            exited_.emit(*exitStatus_);
+        }
+    });
+}
+
+ChildProcess::~ChildProcess() {
+    *alive_ = false;
+    exitWatch_.reset();
+    if (!exitStatus_) {
+        ::kill(-pid_, SIGKILL);
+        ::kill(pid_, SIGKILL);
+        int raw = 0;
+        while (::waitpid(pid_, &raw, 0) < 0 && errno == EINTR) {
+        }
+    }
+    closeDescriptor(pidfd_);
+    closeDescriptor(output_);
+}
+
+void ChildProcess::reap() {
+    int raw = 0;
+    pid_t done = 0;
+    while ((done = ::waitpid(pid_, &raw, WNOHANG)) < 0 && errno == EINTR) {
+    }
+    if (done == pid_) {
+        exitStatus_ = exitStatusOf(raw);
+    } else if (done < 0) {
+        exitStatus_ = -1; // already reaped elsewhere: it is gone either way
+    }
+}
+
+void ChildProcess::signal(int signal) {
+    if (!exitStatus_) {
+        ::kill(-pid_, signal);
+    }
+}
+
+Support::Subscription ChildProcess::onExit(std::function<void(int)> observer) {
+    if (!exitStatus_) {
+        return exited_.connect(std::move(observer));
+    }
+    auto live = std::make_shared<bool>(true);
+    Support::MainLoop::current().post(
+        [alive = alive_, live, observer = std::move(observer), status = *exitStatus_] {
+            if (*alive && *live) {
+                observer(status);
+            }
+        });
+    return Support::Subscription([live] { *live = false; });
+}
+
+Support::Task<int> ChildProcess::waitForExit() {
+    auto watch = std::make_shared<Support::Subscription>();
+    auto awaiter = Support::withContinuation<int>(
+        [this, watch](Support::Continuation<int> c) {
+            *watch = onExit([c](int status) { c.resume(status); });
+        },
+        [watch] { watch->reset(); });
+    co_return co_await awaiter;
+}
+
+} // namespace Platform

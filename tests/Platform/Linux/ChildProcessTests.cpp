@@ -1,0 +1,95 @@
+#include "Platform/Linux/ChildProcess.h"
+
+#include "Fakes/ScriptFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+#include <system_error>
+
+using Platform::ChildProcess;
+
+namespace {
+
+int awaitExit(Support::MainLoop& loop, ChildProcess& child) {
+    std::optional<int> status;
+    auto waiter = Support::startTask([&]() -> Support::Task<void> { status = co_await child.waitForExit(); });
+    EXPECT_TRUE(Fakes::runUntil(loop, [&] { return status.has_value(); }));
+    return status.value_or(-1);
+}
+
+/// Whether a process is gone (or only a zombie that nobody here can reap).
+bool isGone(int pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    if (!std::getline(stat, line)) {
+        return true;
+    }
+    auto end = line.rfind(')');
+    return end != std::string::npos && end + 2 < line.size() && line[end + 2] == 'Z';
+}
+
+TEST(ChildProcess, ReportsTheExitStatusOnTheLoopAlsoToObserversThatComeLate) {
+    Support::MainLoop loop;
+    Fakes::ScriptFolder folder;
+    ChildProcess child({.executable = folder.script("tool", "exit 3").string()});
+    EXPECT_EQ(awaitExit(loop, child), 3);
+    EXPECT_EQ(child.exitStatus(), 3);
+
+    std::optional<int> late;
+    auto observer = child.onExit([&](int status) { late = status; });
+    EXPECT_FALSE(late) << "called inside onExit";
+    loop.runUntilIdle();
+    EXPECT_EQ(late, 3);
+}
+
+TEST(ChildProcess, SignalsAndDestructionReachWhatTheChildStarted) {
+    Support::MainLoop loop;
+    Fakes::ScriptFolder folder;
+    auto script = folder.script("tool", "sleep 300 &\necho $! > \"$(dirname \"$0\")/grandchild\"\nwait\n");
+    {
+        ChildProcess child({.executable = script.string()});
+        ASSERT_TRUE(Fakes::runUntil(loop, [&] { return !folder.read("grandchild").empty(); }));
+        child.signal(SIGTERM);
+        EXPECT_EQ(awaitExit(loop, child), 128 + SIGTERM);
+        auto grandchild = std::stoi(folder.read("grandchild"));
+        EXPECT_TRUE(Fakes::runUntil(loop, [&] { return isGone(grandchild); }));
+    }
+    folder.write("grandchild", "");
+    {
+        ChildProcess child({.executable = script.string()});
+        ASSERT_TRUE(Fakes::runUntil(loop, [&] { return !folder.read("grandchild").empty(); }));
+    }
+    auto grandchild = std::stoi(folder.read("grandchild"));
+    EXPECT_TRUE(Fakes::runUntil(loop, [&] { return isGone(grandchild); }));
+}
+
+TEST(ChildProcess, SendsOutputToAPipeOrAppendsItToAFile) {
+    Support::MainLoop loop;
+    Fakes::ScriptFolder folder;
+    auto script = folder.script("tool", "echo out\necho err >&2\n");
+    {
+        ChildProcess child({.executable = script.string(), .output = ChildProcess::Output::pipe});
+        awaitExit(loop, child);
+        char buffer[64] = {};
+        auto n = ::read(child.outputDescriptor(), buffer, sizeof buffer);
+        EXPECT_EQ(std::string(buffer, size_t(std::max<ssize_t>(n, 0))), "out\nerr\n");
+    }
+    folder.write("log", "before\n");
+    ChildProcess child({.executable = script.string(),
+                        .output = ChildProcess::Output::file,
+                        .outputFile = folder.path / "log"});
+    awaitExit(loop, child);
+    EXPECT_EQ(folder.read("log"), "before\nout\nerr\n");
+}
+
+TEST(ChildProcess, AProgramThatCannotBeStartedThrows) {
+    Support::MainLoop loop;
+    Fakes::ScriptFolder folder;
+    folder.write("plain", "not executable");
+    EXPECT_THROW(ChildProcess({.executable = (folder.path / "plain").string()}), std::system_error);
+    EXPECT_THROW(ChildProcess({.executable = "/nonexistent/tool"}), std::system_error);
+}
+
+} // namespace
