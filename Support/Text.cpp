@@ -8,6 +8,8 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 
 namespace Support::Text {
@@ -348,6 +350,15 @@ std::string sanitizedUTF8(std::string_view s) {
 bool isValidUTF8(std::string_view s) {
     std::size_t pos = 0;
     while (pos < s.size()) {
+        // Runs of ASCII, eight bytes at a time: settings files and transcripts are mostly ASCII.
+        std::uint64_t word;
+        while (pos + sizeof word <= s.size() &&
+               (std::memcpy(&word, s.data() + pos, sizeof word), (word & 0x8080808080808080ULL) == 0)) {
+            pos += sizeof word;
+        }
+        if (pos >= s.size()) {
+            break;
+        }
         if (static_cast<unsigned char>(s[pos]) < 0x80) {
             ++pos;
             continue;

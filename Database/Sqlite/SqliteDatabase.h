@@ -106,6 +106,9 @@ private:
     bool recordingExists(RecordingId id);
     /// Runs `body` in a write transaction under the lock, then emits `changes`.
     template <typename F> auto write(std::vector<Change> changes, F body);
+    /// Sets one column of recording `id` with `sql` ("UPDATE recordings SET column = ? WHERE id = ?") and
+    /// reports the recording as updated when it exists.
+    template <typename T> void updateColumn(RecordingId id, const char* sql, const T& value);
 
     std::filesystem::path path_;
     Mode mode_ = Mode::readWrite;

@@ -12,6 +12,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -70,11 +71,12 @@ Snapshot readSnapshot(const fs::path& path) {
         fail(S_ISDIR(snap.info.st_mode) ? EISDIR : EINVAL, path);
     }
     std::string bytes;
-    bytes.resize(static_cast<size_t>(snap.info.st_size));
+    // One byte more than its size, so that reading a file that did not grow ends without a reallocation.
+    bytes.resize(static_cast<size_t>(snap.info.st_size) + 1);
     size_t filled = 0;
     for (;;) {
         if (filled == bytes.size()) {
-            bytes.resize(bytes.size() + 4096);
+            bytes.resize(bytes.size() * 2);
         }
         ssize_t n = ::read(fd.get(), bytes.data() + filled, bytes.size() - filled);
         if (n < 0) {
@@ -93,7 +95,7 @@ Snapshot readSnapshot(const fs::path& path) {
     return snap;
 }
 
-bool sameFile(const Snapshot& before, const Snapshot& now) {
+bool sameFile(const Snapshot& before, const Snapshot& now, bool compareBytes) {
     if (before.bytes.has_value() != now.bytes.has_value()) {
         return false;
     }
@@ -103,8 +105,77 @@ bool sameFile(const Snapshot& before, const Snapshot& now) {
     const auto &a = before.info, &b = now.info;
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
            a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
-           *before.bytes == *now.bytes;
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec &&
+           (!compareBytes || *before.bytes == *now.bytes);
 }
+
+/// The settings file's state now, without its bytes.
+Snapshot statSnapshot(const fs::path& path) {
+    Snapshot snap;
+    if (::stat(path.c_str(), &snap.info) == 0) {
+        snap.bytes.emplace();
+    } else if (errno != ENOENT) {
+        fail(errno, path);
+    }
+    return snap;
+}
+
+// Tells whether anything wrote, replaced, created or removed the settings file since it was set up, so that
+// the file is read once per edit rather than again before the rename. Timestamps alone cannot tell: two
+// saves of the same size within one clock tick look alike. Set up before the read, so that no change after
+// the read can slip by. Without inotify (a full watch table) it falls back to reading the file again and
+// comparing every byte.
+class ChangeWatch {
+public:
+    explicit ChangeWatch(const fs::path& file)
+        : fd_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), name_(file.filename().string()) {
+        constexpr uint32_t fileEvents =
+            IN_MODIFY | IN_ATTRIB | IN_CLOSE_WRITE | IN_MOVE_SELF | IN_DELETE_SELF | IN_DONT_FOLLOW;
+        constexpr uint32_t folderEvents = IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_ONLYDIR;
+        if (fd_.get() < 0 || ::inotify_add_watch(fd_.get(), file.parent_path().c_str(), folderEvents) < 0) {
+            fd_ = FileDescriptor();
+            return;
+        }
+        if (::inotify_add_watch(fd_.get(), file.c_str(), fileEvents) < 0 && errno != ENOENT) {
+            fd_ = FileDescriptor();
+        }
+    }
+
+    /// Whether the file differs from `snap` (which was read after this watch was set up).
+    bool changedSince(const Snapshot& snap, const fs::path& file) {
+        if (fd_.get() < 0) {
+            return !sameFile(snap, readSnapshot(file), true);
+        }
+        return sawChange() || !sameFile(snap, statSnapshot(file), false);
+    }
+
+private:
+    bool sawChange() {
+        alignas(inotify_event) char buffer[8192];
+        bool changed = false;
+        for (;;) {
+            ssize_t n = ::read(fd_.get(), buffer, sizeof buffer);
+            if (n <= 0) {
+                return changed; // EAGAIN: nothing more queued
+            }
+            for (ssize_t at = 0; at < n;) {
+                const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+                at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+                if (event->mask & IN_IGNORED) {
+                    continue;
+                }
+                // Folder events name the entry; only our file's name matters (not the lock, the backup or
+                // our temporary files). File events carry no name.
+                if (event->len == 0 || event->mask & IN_Q_OVERFLOW || name_ == event->name) {
+                    changed = true;
+                }
+            }
+        }
+    }
+
+    FileDescriptor fd_;
+    std::string name_;
+};
 
 void writeAll(int fd, std::string_view bytes, const fs::path& path) {
     while (!bytes.empty()) {
@@ -297,9 +368,17 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
     const fs::path target = resolvingLinks(fs::absolute(file));
     const fs::path folder = target.parent_path();
 
-    // A first look without the lock, so that a no-op leaves no lock file behind.
-    if (!merged(readSnapshot(target), location, style, command, kind)) {
+    // The file is read and merged once, before the lock, so that a no-op leaves no lock file behind; it is
+    // read again only when something changed it meanwhile.
+    std::optional<ChangeWatch> watch;
+    watch.emplace(target);
+    Snapshot snap = readSnapshot(target);
+    auto bytes = merged(snap, location, style, command, kind);
+    if (!bytes) {
         return Result::unchanged();
+    }
+    if (hooks.beforeLock) {
+        hooks.beforeLock();
     }
     std::error_code ec;
     fs::create_directories(folder, ec);
@@ -311,10 +390,13 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
     removeStaleTemporaries(target);
     std::optional<fs::path> backupMade;
     for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
-        Snapshot snap = readSnapshot(target);
-        auto bytes = merged(snap, location, style, command, kind);
-        if (!bytes) {
-            return backupMade ? Result::written(backupMade) : Result::unchanged();
+        if (attempt > 0 || watch->changedSince(snap, target)) {
+            watch.emplace(target);
+            snap = readSnapshot(target);
+            bytes = merged(snap, location, style, command, kind);
+            if (!bytes) {
+                return backupMade ? Result::written(backupMade) : Result::unchanged();
+            }
         }
         std::optional<struct stat> owner;
         mode_t mode = newFileMode;
@@ -335,7 +417,7 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
         if (hooks.beforeReplace) {
             hooks.beforeReplace(attempt);
         }
-        if (!sameFile(snap, readSnapshot(target))) {
+        if (watch->changedSince(snap, target)) {
             continue; // the app saved its file meanwhile: merge again on what it wrote
         }
         next.replace(target);

@@ -44,9 +44,11 @@ public:
         friend bool operator==(const Result&, const Result&) = default;
     };
 
-    /// Points at which tests step in: `beforeReplace` runs once per attempt, after the new file was written
-    /// aside and before it replaces the old one.
+    /// Points at which tests step in: `beforeLock` runs once, after the first read and before the lock is
+    /// taken; `beforeReplace` runs once per attempt, after the new file was written aside and before it
+    /// replaces the old one.
     struct Hooks {
+        std::function<void()> beforeLock;
         std::function<void(int attempt)> beforeReplace;
     };
 

@@ -15,8 +15,9 @@ using Segment = Database::DatabaseManager::TranscriptSegment;
 json parseJson(std::string_view text) {
     try {
         return json::parse(text.begin(), text.end());
-    } catch (const json::parse_error& e) {
-        // nlohmann's message carries the byte position, which is what a user needs to fix the file.
+    } catch (const json::exception& e) {
+        // A syntax error, or a number too large for a double (out_of_range). nlohmann's message carries the
+        // byte position, which is what a user needs to fix the file.
         std::string what = e.what();
         auto colon = what.find("] ");
         throw ImportError("The file is not valid JSON: " +

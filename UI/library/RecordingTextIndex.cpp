@@ -2,26 +2,135 @@
 
 #include "Support/Text.h"
 
+#include <algorithm>
+#include <cstring>
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
 namespace UI {
 
+namespace {
+
+// The first occurrence of `needle` (at least one byte) in [from, end), or null. A block of candidate starts
+// at a time is filtered on the needle's first and last bytes before any comparison: several times faster
+// than memmem on the short needles people type. 32-byte blocks where the processor has AVX2, 16-byte ones
+// (SSE2, every x86-64) otherwise.
+#if defined(__SSE2__)
+#define VELLMORA_BLOCK_SCAN(NAME, ATTRIBUTE, VECTOR, LOAD, SPLAT, EQUAL, AND, MASK, WIDTH)                   \
+    ATTRIBUTE const char* NAME(const char*& from, const char* end, std::string_view needle) {                \
+        const std::size_t k = needle.size();                                                                 \
+        const VECTOR first = SPLAT(needle.front());                                                          \
+        const VECTOR last = SPLAT(needle.back());                                                            \
+        for (; end - from >= static_cast<std::ptrdiff_t>(k - 1 + WIDTH); from += WIDTH) {                    \
+            const VECTOR starts = LOAD(reinterpret_cast<const VECTOR*>(from));                               \
+            const VECTOR ends = LOAD(reinterpret_cast<const VECTOR*>(from + k - 1));                         \
+            auto mask = static_cast<unsigned>(MASK(AND(EQUAL(starts, first), EQUAL(ends, last))));           \
+            while (mask != 0) {                                                                              \
+                const int bit = __builtin_ctz(mask);                                                         \
+                if (std::memcmp(from + bit + 1, needle.data() + 1, k - 2) == 0) {                            \
+                    return from + bit;                                                                       \
+                }                                                                                            \
+                mask &= mask - 1;                                                                            \
+            }                                                                                                \
+        }                                                                                                    \
+        return nullptr;                                                                                      \
+    }
+VELLMORA_BLOCK_SCAN(scan16, , __m128i, _mm_loadu_si128, _mm_set1_epi8, _mm_cmpeq_epi8, _mm_and_si128,
+                    _mm_movemask_epi8, 16)
+VELLMORA_BLOCK_SCAN(scan32, __attribute__((target("avx2"))), __m256i, _mm256_loadu_si256, _mm256_set1_epi8,
+                    _mm256_cmpeq_epi8, _mm256_and_si256, _mm256_movemask_epi8, 32)
+#undef VELLMORA_BLOCK_SCAN
+#endif
+
+const char* find(const char* from, const char* end, std::string_view needle) {
+    const std::size_t k = needle.size();
+    if (static_cast<std::size_t>(end - from) < k) {
+        return nullptr;
+    }
+#if defined(__SSE2__)
+    if (k >= 2) {
+        static const bool avx2 = __builtin_cpu_supports("avx2");
+        // Each stops where fewer than a block's candidates are left (`from` says where); memmem takes the
+        // rest.
+        if (const char* hit = avx2 ? scan32(from, end, needle) : scan16(from, end, needle)) {
+            return hit;
+        }
+    }
+#endif
+    return static_cast<const char*>(::memmem(from, static_cast<std::size_t>(end - from), needle.data(), k));
+}
+
+} // namespace
+
+void RecordingTextIndex::Column::clear() {
+    text.clear();
+    starts.assign(1, 0);
+}
+
+void RecordingTextIndex::Column::append(std::string_view key) {
+    text += key;
+    text.push_back('\0');
+    starts.push_back(text.size());
+}
+
+void RecordingTextIndex::Column::collect(std::string_view needle, std::vector<std::size_t>& out) const {
+    const char* const base = text.data();
+    const char* const end = base + text.size();
+    std::size_t from = 0;
+    while (from < text.size()) {
+        const char* hit = find(base + from, end, needle);
+        if (!hit) {
+            return;
+        }
+        const auto at = static_cast<std::size_t>(hit - base);
+        // The key holding the hit; a hit that runs past the key's end spans two keys and does not count.
+        const std::size_t key =
+            static_cast<std::size_t>(std::upper_bound(starts.begin(), starts.end(), at) - starts.begin()) - 1;
+        const std::size_t keyEnd = starts[key + 1] - 1; // before the key's NUL
+        if (at + needle.size() <= keyEnd) {
+            out.push_back(key);
+            from = starts[key + 1];
+        } else {
+            from = at + 1;
+        }
+    }
+}
+
 void RecordingTextIndex::rebuild(const std::vector<Database::DatabaseManager::Recording>& recordings) {
-    keys_.clear();
-    keys_.reserve(recordings.size());
+    titles_.clear();
+    notes_.clear();
+    titles_.starts.reserve(recordings.size() + 1);
+    notes_.starts.reserve(recordings.size() + 1);
     for (const auto& r : recordings) {
-        keys_.push_back(
-            {Support::Text::searchFolded(r.title), r.notes ? Support::Text::searchFolded(*r.notes) : ""});
+        titles_.append(Support::Text::searchFolded(r.title));
+        notes_.append(r.notes ? Support::Text::searchFolded(*r.notes) : std::string());
     }
 }
 
 std::vector<std::size_t> RecordingTextIndex::matching(const std::string& query, bool titlesOnly) const {
     const std::string needle = Support::Text::searchFolded(Support::Text::trimmed(query));
     std::vector<std::size_t> out;
-    for (std::size_t i = 0; i < keys_.size(); ++i) {
-        const auto& keys = keys_[i];
-        if (keys.title.find(needle) != std::string::npos ||
-            (!titlesOnly && !keys.notes.empty() && keys.notes.find(needle) != std::string::npos)) {
-            out.push_back(i);
+    if (needle.empty()) {
+        out.resize(size());
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            out[i] = i;
         }
+        return out;
+    }
+    // All keys sit end to end in one buffer per column, so a keystroke is one pass of memmem over each
+    // buffer rather than a search call per recording.
+    titles_.collect(needle, out);
+    if (titlesOnly) {
+        return out;
+    }
+    std::vector<std::size_t> inNotes;
+    notes_.collect(needle, inNotes);
+    if (!inNotes.empty()) {
+        std::vector<std::size_t> both;
+        both.reserve(out.size() + inNotes.size());
+        std::set_union(out.begin(), out.end(), inNotes.begin(), inNotes.end(), std::back_inserter(both));
+        out = std::move(both);
     }
     return out;
 }

@@ -6,6 +6,7 @@
 #include "Database/DatabaseManager.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace UI {
@@ -19,14 +20,20 @@ public:
     /// `titlesOnly`, whose notes do. `query` is trimmed and folded here; a blank query matches everything.
     std::vector<std::size_t> matching(const std::string& query, bool titlesOnly) const;
 
-    std::size_t size() const { return keys_.size(); }
+    std::size_t size() const { return titles_.starts.size() - 1; }
 
 private:
-    struct Keys {
-        std::string title;
-        std::string notes;
+    /// One folded key per recording, end to end, each followed by a NUL.
+    struct Column {
+        std::string text;
+        std::vector<std::size_t> starts{0}; // where each key starts, and one past the last
+        void clear();
+        void append(std::string_view key);
+        /// Appends, in order, the positions of the keys that contain `needle` (not empty).
+        void collect(std::string_view needle, std::vector<std::size_t>& out) const;
     };
-    std::vector<Keys> keys_;
+    Column titles_;
+    Column notes_;
 };
 
 } // namespace UI

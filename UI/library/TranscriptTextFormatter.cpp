@@ -31,44 +31,47 @@ bool isSpace(std::string_view s, std::size_t& pos) {
 }
 
 /// The words of `text` joined by single spaces, appended to `out`; returns whether any word was appended.
+/// Each word is appended whole.
 bool appendCollapsed(std::string_view text, std::string& out) {
     bool any = false;
-    bool pendingSpace = false;
     std::size_t pos = 0;
     while (pos < text.size()) {
         const std::size_t start = pos;
-        if (isSpace(text, pos)) {
-            pendingSpace = any;
-            continue;
+        std::size_t next = pos;
+        while (pos < text.size() && !isSpace(text, next)) {
+            pos = next;
         }
-        if (pendingSpace) {
-            out.push_back(' ');
-            pendingSpace = false;
+        if (pos > start) {
+            if (any) {
+                out.push_back(' ');
+            }
+            out.append(text.data() + start, pos - start);
+            any = true;
         }
-        out.append(text, start, pos - start);
-        any = true;
+        next = pos;
+        while (pos < text.size() && isSpace(text, next)) {
+            pos = next;
+        }
     }
     return any;
 }
 
-std::string label(const TranscriptTextFormatter::Segment& segment) {
+/// The speaker's name, or "You" / "Speaker" for an unnamed one; `scratch` holds a trimmed name.
+std::string_view label(const TranscriptTextFormatter::Segment& segment, std::string& scratch) {
     const std::string& speaker = segment.speaker;
     const bool plain = !speaker.empty() && static_cast<unsigned char>(speaker.front()) > ' ' &&
                        static_cast<unsigned char>(speaker.back()) > ' ' &&
                        static_cast<unsigned char>(speaker.front()) < 0x80 &&
                        static_cast<unsigned char>(speaker.back()) < 0x80;
-    std::string name = plain ? speaker : Support::Text::trimmed(speaker);
-    if (!name.empty()) {
-        return name;
+    if (plain) {
+        return speaker;
+    }
+    scratch = Support::Text::trimmed(speaker);
+    if (!scratch.empty()) {
+        return scratch;
     }
     return segment.isFromMicrophone ? "You" : "Speaker";
 }
-
-struct Entry {
-    std::string label;
-    double start;
-    std::string text;
-};
 
 } // namespace
 
@@ -101,9 +104,14 @@ std::vector<std::string> TranscriptTextFormatter::lines(const std::vector<Segmen
         std::stable_sort(order.begin(), order.end(), [&](auto a, auto b) { return key(a) < key(b); });
     }
 
-    std::vector<Entry> entries;
+    // A turn is built in one reused buffer (its label and time, then every following segment of the same
+    // speaker) and copied out once when the next turn starts. A segment without words leaves no trace (not
+    // even a break between turns).
+    std::vector<std::string> out;
+    std::string turn;
+    std::string currentLabel;
     std::string cleaned;
-    std::string text;
+    std::string scratch;
     for (auto index : order) {
         const auto& segment = segments[index];
         std::string_view raw = segment.text;
@@ -111,30 +119,31 @@ std::vector<std::string> TranscriptTextFormatter::lines(const std::vector<Segmen
             cleaned = specialTokens().replaceAll(raw, "");
             raw = cleaned;
         }
-        text.clear();
-        if (!appendCollapsed(raw, text)) {
+        const std::string_view name = label(segment, scratch);
+        const bool continues = !turn.empty() && name == currentLabel;
+        const std::size_t mark = turn.size();
+        if (continues) {
+            turn.push_back(' ');
+        } else {
+            turn += name;
+            turn += " (";
+            turn += timestamp(segment.startTime);
+            turn += "): ";
+        }
+        if (!appendCollapsed(raw, turn)) {
+            turn.resize(mark);
             continue;
         }
-        std::string name = label(segment);
-        if (!entries.empty() && entries.back().label == name) {
-            entries.back().text.push_back(' ');
-            entries.back().text += text;
-        } else {
-            entries.push_back({std::move(name), segment.startTime, text});
+        if (!continues) {
+            if (mark > 0) {
+                out.emplace_back(turn, 0, mark);
+                turn.erase(0, mark);
+            }
+            currentLabel.assign(name);
         }
     }
-
-    std::vector<std::string> out;
-    out.reserve(entries.size());
-    for (auto& entry : entries) {
-        std::string line;
-        line.reserve(entry.label.size() + entry.text.size() + 16);
-        line += entry.label;
-        line += " (";
-        line += timestamp(entry.start);
-        line += "): ";
-        line += entry.text;
-        out.push_back(std::move(line));
+    if (!turn.empty()) {
+        out.push_back(std::move(turn));
     }
     return out;
 }

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <sstream>
 
@@ -401,4 +402,39 @@ TEST(SqliteDatabase, ReadOnlyModeReadsButRefusesEveryWrite) {
                  DatabaseError);
     EXPECT_FALSE(std::filesystem::exists(dir.path / "missing.sqlite"));
     EXPECT_EQ(fileBytes(file), before);
+}
+
+TEST(SqliteDatabase, EachSingleFieldEditStoresItsValueAndReportsOnlyARecordingThatExists) {
+    SqliteDatabase db(":memory:");
+    auto id = db.insertRecording(makeRecording("r", 1000));
+    struct Edit {
+        const char* name;
+        std::function<void(Database::RecordingId)> apply;
+        std::function<bool(const DatabaseManager::Recording&)> stored;
+    };
+    const Edit edits[] = {
+        {"title", [&](auto r) { db.saveTitle(r, "Plan"); },
+         [](const auto& rec) { return rec.title == "Plan"; }},
+        {"summary", [&](auto r) { db.saveSummary(r, "Short"); },
+         [](const auto& rec) { return rec.summary == "Short"; }},
+        {"notes", [&](auto r) { db.saveNotes(r, "Bring slides"); },
+         [](const auto& rec) { return rec.notes == "Bring slides"; }},
+        {"video file", [&](auto r) { db.setVideoFile(r, std::filesystem::path("/v/r.mp4")); },
+         [](const auto& rec) { return rec.videoFileURL == std::filesystem::path("/v/r.mp4"); }},
+        {"favourite", [&](auto r) { db.setFavorite(r, true); },
+         [](const auto& rec) { return rec.isFavorite; }},
+    };
+    for (const auto& edit : edits) {
+        std::vector<DatabaseManager::Change> changes;
+        auto sub = db.changed.connect([&](const DatabaseManager::Change& c) { changes.push_back(c); });
+        edit.apply(id);
+        edit.apply(id + 1);
+        EXPECT_EQ(changes, (std::vector<DatabaseManager::Change>{{Kind::recordingUpdated, id}})) << edit.name;
+        auto stored = db.recording(id);
+        ASSERT_TRUE(stored) << edit.name;
+        EXPECT_TRUE(edit.stored(*stored)) << edit.name;
+    }
+    db.setAudioLeadTime(id, 1.5);
+    db.setAudioLeadTime(id + 1, 2.0);
+    EXPECT_EQ(db.audioLeadTimes({id, id + 1}).at(id), 1.5);
 }

@@ -177,6 +177,23 @@ TEST(Text, ValidatesAndSanitizesUTF8) {
     }
 }
 
+TEST(Text, FindsABadByteAnywhereInALongASCIIText) {
+    // Long texts are checked eight bytes at a time: the fault must be found at every offset, and a valid
+    // sequence split across two words must still pass.
+    const std::string ascii(40, 'a');
+    for (std::size_t at = 0; at <= ascii.size(); ++at) {
+        std::string bad = ascii;
+        bad.insert(at, "\xFF");
+        EXPECT_FALSE(isValidUTF8(bad)) << at;
+        std::string cut = ascii;
+        cut.insert(at, "\xE2\x82"); // a euro sign missing its last byte
+        EXPECT_FALSE(isValidUTF8(cut)) << at;
+        std::string good = ascii;
+        good.insert(at, "\xE2\x82\xAC");
+        EXPECT_TRUE(isValidUTF8(good)) << at;
+    }
+}
+
 TEST(Text, DecodesAndEncodesCodePoints) {
     std::string s = "a\xC3\xA9\xF0\x9F\x87\xAB\xFF";
     std::size_t pos = 0;

@@ -173,6 +173,55 @@ TEST(MCPConfigFileWriter, MergesAgainWhenTheAppSavesItsFileWhileWeWrite) {
     EXPECT_EQ(after["mcpServers"]["vellmora"]["command"], helper);
 }
 
+TEST(MCPConfigFileWriter, NoticesEveryWayTheAppCanSaveWhileWeWork) {
+    // The file is read once per edit, so a save after that read must be noticed however it is made,
+    // including one that keeps the size and puts the timestamps back; the merge and the backup then use
+    // what the app saved.
+    using Save = std::function<void(const fs::path& file, const std::string& text)>;
+    const std::pair<const char*, Save> saves[] = {
+        {"rewritten in place", [](const fs::path& file, const std::string& text) { writeFile(file, text); }},
+        {"replaced by a rename",
+         [](const fs::path& file, const std::string& text) {
+             writeFile(file.string() + ".app-tmp", text);
+             fs::rename(file.string() + ".app-tmp", file);
+         }},
+        {"same size with its times put back",
+         [](const fs::path& file, const std::string& text) {
+             struct stat before {};
+             ASSERT_EQ(::stat(file.c_str(), &before), 0);
+             writeFile(file, text);
+             const struct timespec times[] = {before.st_atim, before.st_mtim};
+             ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+         }},
+    };
+    const std::string original = "{\"theme\": \"dark1\"}", saved = "{\"theme\": \"dark2\"}";
+    for (const auto& [how, save] : saves) {
+        for (bool beforeLock : {true, false}) {
+            SCOPED_TRACE(std::string(how) + (beforeLock ? ", before the lock" : ", before the rename"));
+            TempFolder home;
+            auto file = home / "mcp.json";
+            writeFile(file, original);
+            MCPConfigFileWriter::Hooks hooks;
+            int saves = 0;
+            auto saveOnce = [&, save = save] {
+                if (saves++ == 0) {
+                    save(file, saved);
+                }
+            };
+            if (beforeLock) {
+                hooks.beforeLock = saveOnce;
+            } else {
+                hooks.beforeReplace = [&](int) { saveOnce(); };
+            }
+            add(file, helper, hooks);
+            auto after = json::parse(readFile(file));
+            EXPECT_EQ(after["theme"], "dark2");
+            EXPECT_EQ(after["mcpServers"]["vellmora"]["command"], helper);
+            EXPECT_EQ(readFile(MCPConfigFileWriter::backupPath(file)), beforeLock ? saved : original);
+        }
+    }
+}
+
 TEST(MCPConfigFileWriter, AFileThatKeepsChangingIsReportedNotOverwritten) {
     TempFolder home;
     auto file = home / "mcp.json";

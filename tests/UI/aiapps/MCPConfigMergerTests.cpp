@@ -219,3 +219,48 @@ TEST(MCPConfigMerger, KeepsNumbersBeyondTheRangeOfADouble) {
     }
     EXPECT_EQ(out.find("0.0"), std::string::npos);
 }
+
+TEST(MCPConfigMerger, KeepsTheExactTextOfStringsEndingInEscapesAsKeysAndAsValues) {
+    // Each literal's end is found after the parser has decoded it: a quote after an odd run of backslashes
+    // is inside the string, after an even run it closes it. Long literals cross the parser's 16-byte blocks.
+    const std::string padding(37, 'p');
+    const std::string literals[] = {
+        R"("a\\")",
+        R"("\\\\")",
+        R"("\"")",
+        R"("x\\\"y")",
+        R"("")",
+        "\"" + padding + R"(\\")",
+        "\"" + padding + R"(\"\\\"\u0041")",
+        R"("\u00e9\/\b\f\n\r\t")",
+    };
+    for (const auto& literal : literals) {
+        for (const std::string& doc : {"{" + literal + ": " + literal + ", \"n\": 1.50}",
+                                       "{\"list\": [" + literal + "," + literal + ",true,-2E3]}"}) {
+            SCOPED_TRACE(doc);
+            auto out = add(doc);
+            auto first = out.find(literal);
+            ASSERT_NE(first, std::string::npos) << out;
+            EXPECT_NE(out.find(literal, first + literal.size()), std::string::npos) << out;
+            auto before = json::parse(doc);
+            auto after = json::parse(out);
+            after.erase("mcpServers");
+            EXPECT_EQ(after, before);
+        }
+    }
+}
+
+TEST(MCPConfigMerger, RefusesEveryControlCharacterInAStringWhereverItFalls) {
+    // Found by fuzzing: the parser's vectorised string scan missed 0x1A to 0x1F, so such a file was accepted
+    // and then written out as JSON no reader accepts.
+    const std::string padding(40, 'p');
+    for (std::size_t at = 0; at <= padding.size(); ++at) {
+        for (char control : {'\x01', '\x19', '\x1a', '\x1f'}) {
+            std::string value = padding;
+            value.insert(at, 1, control);
+            EXPECT_EQ(refusal([&] { add("{\"a\": \"" + value + "\"}"); }), MCPConfigMergeError::malformed())
+                << at << " " << int(control);
+        }
+    }
+    EXPECT_NO_THROW(add("{\"a\":\t\"x\",\r\n\"b\": 1}"));
+}

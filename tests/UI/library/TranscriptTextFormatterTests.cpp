@@ -26,6 +26,10 @@ TEST(TranscriptTextFormatter, JoinsConsecutiveSegmentsOfOneSpeakerIntoOneLine) {
     EXPECT_EQ(TranscriptTextFormatter::lines(
                   {seg(1, "a", "Alice"), seg(2, "b", "Bob"), seg(3, "c", " Alice\n"), seg(4, "d", "Alice")}),
               (Lines{"Alice (0:01): a", "Bob (0:02): b", "Alice (0:03): c d"}));
+    // A segment without words does not end a turn, and a turn that starts with one takes the next time.
+    EXPECT_EQ(TranscriptTextFormatter::lines({seg(1, "a", "Alice"), seg(2, " <|en|> ", "Bob"),
+                                              seg(3, "b", "Alice"), seg(4, "\n", "Bob"), seg(5, "c", "Bob")}),
+              (Lines{"Alice (0:01): a b", "Bob (0:05): c"}));
 }
 
 TEST(TranscriptTextFormatter, SortsByStartKeepingStoredOrderOnTies) {
