@@ -25,7 +25,7 @@ if [[ -z "$data" ]]; then
     "$generator" --write-ics "$work/calendar/work.ics" >/dev/null
     data="$work/calendar"
 fi
-printf '{"calendar.sources": ["%s"]}\n' "$data" >"$work/config/defaults.json"
+printf '{"calendar.sources": ["%s"], "calendar.remindersEnabled": true}\n' "$data" >"$work/config/defaults.json"
 export VELLMORA_CONFIG_HOME="$work/config" VELLMORA_DATA_HOME="$work/data" VELLMORA_CACHE_HOME="$work/cache" \
     VELLMORA_STATE_HOME="$work/state" XDG_RUNTIME_DIR="$work/runtime" HOME="$work/home"
 unset DBUS_SESSION_BUS_ADDRESS DISPLAY

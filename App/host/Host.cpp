@@ -39,6 +39,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <malloc.h>
 #include <ostream>
 #include <unistd.h>
 
@@ -516,6 +517,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
     };
     SignalWatcher signals(loop, [&](int) { quit(); });
 
+    // A pass that read large calendars leaves freed memory in the worker threads' heaps; give it back, so
+    // the idle host stays small.
+    subscriptions += reminders.didPlan.connect([] { ::malloc_trim(0); });
     if (options_.quitWhenReady) {
         subscriptions += reminders.didPlan.connect([&] { quit(); });
     }

@@ -377,8 +377,12 @@ struct CurlHttpClient::Worker {
                 finish(easy,
                        HttpTransportError(HttpTransportError::Kind::timedOut, "The request timed out."));
             }
+            // With nothing in flight the thread sleeps until a request or stop wakes it (an idle host must
+            // not wake up five times a second); otherwise it checks the limits at least every 200 ms.
             const auto waitMs =
-                std::chrono::duration_cast<std::chrono::milliseconds>(nextDeadline - now).count();
+                active.empty()
+                    ? 3'600'000LL
+                    : std::chrono::duration_cast<std::chrono::milliseconds>(nextDeadline - now).count();
             curl_multi_poll(multi, nullptr, 0, static_cast<int>(std::max<long long>(1, waitMs)), nullptr);
         }
 
