@@ -1,5 +1,6 @@
 // The `ai`, `chat` and `markdown` commands, run in-process against temporary folders and a loopback
 // provider.
+#include "App/CommandLineRun.h"
 #include "Fakes/FakeAIProvider.h"
 
 #include "App/Cli.h"
@@ -30,21 +31,9 @@ struct CommandLine {
     }
     ~CommandLine() { std::filesystem::remove_all(home); }
 
-    struct Result {
-        int status;
-        std::string out;
-        std::string err;
-    };
+    using Result = CliTest::CommandResult;
     Result run(std::vector<std::string> args, const std::string& input = "") {
-        args.insert(args.begin(), "vellmora");
-        std::vector<char*> argv;
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        std::istringstream in(input);
-        std::ostringstream out, err;
-        const int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, out, err);
-        return {status, out.str(), err.str()};
+        return CliTest::runVellmora(std::move(args), input);
     }
 };
 

@@ -1,4 +1,5 @@
 #include "App/Cli.h"
+#include "App/CommandLineRun.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 
 #include <gtest/gtest.h>
@@ -10,11 +11,7 @@
 
 namespace {
 
-struct CommandResult {
-    int status;
-    std::string out;
-    std::string err;
-};
+using CliTest::CommandResult;
 
 struct LibraryCommands : ::testing::Test {
     std::filesystem::path dir;
@@ -29,17 +26,9 @@ struct LibraryCommands : ::testing::Test {
     ~LibraryCommands() override { std::filesystem::remove_all(dir); }
 
     CommandResult run(std::vector<std::string> args, const std::string& input = "") {
-        args.insert(args.begin(), "vellmora");
-        args.insert(args.begin() + 1,
+        args.insert(args.begin(),
                     {"--config-dir", (dir / "config").string(), "--data-dir", (dir / "data").string()});
-        std::vector<char*> argv;
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        std::istringstream in(input);
-        std::ostringstream out, err;
-        int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, out, err);
-        return {status, out.str(), err.str()};
+        return CliTest::runVellmora(std::move(args), input);
     }
 
     std::string writeFile(const std::string& name, const std::string& contents) {

@@ -1,4 +1,5 @@
 #include "App/Cli.h"
+#include "App/CommandLineRun.h"
 
 #include "UI/aiapps/MCPConfigFileWriter.h"
 
@@ -13,22 +14,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Run {
-    int status;
-    std::string out;
-    std::string err;
-};
+using Run = CliTest::CommandResult;
 
 Run vellmora(std::vector<std::string> args, const std::string& input = "") {
-    args.insert(args.begin(), "vellmora");
-    std::vector<char*> argv;
-    for (auto& a : args) {
-        argv.push_back(a.data());
-    }
-    std::istringstream in(input);
-    std::ostringstream out, err;
-    int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, out, err);
-    return {status, out.str(), err.str()};
+    return CliTest::runVellmora(std::move(args), input);
 }
 
 std::string slurp(const fs::path& p) {
@@ -105,8 +94,9 @@ TEST_F(McpCommands, ConnectAsksFirstAndDisconnectTakesTheEntryOut) {
     EXPECT_NE(vellmora({"mcp", "list"}).out.find("Cursor                connected"), std::string::npos);
 
     auto removed = vellmora({"mcp", "disconnect", "cursor", "--yes"});
-    EXPECT_TRUE(removed.out.ends_with("Removed Vellmora from Cursor's settings. Your original file is saved as "
-                                    "mcp.json.vellmora-backup in ~/.cursor.\n"))
+    EXPECT_TRUE(
+        removed.out.ends_with("Removed Vellmora from Cursor's settings. Your original file is saved as "
+                              "mcp.json.vellmora-backup in ~/.cursor.\n"))
         << removed.out; // the file was new when connecting, so its first backup is made now
 }
 

@@ -2,6 +2,7 @@
 // deletes (only screen videos older than the retention, never audio), the refusals in words, and the orphan
 // sweep of picture folders.
 #include "App/Cli.h"
+#include "App/CommandLineRun.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 
 #include <gtest/gtest.h>
@@ -16,11 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct CommandResult {
-    int status;
-    std::string out;
-    std::string err;
-};
+using CliTest::CommandResult;
 
 struct VideoCommands : ::testing::Test {
     fs::path dir;
@@ -59,16 +56,9 @@ struct VideoCommands : ::testing::Test {
     fs::path file(const std::string& name) const { return dir / "data" / "Recordings" / name; }
 
     CommandResult run(std::vector<std::string> args) {
-        args.insert(args.begin(), {"vellmora", "--config-dir", (dir / "config").string(), "--data-dir",
-                                   (dir / "data").string()});
-        std::vector<char*> argv;
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        std::istringstream in;
-        std::ostringstream out, err;
-        int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, out, err);
-        return {status, out.str(), err.str()};
+        args.insert(args.begin(),
+                    {"--config-dir", (dir / "config").string(), "--data-dir", (dir / "data").string()});
+        return CliTest::runVellmora(std::move(args));
     }
 };
 

@@ -1,4 +1,5 @@
 #include "App/Cli.h"
+#include "App/CommandLineRun.h"
 
 #include "Support/UserDefaults.h"
 
@@ -14,11 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Result {
-    int status;
-    std::string out;
-    std::string err;
-};
+using Result = CliTest::CommandResult;
 
 struct CalendarCommands : ::testing::Test {
     fs::path home;
@@ -31,17 +28,9 @@ struct CalendarCommands : ::testing::Test {
         fs::remove_all(home, ec);
     }
     Result run(std::vector<std::string> args, const std::string& input = "") {
-        args.insert(args.begin(), {"vellmora", "--config-dir", (home / "config").string(), "--cache-dir",
-                                   (home / "cache").string()});
-        std::vector<char*> argv;
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        std::istringstream in(input);
-        std::ostringstream out;
-        std::ostringstream err;
-        int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, out, err);
-        return {status, out.str(), err.str()};
+        args.insert(args.begin(),
+                    {"--config-dir", (home / "config").string(), "--cache-dir", (home / "cache").string()});
+        return CliTest::runVellmora(std::move(args), input);
     }
     void write(const fs::path& relative, const std::string& text) {
         fs::create_directories((home / relative).parent_path());

@@ -1,4 +1,5 @@
 #include "App/Cli.h"
+#include "App/CommandLineRun.h"
 
 #include "Support/Files.h"
 #include "Support/Time.h"
@@ -56,17 +57,10 @@ struct ReminderCommands : ::testing::Test {
         ::unsetenv("VELLMORA_CONFIG_HOME");
     }
     int run(std::vector<std::string> args) {
-        args.insert(args.begin(), "vellmora");
-        std::vector<char*> argv;
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        std::istringstream in;
-        std::ostringstream o, e;
-        int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, o, e);
-        out = o.str();
-        err = e.str();
-        return status;
+        auto result = CliTest::runVellmora(std::move(args));
+        out = result.out;
+        err = result.err;
+        return result.status;
     }
     std::string meetingsFile() const { return (folder / "meetings.json").string(); }
 };

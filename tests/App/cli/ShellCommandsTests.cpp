@@ -1,4 +1,5 @@
 // httplib.h must come before anything that pulls in X11 headers.
+#include "App/CommandLineRun.h"
 #include "Fakes/Httplib.h"
 
 #include "App/Cli.h"
@@ -11,11 +12,7 @@
 
 namespace {
 
-struct Result {
-    int status;
-    std::string out;
-    std::string err;
-};
+using Result = CliTest::CommandResult;
 
 class ShellCommandsTest : public testing::Test {
 protected:
@@ -31,15 +28,8 @@ protected:
     void TearDown() override { std::filesystem::remove_all(config); }
 
     Result run(std::vector<std::string> args, const std::string& input = "") {
-        args.insert(args.begin(), {"vellmora", "--config-dir", config.string()});
-        std::vector<char*> argv;
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        std::istringstream in(input);
-        std::ostringstream out, err;
-        int status = App::runCommandLine(static_cast<int>(argv.size()), argv.data(), in, out, err);
-        return {status, out.str(), err.str()};
+        args.insert(args.begin(), {"--config-dir", config.string()});
+        return CliTest::runVellmora(std::move(args), input);
     }
 };
 
