@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <chrono>
 #include <climits>
 #include <cstring>
@@ -102,6 +103,64 @@ std::int64_t dayOfValue(std::string_view value) {
     return daysFromCivil(num(0, 4), static_cast<unsigned>(m), static_cast<unsigned>(d));
 }
 
+/// Whole days (rounded up) of a DURATION value such as "PT30M", "P1DT2H" or "P2W", or unknownDay when it
+/// does not read as one. A negative duration counts as none.
+std::int64_t durationDaysOf(std::string_view value) {
+    bool negative = false;
+    if (!value.empty() && (value[0] == '+' || value[0] == '-')) {
+        negative = value[0] == '-';
+        value.remove_prefix(1);
+    }
+    if (value.empty() || value[0] != 'P') {
+        return unknownDay;
+    }
+    std::int64_t seconds = 0;
+    std::int64_t number = -1;
+    bool inTime = false;
+    for (char c : value.substr(1)) {
+        if (c >= '0' && c <= '9') {
+            number = (number < 0 ? 0 : number) * 10 + (c - '0');
+            if (number > 100'000'000) {
+                return unknownDay;
+            }
+            continue;
+        }
+        if (c == 'T' && number < 0 && !inTime) {
+            inTime = true;
+            continue;
+        }
+        std::int64_t unit = 0;
+        switch (inTime ? c : static_cast<char>(c | 0x80)) {
+        case 'H':
+            unit = 3600;
+            break;
+        case 'M':
+            unit = 60;
+            break;
+        case 'S':
+            unit = 1;
+            break;
+        case static_cast<char>('W' | 0x80):
+            unit = 7 * 86400;
+            break;
+        case static_cast<char>('D' | 0x80):
+            unit = 86400;
+            break;
+        default:
+            break;
+        }
+        if (unit == 0 || number < 0) {
+            return unknownDay;
+        }
+        seconds += number * unit;
+        number = -1;
+    }
+    if (number >= 0) {
+        return unknownDay;
+    }
+    return negative ? 0 : (seconds + 86399) / 86400;
+}
+
 struct EventBlock {
     std::size_t begin = 0;
     std::size_t end = 0;
@@ -109,6 +168,7 @@ struct EventBlock {
     std::int64_t endDay = unknownDay;
     std::int64_t untilDay = unknownDay;
     std::int64_t recurrenceDay = unknownDay;
+    std::int64_t durationDays = unknownDay;
     bool hasDuration = false;
     bool hasRule = false;
     bool hasRDate = false;
@@ -233,6 +293,7 @@ ScannedFile scan(std::string text) {
                 current.endDay = dayOfValue(valueOf(line));
             } else if (name == "DURATION") {
                 current.hasDuration = true;
+                current.durationDays = durationDaysOf(valueOf(line));
             } else if (name == "RRULE") {
                 current.hasRule = true;
                 auto value = valueOf(line);
@@ -263,15 +324,15 @@ ScannedFile scan(std::string text) {
 bool mayOverlap(const EventBlock& e, std::int64_t fromDay, std::int64_t toDay) {
     auto near = [&](std::int64_t day) { return day == unknownDay || (day >= fromDay && day <= toDay); };
     if (e.isOverride) {
-        // Needed when the original date is near (to hide that occurrence) or the new one is. An override that
-        // lasts for a DURATION is taken to last at most a week.
+        // Needed when the original date is near (to hide that occurrence) or the new one is.
         if (near(e.recurrenceDay) || near(e.startDay)) {
             return true;
         }
         if (e.endDay != unknownDay) {
             return e.startDay < fromDay && e.endDay >= fromDay;
         }
-        return e.hasDuration && e.startDay < fromDay && e.startDay >= fromDay - 7;
+        return e.hasDuration && e.startDay < fromDay &&
+               (e.durationDays == unknownDay || e.startDay + e.durationDays >= fromDay);
     }
     if (e.startDay == unknownDay) {
         return true;
@@ -282,10 +343,12 @@ bool mayOverlap(const EventBlock& e, std::int64_t fromDay, std::int64_t toDay) {
     if (e.hasRule || e.hasRDate) {
         return e.hasRDate || e.untilDay == unknownDay || e.untilDay >= fromDay;
     }
-    if (e.hasDuration) {
+    if (e.hasDuration && e.durationDays == unknownDay) {
         return true;
     }
-    std::int64_t last = e.endDay != unknownDay ? e.endDay : e.startDay;
+    std::int64_t last = e.hasDuration            ? e.startDay + e.durationDays
+                        : e.endDay != unknownDay ? e.endDay
+                                                 : e.startDay;
     return last >= fromDay;
 }
 
@@ -562,8 +625,20 @@ std::int64_t durationOf(icalcomponent* c, icaltimetype dtstart, std::int64_t sta
     return dtstart.is_date ? 86400 : 0;
 }
 
-void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std::string& calendarID,
-                const Range& range, const Context& ctx) {
+/// An occurrence found by the expansion: its times and the component (a master or an override) whose texts
+/// and people it shows.
+struct Occurrence {
+    icalcomponent* source = nullptr;
+    std::int64_t start = 0;
+    std::int64_t end = 0;
+    std::optional<std::int64_t> original;
+    bool allDay = false;
+};
+
+/// Every occurrence of the calendar's events within the range: overrides first (they hide occurrences of
+/// their series), then the series' occurrences. Reads only the events' timing properties and UIDs.
+std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, const Context& ctx) {
+    std::vector<Occurrence> out;
     std::vector<icalcomponent*> masters;
     std::vector<icalcomponent*> overrides;
     for (auto* c = icalcomponent_get_first_component(root, ICAL_VEVENT_COMPONENT); c;
@@ -572,27 +647,10 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
     }
     std::unordered_map<std::string, std::set<std::int64_t>> overridden;
 
-    // A master's template (its texts and people) is read only when an occurrence or an override needs it:
-    // most series of a large calendar have no occurrence in a short range.
-    std::unordered_map<std::string, icalcomponent*> seriesByUID; // the first master of each UID
-    std::unordered_map<icalcomponent*, EventTemplate> masterTemplates;
-    auto masterTemplate = [&](icalcomponent* c) -> const EventTemplate& {
-        auto found = masterTemplates.find(c);
-        if (found == masterTemplates.end()) {
-            found = masterTemplates.emplace(c, templateOf(c, ctx, nullptr)).first;
-        }
-        return found->second;
-    };
-    for (auto* c : masters) {
-        seriesByUID.emplace(textOf(icalcomponent_get_uid(c)).value_or(""), c);
-    }
-    // Overrides first (they hide occurrences of their series), then the series' occurrences.
     for (auto* c : overrides) {
         auto* ridProp = icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY);
         auto original = unixOf(timeOfProperty(ridProp, icalproperty_get_recurrenceid(ridProp), root), ctx);
         auto uid = textOf(icalcomponent_get_uid(c)).value_or("");
-        auto series = seriesByUID.find(uid);
-        auto t = templateOf(c, ctx, series == seriesByUID.end() ? nullptr : &masterTemplate(series->second));
         if (original) {
             overridden[uid].insert(*original);
         }
@@ -607,7 +665,7 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
         }
         auto end = *start + durationOf(c, dtstart, *start, ctx, root);
         if (range.overlaps(*start, end)) {
-            out.push_back(occurrence(t, calendarID, *start, end, original, dtstart.is_date != 0));
+            out.push_back({c, *start, end, original, dtstart.is_date != 0});
         }
     }
     for (auto* c : masters) {
@@ -627,8 +685,7 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
         auto* rdate = icalcomponent_get_first_property(c, ICAL_RDATE_PROPERTY);
         if (!rrule && !rdate) {
             if (range.overlaps(*start, *start + duration)) {
-                out.push_back(occurrence(masterTemplate(c), calendarID, *start, *start + duration,
-                                         std::nullopt, allDay));
+                out.push_back({c, *start, *start + duration, std::nullopt, allDay});
             }
             continue;
         }
@@ -658,8 +715,7 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
             }
             if (range.overlaps(occStart, occStart + occDuration) && count < maxOccurrencesPerSeries) {
                 ++count;
-                out.push_back(occurrence(masterTemplate(c), calendarID, occStart, occStart + occDuration,
-                                         occStart, allDay));
+                out.push_back({c, occStart, occStart + occDuration, occStart, allDay});
             }
         };
         for (auto* p = rrule; p; p = icalcomponent_get_next_property(c, ICAL_RRULE_PROPERTY)) {
@@ -713,42 +769,176 @@ void expandInto(std::vector<CalendarEvent>& out, icalcomponent* root, const std:
             emit(local, *occ, occDuration);
         }
     }
+    return out;
 }
 
-std::vector<CalendarEvent> occurrencesOf(const ScannedFile& file, const std::string& calendarID,
-                                         std::int64_t start, std::int64_t end, const std::string& timeZoneID,
-                                         const std::vector<std::string>& userEmails) {
-    std::int64_t fromDay = start / 86400 - 2;
-    std::int64_t toDay = end / 86400 + 2;
+/// Whether a property decides when an event occurs (the first pass reads only these).
+bool isTimingProperty(std::string_view name) {
+    static constexpr std::string_view names[] = {"UID",   "DTSTART", "DTEND",  "DURATION",
+                                                 "RRULE", "RDATE",   "EXDATE", "RECURRENCE-ID"};
+    return std::find(std::begin(names), std::end(names), name) != std::end(names);
+}
+
+/// An event block with only its timing lines (folded continuations included) and no nested components.
+std::string skeletonOf(std::string_view block) {
+    std::string out;
+    int depth = 0;
+    bool keep = false;
+    std::size_t pos = 0;
+    while (pos < block.size()) {
+        auto nl = block.find('\n', pos);
+        std::size_t next = nl == std::string_view::npos ? block.size() : nl + 1;
+        std::string_view line = block.substr(pos, next - pos);
+        pos = next;
+        if (line[0] != ' ' && line[0] != '\t') {
+            auto name = nameOf(line);
+            if (name == "BEGIN" || name == "END") {
+                depth += name == "BEGIN" ? 1 : -1;
+                keep = depth == (name == "BEGIN" ? 1 : 0);
+            } else {
+                keep = depth == 1 && isTimingProperty(name);
+            }
+        }
+        if (keep) {
+            out.append(line);
+        }
+    }
+    return out;
+}
+
+constexpr const char* blockMarker = "X-VELLMORA-BLOCK";
+
+/// Appends an event block with a first property naming its index among the candidates, so that a component
+/// of either pass can be traced back to its block.
+void appendMarked(std::string& out, std::string_view block, std::size_t index) {
+    // The marker goes after the BEGIN line and its folded continuations.
+    std::size_t cut = block.find('\n');
+    while (cut != std::string_view::npos && cut + 1 < block.size() &&
+           (block[cut + 1] == ' ' || block[cut + 1] == '\t')) {
+        cut = block.find('\n', cut + 1);
+    }
+    cut = cut == std::string_view::npos ? block.size() : cut + 1;
+    out.append(block.substr(0, cut));
+    if (out.back() != '\n') {
+        out += "\r\n";
+    }
+    out.append(blockMarker).append(":").append(std::to_string(index)).append("\r\n");
+    out.append(block.substr(cut));
+    if (out.back() != '\n') {
+        out += "\r\n";
+    }
+}
+
+/// The candidate index of a component: the first marker, which is ours (one the file carries comes later).
+std::optional<std::size_t> markerOf(icalcomponent* c) {
+    for (auto* p = icalcomponent_get_first_property(c, ICAL_X_PROPERTY); p;
+         p = icalcomponent_get_next_property(c, ICAL_X_PROPERTY)) {
+        const char* name = icalproperty_get_x_name(p);
+        if (name && std::strcmp(name, blockMarker) == 0) {
+            const char* value = icalproperty_get_x(p);
+            std::size_t index = 0;
+            auto length = value ? std::strlen(value) : 0;
+            auto [end, ec] = std::from_chars(value, value + length, index);
+            if (!value || ec != std::errc() || end != value + length) {
+                return std::nullopt;
+            }
+            return index;
+        }
+    }
+    return std::nullopt;
+}
+
+/// A calendar of the file's time zones and the chosen candidates, whole or as skeletons, each marked with
+/// its candidate index.
+std::string documentOf(const ScannedFile& file, const std::vector<const EventBlock*>& candidates,
+                       const std::vector<bool>& chosen, bool skeletons) {
     std::string text = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\n";
-    std::size_t candidates = 0;
     for (const auto& [b, e] : file.timezones) {
         text.append(file.text, b, e - b);
         if (text.back() != '\n') {
             text += "\r\n";
         }
     }
-    for (const auto& event : file.events) {
-        if (mayOverlap(event, fromDay, toDay)) {
-            ++candidates;
-            text.append(file.text, event.begin, event.end - event.begin);
-            if (text.back() != '\n') {
-                text += "\r\n";
-            }
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        if (!chosen[i]) {
+            continue;
         }
-    }
-    std::vector<CalendarEvent> out;
-    if (candidates == 0) {
-        return out;
+        auto block = std::string_view(file.text).substr(candidates[i]->begin,
+                                                        candidates[i]->end - candidates[i]->begin);
+        appendMarked(text, skeletons ? skeletonOf(block) : block, i);
     }
     text += "END:VCALENDAR\r\n";
+    return text;
+}
 
-    std::lock_guard lock(libicalMutex());
-    initLibical();
+ComponentPtr parsed(const std::string& text) {
     ComponentPtr root(icalparser_parse_string(text.c_str()));
     if (!root) {
         throw std::runtime_error("libical cannot read the file");
     }
+    return root;
+}
+
+/// The texts and people of the marked events of a calendar, by candidate index, for the indexes asked for.
+/// An override takes what it leaves out from the first master of its UID.
+std::unordered_map<std::size_t, EventTemplate>
+templatesOf(icalcomponent* root, const std::set<std::size_t>& wanted, const Context& ctx) {
+    std::unordered_map<std::string, icalcomponent*> seriesByUID;
+    std::vector<std::pair<std::size_t, icalcomponent*>> marked;
+    for (auto* c = icalcomponent_get_first_component(root, ICAL_VEVENT_COMPONENT); c;
+         c = icalcomponent_get_next_component(root, ICAL_VEVENT_COMPONENT)) {
+        if (!icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY)) {
+            seriesByUID.emplace(textOf(icalcomponent_get_uid(c)).value_or(""), c);
+        }
+        if (auto index = markerOf(c); index && wanted.count(*index)) {
+            marked.emplace_back(*index, c);
+        }
+    }
+    std::unordered_map<icalcomponent*, EventTemplate> masters;
+    auto masterTemplate = [&](icalcomponent* c) -> const EventTemplate& {
+        auto found = masters.find(c);
+        if (found == masters.end()) {
+            found = masters.emplace(c, templateOf(c, ctx, nullptr)).first;
+        }
+        return found->second;
+    };
+    std::unordered_map<std::size_t, EventTemplate> out;
+    for (auto [index, c] : marked) {
+        if (!icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY)) {
+            out.emplace(index, masterTemplate(c));
+            continue;
+        }
+        auto series = seriesByUID.find(textOf(icalcomponent_get_uid(c)).value_or(""));
+        out.emplace(
+            index,
+            templateOf(c, ctx, series == seriesByUID.end() ? nullptr : &masterTemplate(series->second)));
+    }
+    return out;
+}
+
+/// The occurrences of the file's events within [start, end), in two passes. The first expands the events near
+/// the range from their timing lines alone: a long-running series of a large calendar carries its whole
+/// invitation text, which would be most of libical's parsing time. The second parses whole only the events
+/// of the UIDs that occur (an override takes its series' texts) and gives each occurrence its texts and
+/// people.
+std::vector<CalendarEvent> occurrencesOf(const ScannedFile& file, const std::string& calendarID,
+                                         std::int64_t start, std::int64_t end, const std::string& timeZoneID,
+                                         const std::vector<std::string>& userEmails) {
+    std::int64_t fromDay = start / 86400 - 2;
+    std::int64_t toDay = end / 86400 + 2;
+    std::vector<const EventBlock*> candidates;
+    for (const auto& event : file.events) {
+        if (mayOverlap(event, fromDay, toDay)) {
+            candidates.push_back(&event);
+        }
+    }
+    std::vector<CalendarEvent> out;
+    if (candidates.empty()) {
+        return out;
+    }
+
+    std::lock_guard lock(libicalMutex());
+    initLibical();
     Context ctx;
     if (!timeZoneID.empty()) {
         ctx.userZone = icaltimezone_get_builtin_timezone(timeZoneID.c_str());
@@ -756,7 +946,45 @@ std::vector<CalendarEvent> occurrencesOf(const ScannedFile& file, const std::str
     for (const auto& email : userEmails) {
         ctx.userEmails.insert(lowerAscii(email));
     }
-    expandInto(out, root.get(), calendarID, Range{start, end}, ctx);
+
+    auto timings = parsed(documentOf(file, candidates, std::vector<bool>(candidates.size(), true), true));
+    auto occurrences = occurrencesIn(timings.get(), Range{start, end}, ctx);
+    if (occurrences.empty()) {
+        return out;
+    }
+    std::set<std::string> occurringUIDs;
+    std::set<std::size_t> sources;
+    for (const auto& o : occurrences) {
+        occurringUIDs.insert(textOf(icalcomponent_get_uid(o.source)).value_or(""));
+        if (auto index = markerOf(o.source)) {
+            sources.insert(*index);
+        }
+    }
+    std::vector<bool> chosen(candidates.size());
+    for (auto* c = icalcomponent_get_first_component(timings.get(), ICAL_VEVENT_COMPONENT); c;
+         c = icalcomponent_get_next_component(timings.get(), ICAL_VEVENT_COMPONENT)) {
+        auto index = markerOf(c);
+        if (index && *index < candidates.size() &&
+            occurringUIDs.count(textOf(icalcomponent_get_uid(c)).value_or(""))) {
+            chosen[*index] = true;
+        }
+    }
+    auto whole = parsed(documentOf(file, candidates, chosen, false));
+    auto templates = templatesOf(whole.get(), sources, ctx);
+    out.reserve(occurrences.size());
+    for (const auto& o : occurrences) {
+        auto index = markerOf(o.source);
+        auto t = index ? templates.find(*index) : templates.end();
+        if (t == templates.end()) {
+            // libical read the whole block differently from its timing lines: show the times at least.
+            log.warning("The texts of event {} cannot be read",
+                        textOf(icalcomponent_get_uid(o.source)).value_or(""));
+            out.push_back(occurrence(templateOf(o.source, ctx, nullptr), calendarID, o.start, o.end,
+                                     o.original, o.allDay));
+            continue;
+        }
+        out.push_back(occurrence(t->second, calendarID, o.start, o.end, o.original, o.allDay));
+    }
     return out;
 }
 

@@ -120,6 +120,72 @@ TEST(ICalendarStore, FindsAMovedOccurrenceWhoseOriginalDateIsOutsideTheRange) {
     EXPECT_EQ(early.size(), 2u); // the second day moved away
 }
 
+TEST(ICalendarStore, GivesEachOccurrenceTheTextsOfItsOwnEventOrOfItsSeries) {
+    std::string longNotes(20000, 'x');
+    auto text = calendar(
+        // A series with folded timing lines, a reminder alarm of its own, and long notes.
+        "BEGIN:VEVENT\r\nUID:series\r\nDTSTART:20261123T090000Z\r\nDTEND:20261123T09\r\n 3000Z\r\n"
+        "RRULE:FREQ=DAI\r\n LY;COUNT=5\r\nSUMMARY:Planning\r\nDESCRIPTION:" +
+        longNotes +
+        "\r\nATTENDEE;CN=Sam:mailto:sam@example.com\r\n"
+        "BEGIN:VALARM\r\nACTION:DISPLAY\r\nTRIGGER:-PT10M\r\nDURATION:P3D\r\nREPEAT:2\r\nEND:VALARM\r\n"
+        "END:VEVENT\r\n"
+        // Its 27 Nov occurrence moved to the afternoon with a title of its own: notes and people come from
+        // the series.
+        "BEGIN:VEVENT\r\nUID:series\r\nRECURRENCE-ID:20261127T090000Z\r\nDTSTART:20261127T150000Z\r\n"
+        "DTEND:20261127T153000Z\r\nSUMMARY:Planning (moved)\r\nEND:VEVENT\r\n"
+        // An event that carries a property named like the store's own bookkeeping.
+        "BEGIN:VEVENT\r\nUID:odd\r\nX-VELLMORA-BLOCK:0\r\nDTSTART:20261127T120000Z\r\nDURATION:PT1H\r\n"
+        "SUMMARY:Odd\r\nEND:VEVENT\r\n"
+        // Far away: its texts are never needed.
+        + simpleEvent("far", "20270601T090000Z", "DESCRIPTION:" + longNotes + "\r\n"));
+    auto events = occurrences(text, "2026-11-27T00:00:00Z", "2026-11-28T00:00:00Z");
+    std::vector<std::string> seen;
+    for (const auto& e : events) {
+        seen.push_back(iso(e.start) + " " + iso(e.end) + " " + e.calendarItemID + " " + e.title + " " +
+                       std::to_string(e.notes.value_or("").size()) + " " +
+                       std::to_string(e.attendees.size()));
+    }
+    EXPECT_EQ(seen, (std::vector<std::string>{
+                        "2026-11-27T12:00:00Z 2026-11-27T13:00:00Z odd Odd 0 0",
+                        "2026-11-27T15:00:00Z 2026-11-27T15:30:00Z series Planning (moved) 20000 1",
+                    }));
+    auto before = occurrences(text, "2026-11-26T00:00:00Z", "2026-11-27T00:00:00Z");
+    ASSERT_EQ(before.size(), 1u);
+    EXPECT_EQ(before[0].title, "Planning");
+    EXPECT_EQ(iso(before[0].end), "2026-11-26T09:30:00Z");
+    EXPECT_EQ(before[0].notes, longNotes);
+}
+
+TEST(ICalendarStore, FindsEventsThatBeganBeforeTheRangeByTheirDuration) {
+    struct Case {
+        const char* what;
+        std::string event;
+        bool found;
+    };
+    auto lasting = [](const char* duration) {
+        return "BEGIN:VEVENT\r\nUID:x\r\nDTSTART:20261117T090000Z\r\nDURATION:" + std::string(duration) +
+               "\r\nEND:VEVENT\r\n";
+    };
+    const std::vector<Case> cases = {
+        {"a two-week event from ten days before", lasting("P2W"), true},
+        {"days and hours", lasting("P9DT23H"), true},
+        {"hours only", lasting("PT240H"), true},
+        {"ending before the range", lasting("P9D"), false},
+        {"a negative duration", lasting("-P20D"), false},
+        {"a duration that does not read", lasting("P1Y"), false},
+        {"a moved occurrence that lasts ten days",
+         "BEGIN:VEVENT\r\nUID:x\r\nDTSTART:20260101T090000Z\r\nDURATION:PT1H\r\nRRULE:FREQ=YEARLY;COUNT=2\r\n"
+         "END:VEVENT\r\nBEGIN:VEVENT\r\nUID:x\r\nRECURRENCE-ID:20260101T090000Z\r\n"
+         "DTSTART:20261117T090000Z\r\nDURATION:P10D\r\nEND:VEVENT\r\n",
+         true},
+    };
+    for (const auto& c : cases) {
+        auto events = occurrences(calendar(c.event), "2026-11-27T00:00:00Z", "2026-11-28T00:00:00Z");
+        EXPECT_EQ(!events.empty(), c.found) << c.what;
+    }
+}
+
 TEST(ICalendarStore, ReadsUtcFloatingAndAllDayTimes) {
     auto text = calendar(
         simpleEvent("utc", "20261127T090000Z") + simpleEvent("floating", "20261127T090000") +
