@@ -9,7 +9,9 @@
 #include <libical/ical.h>
 #include <nlohmann/json.hpp>
 
+#include <fcntl.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -175,8 +177,27 @@ struct EventBlock {
     bool isOverride = false;
 };
 
+/// What tells whether a file still holds the content that was scanned.
+struct FileIdentity {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    std::int64_t modified = 0; // nanoseconds
+    bool operator==(const FileIdentity&) const = default;
+};
+
+FileIdentity identityOf(const struct stat& st) {
+    return {st.st_dev, st.st_ino, st.st_size,
+            static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec};
+}
+
 struct ScannedFile {
+    /// The whole text of a calendar given as text. A file on disk is not kept in memory (a large calendar
+    /// would stay resident for the life of the program): its text is dropped after the scan and the blocks
+    /// near an asked range are read again from `path`, as long as it is still the file scanned.
     std::string text;
+    std::optional<fs::path> path;
+    FileIdentity identity;
     std::vector<std::pair<std::size_t, std::size_t>> timezones;
     std::vector<EventBlock> events;
     std::string calendarName;
@@ -318,6 +339,97 @@ ScannedFile scan(std::string text) {
         throw std::runtime_error("no BEGIN:VCALENDAR: not an iCalendar file");
     }
     return file;
+}
+
+/// The whole content of an open file.
+std::string readAll(int fd, std::size_t sizeHint) {
+    std::string content(sizeHint, '\0');
+    std::size_t filled = 0;
+    for (;;) {
+        if (filled == content.size()) {
+            content.resize(content.size() + 64 * 1024);
+        }
+        auto n = ::read(fd, content.data() + filled, content.size() - filled);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0) {
+            throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
+        }
+        if (n == 0) {
+            break;
+        }
+        filled += static_cast<std::size_t>(n);
+    }
+    content.resize(filled);
+    return content;
+}
+
+struct FileDescriptor {
+    int fd;
+    explicit FileDescriptor(const fs::path& path) : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+        if (fd < 0) {
+            throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
+        }
+    }
+    ~FileDescriptor() { ::close(fd); }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    struct stat status() const {
+        struct stat st {};
+        if (::fstat(fd, &st) != 0) {
+            throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
+        }
+        return st;
+    }
+};
+
+/// Scans a calendar file; `keepText` keeps its whole text in memory instead of reading blocks again later.
+ScannedFile scanFile(const fs::path& path, bool keepText) {
+    FileDescriptor file(path);
+    auto st = file.status();
+    auto scanned = scan(readAll(file.fd, static_cast<std::size_t>(std::max<off_t>(0, st.st_size))));
+    scanned.path = path;
+    scanned.identity = identityOf(st);
+    if (!keepText) {
+        std::string().swap(scanned.text);
+    }
+    return scanned;
+}
+
+/// The bytes of the given ranges of a scanned file: from its text, or read again from its file. Nothing
+/// when the file is no longer the one scanned.
+std::optional<std::vector<std::string>>
+rangesOf(const ScannedFile& file, const std::vector<std::pair<std::size_t, std::size_t>>& ranges) {
+    std::vector<std::string> out;
+    out.reserve(ranges.size());
+    if (!file.path || !file.text.empty()) {
+        for (auto [b, e] : ranges) {
+            out.emplace_back(file.text, b, e - b);
+        }
+        return out;
+    }
+    FileDescriptor fd(*file.path);
+    if (identityOf(fd.status()) != file.identity) {
+        return std::nullopt;
+    }
+    for (auto [b, e] : ranges) {
+        std::string bytes(e - b, '\0');
+        std::size_t filled = 0;
+        while (filled < bytes.size()) {
+            auto n =
+                ::pread(fd.fd, bytes.data() + filled, bytes.size() - filled, static_cast<off_t>(b + filled));
+            if (n < 0 && errno == EINTR) {
+                continue;
+            }
+            if (n <= 0) {
+                return std::nullopt; // shortened since the scan
+            }
+            filled += static_cast<std::size_t>(n);
+        }
+        out.push_back(std::move(bytes));
+    }
+    return out;
 }
 
 /// Whether an event block can have an occurrence within [fromDay, toDay] (days, with a margin for zones).
@@ -848,24 +960,21 @@ std::optional<std::size_t> markerOf(icalcomponent* c) {
     return std::nullopt;
 }
 
-/// A calendar of the file's time zones and the chosen candidates, whole or as skeletons, each marked with
-/// its candidate index.
-std::string documentOf(const ScannedFile& file, const std::vector<const EventBlock*>& candidates,
+/// A calendar of the time zones and the chosen event blocks, whole or as skeletons, each marked with its
+/// index.
+std::string documentOf(const std::vector<std::string>& timezones, const std::vector<std::string>& blocks,
                        const std::vector<bool>& chosen, bool skeletons) {
     std::string text = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\n";
-    for (const auto& [b, e] : file.timezones) {
-        text.append(file.text, b, e - b);
+    for (const auto& zone : timezones) {
+        text.append(zone);
         if (text.back() != '\n') {
             text += "\r\n";
         }
     }
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-        if (!chosen[i]) {
-            continue;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        if (chosen[i]) {
+            appendMarked(text, skeletons ? skeletonOf(blocks[i]) : blocks[i], i);
         }
-        auto block = std::string_view(file.text).substr(candidates[i]->begin,
-                                                        candidates[i]->end - candidates[i]->begin);
-        appendMarked(text, skeletons ? skeletonOf(block) : block, i);
     }
     text += "END:VCALENDAR\r\n";
     return text;
@@ -926,16 +1035,28 @@ std::vector<CalendarEvent> occurrencesOf(const ScannedFile& file, const std::str
                                          const std::vector<std::string>& userEmails) {
     std::int64_t fromDay = start / 86400 - 2;
     std::int64_t toDay = end / 86400 + 2;
-    std::vector<const EventBlock*> candidates;
+    std::vector<std::pair<std::size_t, std::size_t>> ranges;
     for (const auto& event : file.events) {
         if (mayOverlap(event, fromDay, toDay)) {
-            candidates.push_back(&event);
+            ranges.emplace_back(event.begin, event.end);
         }
     }
     std::vector<CalendarEvent> out;
-    if (candidates.empty()) {
+    if (ranges.empty()) {
         return out;
     }
+    std::size_t candidates = ranges.size();
+    ranges.insert(ranges.end(), file.timezones.begin(), file.timezones.end());
+    auto bytes = rangesOf(file, ranges);
+    if (!bytes) {
+        // Changed since it was scanned (the watcher will have it scanned again): read it whole this once.
+        return occurrencesOf(scanFile(*file.path, true), calendarID, start, end, timeZoneID, userEmails);
+    }
+    std::vector<std::string> timezones(
+        std::make_move_iterator(bytes->begin() + static_cast<std::ptrdiff_t>(candidates)),
+        std::make_move_iterator(bytes->end()));
+    bytes->resize(candidates);
+    const auto& blocks = *bytes;
 
     std::lock_guard lock(libicalMutex());
     initLibical();
@@ -947,7 +1068,7 @@ std::vector<CalendarEvent> occurrencesOf(const ScannedFile& file, const std::str
         ctx.userEmails.insert(lowerAscii(email));
     }
 
-    auto timings = parsed(documentOf(file, candidates, std::vector<bool>(candidates.size(), true), true));
+    auto timings = parsed(documentOf(timezones, blocks, std::vector<bool>(candidates, true), true));
     auto occurrences = occurrencesIn(timings.get(), Range{start, end}, ctx);
     if (occurrences.empty()) {
         return out;
@@ -960,16 +1081,16 @@ std::vector<CalendarEvent> occurrencesOf(const ScannedFile& file, const std::str
             sources.insert(*index);
         }
     }
-    std::vector<bool> chosen(candidates.size());
+    std::vector<bool> chosen(candidates);
     for (auto* c = icalcomponent_get_first_component(timings.get(), ICAL_VEVENT_COMPONENT); c;
          c = icalcomponent_get_next_component(timings.get(), ICAL_VEVENT_COMPONENT)) {
         auto index = markerOf(c);
-        if (index && *index < candidates.size() &&
+        if (index && *index < candidates &&
             occurringUIDs.count(textOf(icalcomponent_get_uid(c)).value_or(""))) {
             chosen[*index] = true;
         }
     }
-    auto whole = parsed(documentOf(file, candidates, chosen, false));
+    auto whole = parsed(documentOf(timezones, blocks, chosen, false));
     auto templates = templatesOf(whole.get(), sources, ctx);
     out.reserve(occurrences.size());
     for (const auto& o : occurrences) {
@@ -1075,26 +1196,8 @@ std::string normalisedColor(std::string value) {
     return out;
 }
 
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    if (!in) {
-        throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
-    }
-    std::string content(static_cast<std::size_t>(in.tellg()), '\0');
-    in.seekg(0);
-    in.read(content.data(), static_cast<std::streamsize>(content.size()));
-    content.resize(static_cast<std::size_t>(in.gcount()));
-    return content;
-}
-
-struct FileStamp {
-    fs::file_time_type mtime;
-    std::uintmax_t size = 0;
-    bool operator==(const FileStamp&) const = default;
-};
-
 struct CachedFile {
-    FileStamp stamp;
+    FileIdentity identity;
     std::shared_ptr<const ScannedFile> scanned;
     std::string problem;
 };
@@ -1257,23 +1360,22 @@ struct ICalendarStore::Impl : std::enable_shared_from_this<Impl> {
 
     /// The scanned form of a file, re-read only when it changed. Sets `problem` when it cannot be read.
     std::shared_ptr<const ScannedFile> scannedFile(const fs::path& path, std::string& problem) const {
-        std::error_code ec;
-        FileStamp stamp{fs::last_write_time(path, ec), 0};
-        if (!ec) {
-            stamp.size = fs::file_size(path, ec);
-        }
-        if (ec) {
-            problem = path.string() + ": " + ec.message();
+        struct stat st {};
+        if (::stat(path.c_str(), &st) != 0) {
+            problem = path.string() + ": " + std::strerror(errno);
             return nullptr;
         }
+        auto identity = identityOf(st);
         auto it = fileCache.find(path);
-        if (it != fileCache.end() && it->second.stamp == stamp) {
+        if (it != fileCache.end() && it->second.identity == identity) {
             problem = it->second.problem;
             return it->second.scanned;
         }
-        CachedFile cached{stamp, nullptr, ""};
+        CachedFile cached{identity, nullptr, ""};
         try {
-            cached.scanned = std::make_shared<const ScannedFile>(scan(readFile(path)));
+            auto scanned = scanFile(path, false);
+            cached.identity = scanned.identity; // as read, should it have changed since the stat
+            cached.scanned = std::make_shared<const ScannedFile>(std::move(scanned));
         } catch (const std::exception& e) {
             cached.problem = path.filename().string() + ": " + e.what();
         }

@@ -322,6 +322,28 @@ TEST_F(ICalendarStoreFolders, ReadsVdirCalendarsWithTheirNamesColoursAndKinds) {
     EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 4u);
 }
 
+TEST_F(ICalendarStoreFolders, ReadsAFileThatChangedUnnoticedAsItIsNow) {
+    // The store keeps only an index of a file and reads the blocks near a range again when asked: a file
+    // rewritten without a change notification (a watch not yet set, a network folder) must not be read
+    // through the old index.
+    temp.write("cal.ics", calendar(simpleEvent("first", "20261127T090000Z")));
+    ICalendarStore store(options({(temp.path / "cal.ics").string()}));
+    auto range = [&] {
+        return wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {}));
+    };
+    auto before = range();
+    ASSERT_EQ(before.size(), 1u);
+    EXPECT_EQ(before[0].calendarItemID, "first");
+    temp.write("cal.ics", calendar(simpleEvent("an-event-with-a-longer-uid", "20261127T100000Z") +
+                                   simpleEvent("second", "20261127T110000Z")));
+    std::vector<std::string> uids;
+    for (const auto& e : range()) {
+        uids.push_back(e.calendarItemID);
+    }
+    std::sort(uids.begin(), uids.end());
+    EXPECT_EQ(uids, (std::vector<std::string>{"an-event-with-a-longer-uid", "second"}));
+}
+
 TEST_F(ICalendarStoreFolders, ABrokenFileMakesOnlyItsOwnCalendarUnreadableAndIsLoggedOnce) {
     Support::LogCapture logs;
     temp.write("good/a.ics", calendar(simpleEvent("a", "20261127T090000Z")));
