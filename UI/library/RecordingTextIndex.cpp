@@ -77,6 +77,8 @@ void RecordingTextIndex::Column::append(std::string_view key) {
 void RecordingTextIndex::Column::collect(std::string_view needle, std::vector<std::size_t>& out) const {
     const char* const base = text.data();
     const char* const end = base + text.size();
+    const std::size_t last = starts.size() - 1; // starts[last] is past every hit
+    std::size_t key = 0;                        // the key holding `from`
     std::size_t from = 0;
     while (from < text.size()) {
         const char* hit = find(base + from, end, needle);
@@ -84,9 +86,19 @@ void RecordingTextIndex::Column::collect(std::string_view needle, std::vector<st
             return;
         }
         const auto at = static_cast<std::size_t>(hit - base);
-        // The key holding the hit; a hit that runs past the key's end spans two keys and does not count.
-        const std::size_t key =
-            static_cast<std::size_t>(std::upper_bound(starts.begin(), starts.end(), at) - starts.begin()) - 1;
+        // The key holding the hit, found by galloping forward from the previous one: hits come in order,
+        // and a search over all the starts would miss the cache at every step once the scan has pushed
+        // them out. A hit that runs past the key's end spans two keys and does not count.
+        std::size_t step = 1;
+        while (key + step < last && starts[key + step] <= at) {
+            key += step;
+            step *= 2;
+        }
+        const auto bound = starts.begin() + static_cast<std::ptrdiff_t>(std::min(key + step, last));
+        key = static_cast<std::size_t>(
+                  std::upper_bound(starts.begin() + static_cast<std::ptrdiff_t>(key) + 1, bound, at) -
+                  starts.begin()) -
+              1;
         const std::size_t keyEnd = starts[key + 1] - 1; // before the key's NUL
         if (at + needle.size() <= keyEnd) {
             out.push_back(key);
