@@ -16,6 +16,7 @@
 #pragma once
 
 #include "Database/DatabaseManager.h"
+#include "Database/Sqlite/PassageRank.h"
 
 #include <filesystem>
 #include <memory>
@@ -114,6 +115,8 @@ private:
     Mode mode_ = Mode::readWrite;
     sqlite3* db_ = nullptr;
     std::recursive_mutex mutex_;
+    PassageRank passageRank_;
+    bool hasPassageRank_ = false;
 };
 
 } // namespace Database
