@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 
 namespace Database {
@@ -166,7 +167,19 @@ bool PassageRank::install(sqlite3* db) {
         log.warning("FTS5 ranking functions are not available; transcript search ranks with bm25()");
         return false;
     }
-    return api->xCreateFunction(api, "passage_rank", this, passageRankFunction, nullptr) == SQLITE_OK;
+    if (api->xCreateFunction(api, "passage_rank", this, passageRankFunction, nullptr) != SQLITE_OK) {
+        return false;
+    }
+    // Every change to a segment, by a statement or a cascade, makes its remembered length unknown again.
+    sqlite3_update_hook(
+        db,
+        [](void* rank, int, const char*, const char* table, sqlite3_int64 id) {
+            if (std::strcmp(table, "transcript_segments") == 0) {
+                static_cast<PassageRank*>(rank)->forget(id);
+            }
+        },
+        this);
+    return true;
 }
 
 void PassageRank::prepare(sqlite3* db) {

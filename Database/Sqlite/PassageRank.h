@@ -22,8 +22,9 @@ namespace Database {
 
 class PassageRank {
 public:
-    /// Registers `passage_rank` on `db` for this object's lifetime; false when the connection has no FTS5
-    /// (searches then rank with bm25()).
+    /// Registers `passage_rank` on `db` for this object's lifetime, and watches the connection's changes to
+    /// transcript_segments (its update hook); false when the connection has no FTS5 (searches then rank
+    /// with bm25()).
     bool install(sqlite3* db);
 
     /// Before a search on `db`: drops the lengths when another connection has changed the file, and loads

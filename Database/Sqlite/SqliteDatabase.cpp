@@ -8,7 +8,6 @@
 #include <sqlite3.h>
 
 #include <cctype>
-#include <cstring>
 #include <system_error>
 #include <unordered_map>
 
@@ -367,15 +366,6 @@ void SqliteDatabase::open(Options options) {
     // Up to 32 MiB of pages kept in memory instead of the default 2 MiB, for searches over large libraries.
     exec("PRAGMA cache_size = -32768");
     hasPassageRank_ = passageRank_.install(db_);
-    // Every change to a segment, ours or a cascade's, makes its remembered length unknown again.
-    sqlite3_update_hook(
-        db_,
-        [](void* rank, int, const char*, const char* table, sqlite3_int64 id) {
-            if (std::strcmp(table, "transcript_segments") == 0) {
-                static_cast<PassageRank*>(rank)->forget(id);
-            }
-        },
-        &passageRank_);
 
     // Reading the version touches only the header: a file that is not a database fails here, unwritten.
     const int version = userVersion();
