@@ -3,6 +3,7 @@
 #include "Support/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -63,24 +64,80 @@ const char* find(const char* from, const char* end, std::string_view needle) {
 
 } // namespace
 
+namespace {
+
+// Bytes of keys per group: small enough that a word found in a few recordings leaves most groups unread,
+// large enough that the signatures are a small part of the text.
+constexpr std::size_t groupBytes = 256;
+
+// The signature bit of two adjacent bytes.
+void addPair(std::array<std::uint64_t, 4>& signature, unsigned char a, unsigned char b) {
+    const unsigned bit = ((static_cast<unsigned>(a) << 8 | b) * 0x9E3779B1u) >> 24;
+    signature[bit >> 6] |= std::uint64_t{1} << (bit & 63);
+}
+
+} // namespace
+
 void RecordingTextIndex::Column::clear() {
     text.clear();
     starts.assign(1, 0);
+    signatures.clear();
+    groups.assign(1, 0);
+    open = {};
 }
 
 void RecordingTextIndex::Column::append(std::string_view key) {
     text += key;
     text.push_back('\0');
     starts.push_back(text.size());
+    for (std::size_t i = 1; i < key.size(); ++i) {
+        addPair(open, static_cast<unsigned char>(key[i - 1]), static_cast<unsigned char>(key[i]));
+    }
+    if (text.size() - starts[groups.back()] >= groupBytes) {
+        closeGroup();
+    }
+}
+
+void RecordingTextIndex::Column::closeGroup() {
+    const std::size_t keys = starts.size() - 1;
+    if (keys > groups.back()) {
+        signatures.push_back(open);
+        groups.push_back(keys);
+        open = {};
+    }
 }
 
 void RecordingTextIndex::Column::collect(std::string_view needle, std::vector<std::size_t>& out) const {
+    Signature wanted{};
+    for (std::size_t i = 1; i < needle.size(); ++i) {
+        addPair(wanted, static_cast<unsigned char>(needle[i - 1]), static_cast<unsigned char>(needle[i]));
+    }
+    auto mayHold = [&](std::size_t group) {
+        const Signature& has = signatures[group];
+        return (has[0] & wanted[0]) == wanted[0] && (has[1] & wanted[1]) == wanted[1] &&
+               (has[2] & wanted[2]) == wanted[2] && (has[3] & wanted[3]) == wanted[3];
+    };
+    // Runs of groups that may hold the needle are scanned as one stretch of text.
+    for (std::size_t group = 0; group < signatures.size();) {
+        if (!mayHold(group)) {
+            ++group;
+            continue;
+        }
+        std::size_t past = group + 1;
+        while (past < signatures.size() && mayHold(past)) {
+            ++past;
+        }
+        collectIn(starts[groups[group]], starts[groups[past]], groups[group], needle, out);
+        group = past;
+    }
+}
+
+void RecordingTextIndex::Column::collectIn(std::size_t from, std::size_t to, std::size_t key,
+                                           std::string_view needle, std::vector<std::size_t>& out) const {
     const char* const base = text.data();
-    const char* const end = base + text.size();
+    const char* const end = base + to;
     const std::size_t last = starts.size() - 1; // starts[last] is past every hit
-    std::size_t key = 0;                        // the key holding `from`
-    std::size_t from = 0;
-    while (from < text.size()) {
+    while (from < to) {
         const char* hit = find(base + from, end, needle);
         if (!hit) {
             return;
@@ -118,6 +175,8 @@ void RecordingTextIndex::rebuild(const std::vector<Database::DatabaseManager::Re
         titles_.append(Support::Text::searchFolded(r.title));
         notes_.append(r.notes ? Support::Text::searchFolded(*r.notes) : std::string());
     }
+    titles_.closeGroup();
+    notes_.closeGroup();
 }
 
 std::vector<std::size_t> RecordingTextIndex::matching(const std::string& query, bool titlesOnly) const {
