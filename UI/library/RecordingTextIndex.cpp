@@ -90,8 +90,14 @@ void RecordingTextIndex::Column::append(std::string_view key) {
     text += key;
     text.push_back('\0');
     starts.push_back(text.size());
+    // Into a local first: stores into the member could alias the key's bytes and force them to be re-read.
+    Signature pairs{};
+    const auto* bytes = reinterpret_cast<const unsigned char*>(key.data());
     for (std::size_t i = 1; i < key.size(); ++i) {
-        addPair(open, static_cast<unsigned char>(key[i - 1]), static_cast<unsigned char>(key[i]));
+        addPair(pairs, bytes[i - 1], bytes[i]);
+    }
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        open[i] |= pairs[i];
     }
     if (text.size() - starts[groups.back()] >= groupBytes) {
         closeGroup();
