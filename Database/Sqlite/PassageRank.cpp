@@ -238,7 +238,11 @@ void PassageRank::remember(std::int64_t id, std::uint32_t tokens) {
     }
     const auto at = static_cast<std::size_t>(id);
     if (at >= byId_.size()) {
-        byId_.resize(std::max(at + 1, byId_.size() + byId_.size() / 2), unknown);
+        try {
+            byId_.resize(std::max(at + 1, byId_.size() + byId_.size() / 2), unknown);
+        } catch (const std::bad_alloc&) {
+            return; // called from SQLite: the length is simply looked up again next time
+        }
     }
     byId_[at] = static_cast<std::uint16_t>(tokens);
 }

@@ -1,6 +1,6 @@
 // The ranking of transcript matches: FTS5's bm25 (same constants, same scores), but with each segment's
 // length in tokens read from memory. bm25() looks the length up in the index for every matching row, which
-// made ranking a common word cost over twenty times the match itself.
+// was most of the time of a search for a common word.
 //
 // SQL: `passage_rank(segments_fts)` in a query over segments_fts; lower is better, like bm25().
 //

@@ -285,6 +285,7 @@ SqliteDatabase::SqliteDatabase(const std::filesystem::path& path, Options option
     : path_(path), mode_(options.mode) {
     try {
         open(options);
+        hasPassageRank_ = passageRank_.install(db_);
     } catch (...) {
         sqlite3_close_v2(db_);
         db_ = nullptr;
@@ -365,7 +366,6 @@ void SqliteDatabase::open(Options options) {
     sqlite3_busy_timeout(db_, 5000);
     // Up to 32 MiB of pages kept in memory instead of the default 2 MiB, for searches over large libraries.
     exec("PRAGMA cache_size = -32768");
-    hasPassageRank_ = passageRank_.install(db_);
 
     // Reading the version touches only the header: a file that is not a database fails here, unwritten.
     const int version = userVersion();
@@ -965,15 +965,13 @@ std::vector<DatabaseManager::TranscriptMatch> SqliteDatabase::searchTranscripts(
     if (hasPassageRank_) {
         passageRank_.prepare(db_);
     }
-    auto s = prepare(hasPassageRank_
-                         ? "SELECT s.recording_id, s.id, s.start_time, s.text, s.speaker, f.score FROM "
-                           "(SELECT rowid, passage_rank(segments_fts) AS score FROM segments_fts "
-                           "WHERE segments_fts MATCH ? ORDER BY score, rowid LIMIT ?) f "
-                           "JOIN transcript_segments s ON s.id = f.rowid ORDER BY f.score, s.id"
-                         : "SELECT s.recording_id, s.id, s.start_time, s.text, s.speaker, f.score FROM "
-                           "(SELECT rowid, bm25(segments_fts) AS score FROM segments_fts "
-                           "WHERE segments_fts MATCH ? ORDER BY score, rowid LIMIT ?) f "
-                           "JOIN transcript_segments s ON s.id = f.rowid ORDER BY f.score, s.id");
+    const std::string sql =
+        fmt::format("SELECT s.recording_id, s.id, s.start_time, s.text, s.speaker, f.score FROM "
+                    "(SELECT rowid, {}(segments_fts) AS score FROM segments_fts WHERE segments_fts MATCH ? "
+                    "ORDER BY score, rowid LIMIT ?) f "
+                    "JOIN transcript_segments s ON s.id = f.rowid ORDER BY f.score, s.id",
+                    hasPassageRank_ ? "passage_rank" : "bm25");
+    auto s = prepare(sql.c_str());
     s.bind(1, match).bind(2, limit);
     while (s.step()) {
         out.push_back({s.int64(0), s.int64(1), s.real(2), s.text(3), s.text(4), s.real(5)});
