@@ -62,10 +62,6 @@ const char* find(const char* from, const char* end, std::string_view needle) {
     return static_cast<const char*>(::memmem(from, static_cast<std::size_t>(end - from), needle.data(), k));
 }
 
-} // namespace
-
-namespace {
-
 // Bytes of keys per group: small enough that a word found in a few recordings leaves most groups unread,
 // large enough that the signatures are a small part of the text.
 constexpr std::size_t groupBytes = 256;
