@@ -9,8 +9,10 @@
 #endif
 #include <rapidjson/reader.h>
 
+#include <cstdint>
 #include <cstring>
-#include <deque>
+#include <map>
+#include <memory>
 
 namespace UI {
 
@@ -34,30 +36,6 @@ namespace {
 
 constexpr int maximumDepth = 512;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
-// A JSON document that remembers the text of every scalar and key exactly as the file wrote it, so that
-// writing it back changes nothing we did not touch. Scalars and keys are views into the file's bytes (or
-// into `owned` for the values we add).
-struct Member;
-struct Node {
-    enum class Kind : unsigned char { scalar, object, array };
-    Kind kind = Kind::scalar;
-    std::string_view raw; // a scalar's text: "a\u0020b", 1.10, true, null
-    std::vector<Member> members;
-    std::vector<Node> items;
-
-    static Node object();
-};
-struct Member {
-    std::string_view rawKey; // with its quotes and escapes
-    Node value;
-};
-
-Node Node::object() {
-    Node n;
-    n.kind = Kind::object;
-    return n;
-}
 
 // The text of a JSON string literal that the parser has already validated.
 std::string decodeString(std::string_view raw) {
@@ -126,17 +104,60 @@ bool keyEquals(std::string_view rawKey, std::string_view key) {
     return decodeString(rawKey) == key;
 }
 
-/// The last member named `key`, or null.
-Node* lastMember(Node& object, std::string_view key) {
-    for (auto it = object.members.rbegin(); it != object.members.rend(); ++it) {
-        if (keyEquals(it->rawKey, key)) {
-            return &it->value;
+// A JSON document as a flat list of its tokens, each remembering its text exactly as the file wrote it, so
+// that writing it back changes nothing we did not touch. A container's opening token knows where it ends,
+// so whole values can be skipped without looking inside them.
+struct Token {
+    enum class Kind : unsigned char { scalar, key, objectStart, arrayStart, objectEnd, arrayEnd };
+    size_t start = 0;    // where a scalar's or key's text begins: "a\u0020b", 1.10, true, null
+    uint32_t length = 0; // a scalar's or key's text length; an opening token's matching end token
+    Kind kind = Kind::scalar;
+    bool patched = false; // the edit changes something here (see `Edit`)
+
+    bool opens() const { return kind == Kind::objectStart || kind == Kind::arrayStart; }
+};
+
+struct Document {
+    std::string_view text; // the file without its byte-order mark
+    std::vector<Token> tokens;
+
+    std::string_view raw(size_t i) const { return text.substr(tokens[i].start, tokens[i].length); }
+    size_t end(size_t i) const { return tokens[i].length; }
+    /// The index just past the value at `i`.
+    size_t after(size_t i) const { return tokens[i].opens() ? end(i) + 1 : i + 1; }
+    bool isObject(size_t i) const { return tokens[i].kind == Token::Kind::objectStart; }
+    bool isString(size_t i) const { return tokens[i].kind == Token::Kind::scalar && isStringToken(raw(i)); }
+    /// Calls `f(keyIndex)` for every member of the object at `object`, in order.
+    template <typename F> void forEachMember(size_t object, F&& f) const {
+        for (size_t k = object + 1; k < end(object); k = after(k + 1)) {
+            f(k);
         }
     }
-    return nullptr;
-}
+    /// The key index of the last member named `key`, or nothing.
+    std::optional<size_t> lastMember(size_t object, std::string_view key) const {
+        std::optional<size_t> found;
+        forEachMember(object, [&](size_t k) {
+            if (keyEquals(raw(k), key)) {
+                found = k;
+            }
+        });
+        return found;
+    }
+};
 
-// Builds the document from the parser's events. The parser hands decoded strings, so the exact text is cut
+// A value we write ourselves: a string literal or an object of such values.
+struct NewMember;
+struct NewValue {
+    std::string raw; // a scalar's literal
+    std::vector<NewMember> members;
+    bool object = false;
+};
+struct NewMember {
+    std::string rawKey;
+    NewValue value;
+};
+
+// Builds the token list from the parser's events. The parser hands decoded strings, so the exact text is cut
 // from the input instead. The parser decodes in place in a copy of the input at `base` (same offsets), and
 // while it reads a string or a number its stream is a private copy, so `stream` only stands right after the
 // token for the other events:
@@ -144,41 +165,41 @@ Node* lastMember(Node& object, std::string_view key) {
 // - a number's text starts where the parser hands it over, raw;
 // - any other token starts at the first byte after the previous token that is not a blank or a separator,
 //   and ends where the parser stands when it reports the token.
-class DocumentBuilder {
+class TokenListBuilder {
 public:
-    DocumentBuilder(std::string_view text, const char* base, rapidjson::InsituStringStream& stream)
-        : text_(text), base_(base), stream_(stream) {}
+    TokenListBuilder(std::string_view text, const char* base, rapidjson::InsituStringStream& stream,
+                     std::vector<Token>& tokens)
+        : text_(text), base_(base), stream_(stream), tokens_(tokens) {}
 
-    bool Null() { return scalar(token()); }
-    bool Bool(bool) { return scalar(token()); }
-    bool Int(int) { return scalar(token()); }
-    bool Uint(unsigned) { return scalar(token()); }
-    bool Int64(int64_t) { return scalar(token()); }
-    bool Uint64(uint64_t) { return scalar(token()); }
-    bool Double(double) { return scalar(token()); }
+    bool Null() { return token(); }
+    bool Bool(bool) { return token(); }
+    bool Int(int) { return token(); }
+    bool Uint(unsigned) { return token(); }
+    bool Int64(int64_t) { return token(); }
+    bool Uint64(uint64_t) { return token(); }
+    bool Double(double) { return token(); }
     bool RawNumber(const char* str, rapidjson::SizeType length, bool) {
-        return scalar(cut(static_cast<size_t>(str - base_), length));
+        return cut(Token::Kind::scalar, static_cast<size_t>(str - base_), length);
     }
-    bool String(const char* str, rapidjson::SizeType, bool) { return scalar(stringToken(str)); }
-    bool Key(const char* str, rapidjson::SizeType, bool) {
-        stack_.back()->members.push_back(Member{stringToken(str), Node{}});
-        return true;
-    }
-    bool StartObject() { return open(Node::Kind::object); }
-    bool StartArray() { return open(Node::Kind::array); }
-    bool EndObject(rapidjson::SizeType) { return close(); }
-    bool EndArray(rapidjson::SizeType) { return close(); }
-
-    Node root;
+    bool String(const char* str, rapidjson::SizeType, bool) { return stringToken(Token::Kind::scalar, str); }
+    bool Key(const char* str, rapidjson::SizeType, bool) { return stringToken(Token::Kind::key, str); }
+    bool StartObject() { return open(Token::Kind::objectStart); }
+    bool StartArray() { return open(Token::Kind::arrayStart); }
+    bool EndObject(rapidjson::SizeType) { return close(Token::Kind::objectEnd); }
+    bool EndArray(rapidjson::SizeType) { return close(Token::Kind::arrayEnd); }
 
 private:
-    std::string_view cut(size_t start, size_t length) {
+    bool cut(Token::Kind kind, size_t start, size_t length) {
         last_ = start + length;
-        return text_.substr(start, length);
+        Token& t = tokens_.emplace_back();
+        t.kind = kind;
+        t.start = start;
+        t.length = static_cast<uint32_t>(length);
+        return true;
     }
     /// The string literal whose decoded text the parser placed at `str`. The parser has checked it, so its
     /// closing quote is the first quote after it not escaped by an odd run of backslashes.
-    std::string_view stringToken(const char* str) {
+    bool stringToken(Token::Kind kind, const char* str) {
         const size_t start = static_cast<size_t>(str - base_) - 1;
         size_t at = start + 1;
         for (;;) {
@@ -190,12 +211,12 @@ private:
                 ++backslashes;
             }
             if (backslashes % 2 == 0) {
-                return cut(start, position + 1 - start);
+                return cut(kind, start, position + 1 - start);
             }
             at = position + 1;
         }
     }
-    std::string_view token() {
+    bool token() {
         size_t end = stream_.Tell();
         size_t start = last_;
         while (start < end) {
@@ -205,47 +226,31 @@ private:
             }
             ++start;
         }
-        last_ = end;
-        return text_.substr(start, end - start);
+        return cut(Token::Kind::scalar, start, end - start);
     }
-    Node& place() {
-        if (stack_.empty()) {
-            return root;
-        }
-        Node& parent = *stack_.back();
-        if (parent.kind == Node::Kind::object) {
-            return parent.members.back().value;
-        }
-        parent.items.emplace_back();
-        return parent.items.back();
-    }
-    bool scalar(std::string_view raw) {
-        Node& n = place();
-        n.kind = Node::Kind::scalar;
-        n.raw = raw;
-        return true;
-    }
-    bool open(Node::Kind kind) {
-        if (stack_.size() >= maximumDepth) {
+    bool open(Token::Kind kind) {
+        if (open_.size() >= maximumDepth) {
             return false;
         }
         last_ = stream_.Tell();
-        Node& n = place();
-        n.kind = kind;
-        stack_.push_back(&n);
+        open_.push_back(tokens_.size());
+        tokens_.emplace_back().kind = kind;
         return true;
     }
-    bool close() {
+    bool close(Token::Kind kind) {
         last_ = stream_.Tell();
-        stack_.pop_back();
+        tokens_[open_.back()].length = static_cast<uint32_t>(tokens_.size());
+        open_.pop_back();
+        tokens_.emplace_back().kind = kind;
         return true;
     }
 
     std::string_view text_;
     const char* base_;
     rapidjson::InsituStringStream& stream_;
+    std::vector<Token>& tokens_;
     size_t last_ = 0;
-    std::vector<Node*> stack_;
+    std::vector<size_t> open_; // the opening tokens of the containers we are in
 };
 
 bool isBlankByte(char c) {
@@ -314,7 +319,7 @@ void patchHugeNumber(std::string& text, size_t start) {
 }
 
 struct Parsed {
-    Node root;
+    Document document;
     Layout layout;
 };
 
@@ -322,7 +327,11 @@ struct Parsed {
 Parsed parse(std::optional<std::string_view> data) {
     Parsed parsed;
     if (!data || MCPConfigMerger::isBlank(*data)) {
-        parsed.root = Node::object();
+        parsed.document.text = "{}";
+        parsed.document.tokens.resize(2);
+        parsed.document.tokens[0].kind = Token::Kind::objectStart;
+        parsed.document.tokens[0].length = 1;
+        parsed.document.tokens[1].kind = Token::Kind::objectEnd;
         return parsed;
     }
     std::string_view text = *data;
@@ -347,18 +356,20 @@ Parsed parse(std::optional<std::string_view> data) {
     }
     // The parser refuses numbers beyond a double's range (1E+400, a 400-digit integer) even when it hands
     // numbers over as text. They are valid JSON, so such a number is parsed as a zero of the same length in
-    // a patched copy; the document still takes its text from the original.
+    // a patched copy; the tokens still take their text from the original.
     std::string patched;
     std::string_view parsedText = text;
     // The parser decodes strings in place (much faster than into its own stack), so it works on a copy.
     // The copy ends in blocks of NULs: the vectorised scans read whole aligned 16-byte blocks.
-    std::string buffer;
+    std::unique_ptr<char[]> buffer(new char[text.size() + 32]);
+    std::vector<Token>& tokens = parsed.document.tokens;
+    tokens.reserve(text.size() / 24 + 16);
     for (int patches = 0;; ++patches) {
-        buffer.reserve(parsedText.size() + 32);
-        buffer.assign(parsedText);
-        buffer.append(32, '\0');
-        rapidjson::InsituStringStream stream(buffer.data());
-        DocumentBuilder builder(text, buffer.data(), stream);
+        std::memcpy(buffer.get(), parsedText.data(), parsedText.size());
+        std::memset(buffer.get() + parsedText.size(), 0, 32);
+        tokens.clear();
+        rapidjson::InsituStringStream stream(buffer.get());
+        TokenListBuilder builder(text, buffer.get(), stream, tokens);
         rapidjson::Reader reader;
         constexpr unsigned flags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag |
                                    rapidjson::kParseStopWhenDoneFlag;
@@ -381,60 +392,45 @@ Parsed parse(std::optional<std::string_view> data) {
                 throw MCPConfigMergeError::malformed();
             }
         }
-        if (builder.root.kind != Node::Kind::object) {
+        if (!parsed.document.isObject(0)) {
             throw MCPConfigMergeError::unexpectedShape("top level");
         }
-        parsed.root = std::move(builder.root);
         break;
     }
+    parsed.document.text = text;
     parsed.layout = layoutOf(*data);
     return parsed;
 }
 
+// What adding or removing changes in a document; everything else is written as it was.
+struct Edit {
+    struct Patch {
+        bool drop = false;               // a member's key: leave the member out
+        std::optional<NewValue> value;   // a value: write this one instead
+        std::vector<NewMember> appended; // an object's end: members added last
+    };
+    std::map<size_t, Patch> patches; // by token index
+
+    Patch& at(Document& document, size_t i) {
+        document.tokens[i].patched = true;
+        return patches[i];
+    }
+    const Patch* find(size_t i) const {
+        auto it = patches.find(i);
+        return it == patches.end() ? nullptr : &it->second;
+    }
+};
+
+// Writes the document pretty-printed in the file's layout, with the edit applied.
 class Printer {
 public:
-    explicit Printer(const Layout& layout, size_t sizeHint) : layout_(layout) {
-        out_.reserve(sizeHint + sizeHint / 4 + 256);
+    Printer(const Document& document, const Edit& edit, const Layout& layout)
+        : document_(document), edit_(edit), layout_(layout) {
+        out_.reserve(document.text.size() + document.text.size() / 4 + 256);
         out_ += layout.bom;
     }
-    void print(const Node& node, int depth) {
-        switch (node.kind) {
-        case Node::Kind::scalar:
-            out_ += node.raw;
-            return;
-        case Node::Kind::object:
-            if (node.members.empty()) {
-                out_ += "{}";
-                return;
-            }
-            out_ += '{';
-            for (size_t i = 0; i < node.members.size(); ++i) {
-                out_ += i == 0 ? "" : ",";
-                lineStart(depth + 1);
-                out_ += node.members[i].rawKey;
-                out_ += ": ";
-                print(node.members[i].value, depth + 1);
-            }
-            lineStart(depth);
-            out_ += '}';
-            return;
-        case Node::Kind::array:
-            if (node.items.empty()) {
-                out_ += "[]";
-                return;
-            }
-            out_ += '[';
-            for (size_t i = 0; i < node.items.size(); ++i) {
-                out_ += i == 0 ? "" : ",";
-                lineStart(depth + 1);
-                print(node.items[i], depth + 1);
-            }
-            lineStart(depth);
-            out_ += ']';
-            return;
-        }
-    }
-    std::string finish() {
+    std::string print() && {
+        value(0, 0);
         if (layout_.finalNewline) {
             out_ += layout_.newline;
         }
@@ -442,6 +438,79 @@ public:
     }
 
 private:
+    /// Writes the value at `i`; returns the index just past it.
+    size_t value(size_t i, int depth) {
+        const Token& t = document_.tokens[i];
+        if (t.patched) {
+            if (const auto* patch = edit_.find(i); patch && patch->value) {
+                newValue(*patch->value, depth);
+                return document_.after(i);
+            }
+        }
+        if (!t.opens()) {
+            out_ += document_.raw(i);
+            return i + 1;
+        }
+        const bool object = t.kind == Token::Kind::objectStart;
+        const size_t end = document_.end(i);
+        out_ += object ? '{' : '[';
+        bool any = false;
+        for (size_t k = i + 1; k < end;) {
+            if (object) {
+                if (document_.tokens[k].patched) {
+                    if (const auto* patch = edit_.find(k); patch && patch->drop) {
+                        k = document_.after(k + 1);
+                        continue;
+                    }
+                }
+                nextItem(any, depth + 1);
+                out_ += document_.raw(k);
+                out_ += ": ";
+                k = value(k + 1, depth + 1);
+            } else {
+                nextItem(any, depth + 1);
+                k = value(k, depth + 1);
+            }
+        }
+        if (document_.tokens[end].patched) {
+            if (const auto* patch = edit_.find(end)) {
+                members(patch->appended, any, depth);
+            }
+        }
+        if (any) {
+            lineStart(depth);
+        }
+        out_ += object ? '}' : ']';
+        return end + 1;
+    }
+    void newValue(const NewValue& v, int depth) {
+        if (!v.object) {
+            out_ += v.raw;
+            return;
+        }
+        out_ += '{';
+        bool any = false;
+        members(v.members, any, depth);
+        if (any) {
+            lineStart(depth);
+        }
+        out_ += '}';
+    }
+    void members(const std::vector<NewMember>& list, bool& any, int depth) {
+        for (const auto& member : list) {
+            nextItem(any, depth + 1);
+            out_ += member.rawKey;
+            out_ += ": ";
+            newValue(member.value, depth + 1);
+        }
+    }
+    void nextItem(bool& any, int depth) {
+        if (any) {
+            out_ += ',';
+        }
+        any = true;
+        lineStart(depth);
+    }
     void lineStart(int depth) {
         out_ += layout_.newline;
         const size_t width = static_cast<size_t>(depth) * layout_.indent.size();
@@ -450,15 +519,24 @@ private:
         }
         out_.append(indentation_, 0, width);
     }
+
+    const Document& document_;
+    const Edit& edit_;
     const Layout& layout_;
     std::string out_;
     std::string indentation_; // the indent repeated for the deepest line so far
 };
 
-std::string serialise(const Parsed& parsed, size_t sizeHint) {
-    Printer printer(parsed.layout, sizeHint);
-    printer.print(parsed.root, 0);
-    return printer.finish();
+NewValue newString(std::string_view text) {
+    NewValue v;
+    v.raw = MCPConfigMerger::quoted(text);
+    return v;
+}
+
+NewValue newObject() {
+    NewValue v;
+    v.object = true;
+    return v;
 }
 
 } // namespace
@@ -525,51 +603,62 @@ MCPConfigMerger::Entry MCPConfigMerger::entry(std::string_view command, MCPEntry
 std::string MCPConfigMerger::upserting(std::string_view command, MCPEntryStyle style,
                                        std::string_view rootKey, std::optional<std::string_view> data) {
     Parsed parsed = parse(data);
-    std::deque<std::string> owned; // texts of the keys and values we add; the nodes point into it
-    auto own = [&owned](std::string text) -> std::string_view { return owned.emplace_back(std::move(text)); };
-
-    Node* servers = lastMember(parsed.root, rootKey);
-    if (!servers) {
-        parsed.root.members.push_back(Member{own(quoted(rootKey)), Node::object()});
-        servers = &parsed.root.members.back().value;
-    } else if (servers->kind != Node::Kind::object) {
-        throw MCPConfigMergeError::unexpectedShape(std::string(rootKey));
-    }
-
-    Node* ours = lastMember(*servers, serverName);
-    if (!ours) {
-        servers->members.push_back(Member{own(quoted(serverName)), Node::object()});
-        ours = &servers->members.back().value;
-    } else if (ours->kind != Node::Kind::object) {
-        *ours = Node::object();
-    }
-
+    Document& document = parsed.document;
+    Edit edit;
     const Entry wanted = entry(command, style);
+    auto wholeEntry = [&] {
+        NewValue v = newObject();
+        for (const auto& [key, value] : wanted) {
+            v.members.push_back(NewMember{quoted(key), newString(value)});
+        }
+        return v;
+    };
+
     bool changed = false;
-    for (const auto& [key, value] : wanted) {
-        Node* existing = lastMember(*ours, key);
-        if (existing && existing->kind == Node::Kind::scalar && isStringToken(existing->raw) &&
-            decodeString(existing->raw) == value) {
-            continue;
-        }
+    const auto servers = document.lastMember(0, rootKey);
+    if (!servers) {
+        NewValue serversValue = newObject();
+        serversValue.members.push_back(NewMember{quoted(serverName), wholeEntry()});
+        edit.at(document, document.end(0))
+            .appended.push_back(NewMember{quoted(rootKey), std::move(serversValue)});
         changed = true;
-        Node scalar;
-        scalar.raw = own(quoted(value));
-        if (existing) {
-            *existing = std::move(scalar);
-        } else {
-            ours->members.push_back(Member{own(quoted(key)), std::move(scalar)});
+    } else if (!document.isObject(*servers + 1)) {
+        throw MCPConfigMergeError::unexpectedShape(std::string(rootKey));
+    } else if (const auto ours = document.lastMember(*servers + 1, serverName); !ours) {
+        edit.at(document, document.end(*servers + 1))
+            .appended.push_back(NewMember{quoted(serverName), wholeEntry()});
+        changed = true;
+    } else if (!document.isObject(*ours + 1)) {
+        edit.at(document, *ours + 1).value = wholeEntry();
+        changed = true;
+    } else {
+        const size_t object = *ours + 1;
+        for (const auto& [key, value] : wanted) {
+            const auto existing = document.lastMember(object, key);
+            if (existing && document.isString(*existing + 1) &&
+                decodeString(document.raw(*existing + 1)) == value) {
+                continue;
+            }
+            changed = true;
+            if (existing) {
+                edit.at(document, *existing + 1).value = newString(value);
+            } else {
+                edit.at(document, document.end(object))
+                    .appended.push_back(NewMember{quoted(key), newString(value)});
+            }
         }
+        document.forEachMember(object, [&](size_t k) {
+            if (keyEquals(document.raw(k), "args")) {
+                edit.at(document, k).drop = true;
+                changed = true;
+            }
+        });
     }
-    auto& members = ours->members;
-    auto before = members.size();
-    std::erase_if(members, [](const Member& m) { return keyEquals(m.rawKey, "args"); });
-    changed = changed || members.size() != before;
 
     if (!changed && data && !isBlank(*data)) {
         return std::string(*data);
     }
-    return serialise(parsed, data ? data->size() : 0);
+    return Printer(document, edit, parsed.layout).print();
 }
 
 std::optional<std::string> MCPConfigMerger::removing(std::string_view rootKey,
@@ -578,16 +667,21 @@ std::optional<std::string> MCPConfigMerger::removing(std::string_view rootKey,
         return std::nullopt;
     }
     Parsed parsed = parse(data);
-    Node* servers = lastMember(parsed.root, rootKey);
-    if (!servers || servers->kind != Node::Kind::object) {
+    Document& document = parsed.document;
+    const auto servers = document.lastMember(0, rootKey);
+    if (!servers || !document.isObject(*servers + 1)) {
         return std::nullopt;
     }
-    auto removed =
-        std::erase_if(servers->members, [](const Member& m) { return keyEquals(m.rawKey, serverName); });
-    if (removed == 0) {
+    Edit edit;
+    document.forEachMember(*servers + 1, [&](size_t k) {
+        if (keyEquals(document.raw(k), serverName)) {
+            edit.at(document, k).drop = true;
+        }
+    });
+    if (edit.patches.empty()) {
         return std::nullopt;
     }
-    return serialise(parsed, data->size());
+    return Printer(document, edit, parsed.layout).print();
 }
 
 std::optional<std::string> MCPConfigMerger::command(std::string_view data, std::string_view rootKey) {
@@ -595,13 +689,16 @@ std::optional<std::string> MCPConfigMerger::command(std::string_view data, std::
         return std::nullopt;
     }
     try {
-        Parsed parsed = parse(data);
-        Node* servers = lastMember(parsed.root, rootKey);
-        Node* ours =
-            servers && servers->kind == Node::Kind::object ? lastMember(*servers, serverName) : nullptr;
-        Node* cmd = ours && ours->kind == Node::Kind::object ? lastMember(*ours, "command") : nullptr;
-        if (cmd && cmd->kind == Node::Kind::scalar && isStringToken(cmd->raw)) {
-            return decodeString(cmd->raw);
+        const Parsed parsed = parse(data);
+        const Document& document = parsed.document;
+        const auto servers = document.lastMember(0, rootKey);
+        const auto ours = servers && document.isObject(*servers + 1)
+                              ? document.lastMember(*servers + 1, serverName)
+                              : std::nullopt;
+        const auto cmd =
+            ours && document.isObject(*ours + 1) ? document.lastMember(*ours + 1, "command") : std::nullopt;
+        if (cmd && document.isString(*cmd + 1)) {
+            return decodeString(document.raw(*cmd + 1));
         }
     } catch (const MCPConfigMergeError&) {
     }
