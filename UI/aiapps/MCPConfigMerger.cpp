@@ -3,11 +3,9 @@
 #include "Intelligence/ConnectSettings.h"
 #include "Support/Text.h"
 
-// Vectorised string and blank scanning; safe here because the parser only ever sees our padded copy.
-#if defined(__SSE2__) && !defined(RAPIDJSON_SSE2)
-#define RAPIDJSON_SSE2
+#ifdef __SSE2__
+#include <emmintrin.h>
 #endif
-#include <rapidjson/reader.h>
 
 #include <cstdint>
 #include <cstring>
@@ -157,102 +155,6 @@ struct NewMember {
     NewValue value;
 };
 
-// Builds the token list from the parser's events. The parser hands decoded strings, so the exact text is cut
-// from the input instead. The parser decodes in place in a copy of the input at `base` (same offsets), and
-// while it reads a string or a number its stream is a private copy, so `stream` only stands right after the
-// token for the other events:
-// - a string's or key's text starts one byte before its decoded text and ends at its closing quote;
-// - a number's text starts where the parser hands it over, raw;
-// - any other token starts at the first byte after the previous token that is not a blank or a separator,
-//   and ends where the parser stands when it reports the token.
-class TokenListBuilder {
-public:
-    TokenListBuilder(std::string_view text, const char* base, rapidjson::InsituStringStream& stream,
-                     std::vector<Token>& tokens)
-        : text_(text), base_(base), stream_(stream), tokens_(tokens) {}
-
-    bool Null() { return token(); }
-    bool Bool(bool) { return token(); }
-    bool Int(int) { return token(); }
-    bool Uint(unsigned) { return token(); }
-    bool Int64(int64_t) { return token(); }
-    bool Uint64(uint64_t) { return token(); }
-    bool Double(double) { return token(); }
-    bool RawNumber(const char* str, rapidjson::SizeType length, bool) {
-        return cut(Token::Kind::scalar, static_cast<size_t>(str - base_), length);
-    }
-    bool String(const char* str, rapidjson::SizeType, bool) { return stringToken(Token::Kind::scalar, str); }
-    bool Key(const char* str, rapidjson::SizeType, bool) { return stringToken(Token::Kind::key, str); }
-    bool StartObject() { return open(Token::Kind::objectStart); }
-    bool StartArray() { return open(Token::Kind::arrayStart); }
-    bool EndObject(rapidjson::SizeType) { return close(Token::Kind::objectEnd); }
-    bool EndArray(rapidjson::SizeType) { return close(Token::Kind::arrayEnd); }
-
-private:
-    bool cut(Token::Kind kind, size_t start, size_t length) {
-        last_ = start + length;
-        Token& t = tokens_.emplace_back();
-        t.kind = kind;
-        t.start = start;
-        t.length = static_cast<uint32_t>(length);
-        return true;
-    }
-    /// The string literal whose decoded text the parser placed at `str`. The parser has checked it, so its
-    /// closing quote is the first quote after it not escaped by an odd run of backslashes.
-    bool stringToken(Token::Kind kind, const char* str) {
-        const size_t start = static_cast<size_t>(str - base_) - 1;
-        size_t at = start + 1;
-        for (;;) {
-            const auto* quote =
-                static_cast<const char*>(std::memchr(text_.data() + at, '"', text_.size() - at));
-            const size_t position = static_cast<size_t>(quote - text_.data());
-            size_t backslashes = 0;
-            while (text_[position - 1 - backslashes] == '\\') { // stops at the opening quote
-                ++backslashes;
-            }
-            if (backslashes % 2 == 0) {
-                return cut(kind, start, position + 1 - start);
-            }
-            at = position + 1;
-        }
-    }
-    bool token() {
-        size_t end = stream_.Tell();
-        size_t start = last_;
-        while (start < end) {
-            char c = text_[start];
-            if (c != ' ' && c != '\t' && c != '\n' && c != '\r' && c != ',' && c != ':') {
-                break;
-            }
-            ++start;
-        }
-        return cut(Token::Kind::scalar, start, end - start);
-    }
-    bool open(Token::Kind kind) {
-        if (open_.size() >= maximumDepth) {
-            return false;
-        }
-        last_ = stream_.Tell();
-        open_.push_back(tokens_.size());
-        tokens_.emplace_back().kind = kind;
-        return true;
-    }
-    bool close(Token::Kind kind) {
-        last_ = stream_.Tell();
-        tokens_[open_.back()].length = static_cast<uint32_t>(tokens_.size());
-        open_.pop_back();
-        tokens_.emplace_back().kind = kind;
-        return true;
-    }
-
-    std::string_view text_;
-    const char* base_;
-    rapidjson::InsituStringStream& stream_;
-    std::vector<Token>& tokens_;
-    size_t last_ = 0;
-    std::vector<size_t> open_; // the opening tokens of the containers we are in
-};
-
 bool isBlankByte(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
@@ -300,23 +202,253 @@ Layout layoutOf(std::string_view text) {
     return layout;
 }
 
-constexpr int maximumHugeNumbers = 64;
+// Reads a whole document into tokens in one pass, checking that it is standard JSON (RFC 8259) and no
+// deeper than `maximumDepth`. Strings are checked, not decoded: their text is kept as written. A high
+// surrogate escape must be followed by a low one, as the apps' own readers require. UTF-8 is checked
+// separately, in one pass over the whole text.
+class Tokenizer {
+public:
+    Tokenizer(std::string_view text, std::vector<Token>& tokens)
+        : begin_(text.data()), p_(text.data()), end_(text.data() + text.size()), tokens_(tokens) {}
 
-/// Overwrites the number at `start` with "0.000…" (or "-0.000…") of the same length.
-void patchHugeNumber(std::string& text, size_t start) {
-    size_t end = start;
-    while (end < text.size() &&
-           std::string_view("+-0123456789.eE").find(text[end]) != std::string_view::npos) {
-        ++end;
+    bool run() {
+        std::vector<size_t> open; // the opening tokens of the containers we are in
+        for (;;) {
+            // A value, or the start of a container.
+            skipBlanks();
+            if (p_ == end_) {
+                return false;
+            }
+            const char c = *p_;
+            if (c == '{' || c == '[') {
+                if (open.size() >= maximumDepth) {
+                    return false;
+                }
+                ++p_;
+                open.push_back(tokens_.size());
+                tokens_.emplace_back().kind = c == '{' ? Token::Kind::objectStart : Token::Kind::arrayStart;
+                skipBlanks();
+                const char close = c == '{' ? '}' : ']';
+                if (p_ == end_ || *p_ != close) {
+                    if (c == '{' && !key()) {
+                        return false;
+                    }
+                    continue; // its first value
+                }
+            } else if (!scalar(c)) {
+                return false;
+            }
+            // After a value: close containers until one goes on with a comma.
+            for (;;) {
+                skipBlanks();
+                if (open.empty()) {
+                    return p_ == end_;
+                }
+                if (p_ == end_) {
+                    return false;
+                }
+                const bool object = tokens_[open.back()].kind == Token::Kind::objectStart;
+                if (*p_ == (object ? '}' : ']')) {
+                    ++p_;
+                    tokens_[open.back()].length = static_cast<uint32_t>(tokens_.size());
+                    tokens_.emplace_back().kind = object ? Token::Kind::objectEnd : Token::Kind::arrayEnd;
+                    open.pop_back();
+                    continue;
+                }
+                if (*p_ != ',') {
+                    return false;
+                }
+                ++p_;
+                if (object) {
+                    skipBlanks();
+                    if (!key()) {
+                        return false;
+                    }
+                }
+                break;
+            }
+        }
     }
-    size_t at = start;
-    if (at < end && text[at] == '-') {
-        ++at;
+
+private:
+    static bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+    void skipBlanks() {
+        while (p_ != end_ && isBlankByte(*p_)) {
+            ++p_;
+        }
     }
-    for (size_t i = at; i < end; ++i) {
-        text[i] = i == at + 1 ? '.' : '0';
+    void push(Token::Kind kind, const char* start) {
+        Token& t = tokens_.emplace_back();
+        t.kind = kind;
+        t.start = static_cast<size_t>(start - begin_);
+        t.length = static_cast<uint32_t>(p_ - start);
     }
-}
+    /// A key and the colon after it.
+    bool key() {
+        if (p_ == end_ || *p_ != '"' || !string(Token::Kind::key)) {
+            return false;
+        }
+        skipBlanks();
+        if (p_ == end_ || *p_ != ':') {
+            return false;
+        }
+        ++p_;
+        return true;
+    }
+    bool scalar(char c) {
+        if (c == '"') {
+            return string(Token::Kind::scalar);
+        }
+        if (c == '-' || isDigit(c)) {
+            return number();
+        }
+        for (std::string_view literal :
+             {std::string_view("true"), std::string_view("false"), std::string_view("null")}) {
+            if (c == literal.front()) {
+                if (static_cast<size_t>(end_ - p_) < literal.size() ||
+                    std::memcmp(p_, literal.data(), literal.size()) != 0) {
+                    return false;
+                }
+                const char* start = p_;
+                p_ += literal.size();
+                push(Token::Kind::scalar, start);
+                return true;
+            }
+        }
+        return false;
+    }
+    bool number() {
+        const char* start = p_;
+        if (*p_ == '-') {
+            ++p_;
+        }
+        if (p_ == end_ || !isDigit(*p_)) {
+            return false;
+        }
+        if (*p_++ != '0') {
+            skipDigits();
+        }
+        if (p_ != end_ && *p_ == '.') {
+            ++p_;
+            if (p_ == end_ || !isDigit(*p_)) {
+                return false;
+            }
+            skipDigits();
+        }
+        if (p_ != end_ && (*p_ == 'e' || *p_ == 'E')) {
+            ++p_;
+            if (p_ != end_ && (*p_ == '+' || *p_ == '-')) {
+                ++p_;
+            }
+            if (p_ == end_ || !isDigit(*p_)) {
+                return false;
+            }
+            skipDigits();
+        }
+        push(Token::Kind::scalar, start);
+        return true;
+    }
+    void skipDigits() {
+        while (p_ != end_ && isDigit(*p_)) {
+            ++p_;
+        }
+    }
+    /// A string literal from its opening quote.
+    bool string(Token::Kind kind) {
+        const char* start = p_++;
+        for (;;) {
+            skipPlainBytes();
+            if (p_ == end_) {
+                return false;
+            }
+            if (*p_ == '"') {
+                ++p_;
+                push(kind, start);
+                return true;
+            }
+            if (*p_ != '\\' || !escape()) {
+                return false; // a control character, or a bad escape
+            }
+        }
+    }
+    /// Moves to the next quote, backslash or control character (or the end).
+    void skipPlainBytes() {
+#ifdef __SSE2__
+        const __m128i quote = _mm_set1_epi8('"');
+        const __m128i backslash = _mm_set1_epi8('\\');
+        const __m128i lastControl = _mm_set1_epi8(0x1F);
+        while (end_ - p_ >= 16) {
+            const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p_));
+            const __m128i special =
+                _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(s, quote), _mm_cmpeq_epi8(s, backslash)),
+                             _mm_cmpeq_epi8(_mm_max_epu8(s, lastControl), lastControl)); // s <= 0x1F
+            if (const int mask = _mm_movemask_epi8(special)) {
+                p_ += __builtin_ctz(static_cast<unsigned>(mask));
+                return;
+            }
+            p_ += 16;
+        }
+#endif
+        while (p_ != end_) {
+            const auto u = static_cast<unsigned char>(*p_);
+            if (u < 0x20 || u == '"' || u == '\\') {
+                return;
+            }
+            ++p_;
+        }
+    }
+    /// An escape sequence from its backslash.
+    bool escape() {
+        ++p_;
+        if (p_ == end_) {
+            return false;
+        }
+        if (std::string_view("\"\\/bfnrt").find(*p_) != std::string_view::npos) {
+            ++p_;
+            return true;
+        }
+        if (*p_ != 'u') {
+            return false;
+        }
+        ++p_;
+        unsigned codeUnit = 0;
+        if (!hex4(codeUnit)) {
+            return false;
+        }
+        if (codeUnit >= 0xD800 && codeUnit <= 0xDBFF) {
+            if (end_ - p_ < 2 || p_[0] != '\\' || p_[1] != 'u') {
+                return false;
+            }
+            p_ += 2;
+            unsigned low = 0;
+            return hex4(low) && low >= 0xDC00 && low <= 0xDFFF;
+        }
+        return true;
+    }
+    bool hex4(unsigned& value) {
+        if (end_ - p_ < 4) {
+            return false;
+        }
+        for (int i = 0; i < 4; ++i, ++p_) {
+            const char c = *p_;
+            const unsigned digit = isDigit(c)               ? static_cast<unsigned>(c - '0')
+                                   : (c >= 'a' && c <= 'f') ? static_cast<unsigned>(c - 'a' + 10)
+                                   : (c >= 'A' && c <= 'F') ? static_cast<unsigned>(c - 'A' + 10)
+                                                            : 16u;
+            if (digit == 16) {
+                return false;
+            }
+            value = value * 16 + digit;
+        }
+        return true;
+    }
+
+    const char* begin_;
+    const char* p_;
+    const char* end_;
+    std::vector<Token>& tokens_;
+};
 
 struct Parsed {
     Document document;
@@ -338,66 +470,18 @@ Parsed parse(std::optional<std::string_view> data) {
     if (text.starts_with(byteOrderMark)) {
         text.remove_prefix(byteOrderMark.size());
     }
-    // Checked here in one pass rather than by the parser string by string, which is several times slower.
-    // Outside strings any byte above 0x7F is a syntax error anyway, so the outcome is the same.
+    // Outside strings any byte above 0x7F is a syntax error, so one check of the whole text is enough.
     if (!Support::Text::isValidUTF8(text)) {
         throw MCPConfigMergeError::malformed();
     }
-    // Control characters other than tab, line feed and carriage return are never valid JSON, and the
-    // parser's vectorised string scan lets 0x1A to 0x1F through, so they are refused here. (Written without
-    // an early exit so that it vectorises.)
-    bool control = false;
-    for (char c : text) {
-        const auto u = static_cast<unsigned char>(c);
-        control |= u < 0x20 && u != '\t' && u != '\n' && u != '\r';
-    }
-    if (control) {
+    parsed.document.text = text;
+    parsed.document.tokens.reserve(text.size() / 24 + 16);
+    if (!Tokenizer(text, parsed.document.tokens).run()) {
         throw MCPConfigMergeError::malformed();
     }
-    // The parser refuses numbers beyond a double's range (1E+400, a 400-digit integer) even when it hands
-    // numbers over as text. They are valid JSON, so such a number is parsed as a zero of the same length in
-    // a patched copy; the tokens still take their text from the original.
-    std::string patched;
-    std::string_view parsedText = text;
-    // The parser decodes strings in place (much faster than into its own stack), so it works on a copy.
-    // The copy ends in blocks of NULs: the vectorised scans read whole aligned 16-byte blocks.
-    std::unique_ptr<char[]> buffer(new char[text.size() + 32]);
-    std::vector<Token>& tokens = parsed.document.tokens;
-    tokens.reserve(text.size() / 24 + 16);
-    for (int patches = 0;; ++patches) {
-        std::memcpy(buffer.get(), parsedText.data(), parsedText.size());
-        std::memset(buffer.get() + parsedText.size(), 0, 32);
-        tokens.clear();
-        rapidjson::InsituStringStream stream(buffer.get());
-        TokenListBuilder builder(text, buffer.get(), stream, tokens);
-        rapidjson::Reader reader;
-        constexpr unsigned flags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag |
-                                   rapidjson::kParseStopWhenDoneFlag;
-        if (!reader.Parse<flags>(stream, builder)) {
-            if (reader.GetParseErrorCode() != rapidjson::kParseErrorNumberTooBig ||
-                patches >= maximumHugeNumbers) {
-                throw MCPConfigMergeError::malformed();
-            }
-            if (patched.empty()) {
-                patched.assign(text);
-                parsedText = patched;
-            }
-            patchHugeNumber(patched, reader.GetErrorOffset());
-            continue;
-        }
-        // The parser stops at a NUL byte as if the text ended there; whatever follows the document must be
-        // blanks only.
-        for (size_t i = stream.Tell(); i < text.size(); ++i) {
-            if (!isBlankByte(text[i])) {
-                throw MCPConfigMergeError::malformed();
-            }
-        }
-        if (!parsed.document.isObject(0)) {
-            throw MCPConfigMergeError::unexpectedShape("top level");
-        }
-        break;
+    if (!parsed.document.isObject(0)) {
+        throw MCPConfigMergeError::unexpectedShape("top level");
     }
-    parsed.document.text = text;
     parsed.layout = layoutOf(*data);
     return parsed;
 }
