@@ -222,10 +222,13 @@ void syncFolder(const fs::path& folder) {
     }
 }
 
-/// A temporary file beside `file` holding `bytes`, flushed, with `mode` (and the owner, when we may).
+/// Writes a file's bytes, in pieces, to the sink it is given.
+using Contents = std::function<void(const MCPConfigEdit::Sink&)>;
+
+/// A temporary file beside `file` holding `contents`, flushed, with `mode` (and the owner, when we may).
 class TemporaryFile {
 public:
-    TemporaryFile(const fs::path& file, std::string_view bytes, mode_t mode,
+    TemporaryFile(const fs::path& file, const Contents& contents, mode_t mode,
                   std::optional<struct stat> owner) {
         std::string pattern =
             (file.parent_path() / ("." + file.filename().string() + temporaryMarker)).string();
@@ -237,7 +240,7 @@ public:
         path_ = pattern;
         fd_ = FileDescriptor(raw);
         try {
-            writeAll(fd_.get(), bytes, path_);
+            contents([this](std::string_view piece) { writeAll(fd_.get(), piece, path_); });
             if (owner && (owner->st_uid != ::geteuid() || owner->st_gid != ::getegid())) {
                 [[maybe_unused]] int ignored = ::fchown(fd_.get(), owner->st_uid, owner->st_gid);
             }
@@ -341,23 +344,21 @@ private:
     FileDescriptor fd_; // closing it releases the lock
 };
 
-std::optional<std::string> merged(const Snapshot& snap, const MCPConfigLocation& location,
-                                  MCPEntryStyle style, const std::string& command,
-                                  MCPConfigFileWriter::Kind kind) {
+/// The edit of the file in `snap` (which it refers to), or nothing when there is nothing to write.
+std::optional<MCPConfigEdit> merged(const Snapshot& snap, const MCPConfigLocation& location,
+                                    MCPEntryStyle style, const std::string& command,
+                                    MCPConfigFileWriter::Kind kind) {
     std::optional<std::string_view> current;
     if (snap.bytes) {
         current = *snap.bytes;
     }
-    std::optional<std::string> result;
-    if (kind == MCPConfigFileWriter::Kind::add) {
-        result = MCPConfigMerger::upserting(command, style, location.rootKey, current);
-    } else {
-        result = MCPConfigMerger::removing(location.rootKey, current);
-    }
-    if (result && snap.bytes && *result == *snap.bytes) {
+    auto edit = kind == MCPConfigFileWriter::Kind::add
+                    ? MCPConfigMerger::upsertEdit(command, style, location.rootKey, current)
+                    : MCPConfigMerger::removeEdit(location.rootKey, current);
+    if (!edit.changes()) {
         return std::nullopt;
     }
-    return result;
+    return edit;
 }
 
 } // namespace
@@ -408,8 +409,8 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
     std::optional<ChangeWatch> watch;
     watch.emplace(target);
     Snapshot snap = readSnapshot(target);
-    auto bytes = merged(snap, location, style, command, kind);
-    if (!bytes) {
+    auto edit = merged(snap, location, style, command, kind);
+    if (!edit) {
         return Result::unchanged();
     }
     if (hooks.beforeLock) {
@@ -428,9 +429,10 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
     for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
         if (attempt > 0 || watch->changedSince(snap, target)) {
             watch.emplace(target);
+            edit.reset(); // it refers to the bytes about to be replaced
             snap = readSnapshot(target);
-            bytes = merged(snap, location, style, command, kind);
-            if (!bytes) {
+            edit = merged(snap, location, style, command, kind);
+            if (!edit) {
                 return backupMade ? Result::written(backupMade) : Result::unchanged();
             }
         }
@@ -451,7 +453,8 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
             case BackupLink::exists:
                 break;
             case BackupLink::unsupported: {
-                TemporaryFile copy(target, *snap.bytes, mode, owner);
+                TemporaryFile copy(
+                    target, [&](const MCPConfigEdit::Sink& sink) { sink(*snap.bytes); }, mode, owner);
                 if (copy.placeWithoutReplacing(backup)) {
                     backupMade = backup;
                 }
@@ -461,7 +464,8 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
             }
         }
 
-        TemporaryFile next(target, *bytes, mode, owner);
+        TemporaryFile next(
+            target, [&](const MCPConfigEdit::Sink& sink) { edit->write(sink); }, mode, owner);
         if (hooks.beforeReplace) {
             hooks.beforeReplace(attempt);
         }
@@ -470,7 +474,8 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
             // settings file under a second name may have been saved over with it, so it becomes a copy of
             // what was read.
             if (linkedBackup) {
-                TemporaryFile copy(target, *snap.bytes, mode, owner);
+                TemporaryFile copy(
+                    target, [&](const MCPConfigEdit::Sink& sink) { sink(*snap.bytes); }, mode, owner);
                 copy.replace(*backupMade);
                 syncFolder(folder);
                 linkedBackup = false;

@@ -505,18 +505,25 @@ struct Edit {
     }
 };
 
-// Writes the document pretty-printed in the file's layout, with the edit applied.
+// Writes the document pretty-printed in the file's layout, with the edit applied: to a sink in pieces, or
+// into one string.
 class Printer {
 public:
-    Printer(const Document& document, const Edit& edit, const Layout& layout)
-        : document_(document), edit_(edit), layout_(layout) {
-        out_.reserve(document.text.size() + document.text.size() / 4 + 256);
+    Printer(const Document& document, const Edit& edit, const Layout& layout,
+            const MCPConfigEdit::Sink* sink = nullptr)
+        : document_(document), edit_(edit), layout_(layout), sink_(sink) {
+        const size_t size = document.text.size() + document.text.size() / 4 + 256;
+        out_.reserve(sink ? std::min(size, pieceSize + pieceSize / 4) : size);
         out_ += layout.bom;
     }
     std::string print() && {
         value(0, 0);
         if (layout_.finalNewline) {
             out_ += layout_.newline;
+        }
+        if (sink_) {
+            (*sink_)(out_);
+            out_.clear();
         }
         return std::move(out_);
     }
@@ -589,6 +596,10 @@ private:
         }
     }
     void nextItem(bool& any, int depth) {
+        if (sink_ && out_.size() >= pieceSize) {
+            (*sink_)(out_);
+            out_.clear();
+        }
         if (any) {
             out_ += ',';
         }
@@ -606,7 +617,10 @@ private:
 
     const Document& document_;
     const Edit& edit_;
+    static constexpr size_t pieceSize = 1 << 20;
+
     const Layout& layout_;
+    const MCPConfigEdit::Sink* sink_;
     std::string out_;
     std::string indentation_; // the indent repeated for the deepest line so far
 };
@@ -684,11 +698,35 @@ MCPConfigMerger::Entry MCPConfigMerger::entry(std::string_view command, MCPEntry
     return {{"command", std::string(command)}};
 }
 
-std::string MCPConfigMerger::upserting(std::string_view command, MCPEntryStyle style,
-                                       std::string_view rootKey, std::optional<std::string_view> data) {
-    Parsed parsed = parse(data);
-    Document& document = parsed.document;
+struct MCPConfigEdit::State {
+    Parsed parsed;
     Edit edit;
+    bool changes = false;
+};
+
+MCPConfigEdit::MCPConfigEdit(std::unique_ptr<State> state) : state_(std::move(state)) {}
+MCPConfigEdit::MCPConfigEdit(MCPConfigEdit&&) noexcept = default;
+MCPConfigEdit& MCPConfigEdit::operator=(MCPConfigEdit&&) noexcept = default;
+MCPConfigEdit::~MCPConfigEdit() = default;
+
+bool MCPConfigEdit::changes() const {
+    return state_->changes;
+}
+
+void MCPConfigEdit::write(const Sink& sink) const {
+    Printer(state_->parsed.document, state_->edit, state_->parsed.layout, &sink).print();
+}
+
+std::string MCPConfigEdit::text() const {
+    return Printer(state_->parsed.document, state_->edit, state_->parsed.layout).print();
+}
+
+MCPConfigEdit MCPConfigMerger::upsertEdit(std::string_view command, MCPEntryStyle style,
+                                          std::string_view rootKey, std::optional<std::string_view> data) {
+    auto state = std::make_unique<MCPConfigEdit::State>();
+    state->parsed = parse(data);
+    Document& document = state->parsed.document;
+    Edit& edit = state->edit;
     const Entry wanted = entry(command, style);
     auto wholeEntry = [&] {
         NewValue v = newObject();
@@ -738,34 +776,43 @@ std::string MCPConfigMerger::upserting(std::string_view command, MCPEntryStyle s
             }
         });
     }
+    // A blank file becomes a whole new document.
+    state->changes = changed || !data || isBlank(*data);
+    return MCPConfigEdit(std::move(state));
+}
 
-    if (!changed && data && !isBlank(*data)) {
-        return std::string(*data);
+MCPConfigEdit MCPConfigMerger::removeEdit(std::string_view rootKey, std::optional<std::string_view> data) {
+    auto state = std::make_unique<MCPConfigEdit::State>();
+    if (!data || isBlank(*data)) {
+        return MCPConfigEdit(std::move(state));
     }
-    return Printer(document, edit, parsed.layout).print();
+    state->parsed = parse(data);
+    Document& document = state->parsed.document;
+    const auto servers = document.lastMember(0, rootKey);
+    if (servers && document.isObject(*servers + 1)) {
+        document.forEachMember(*servers + 1, [&](size_t k) {
+            if (keyEquals(document.raw(k), serverName)) {
+                state->edit.at(document, k).drop = true;
+            }
+        });
+    }
+    state->changes = !state->edit.patches.empty();
+    return MCPConfigEdit(std::move(state));
+}
+
+std::string MCPConfigMerger::upserting(std::string_view command, MCPEntryStyle style,
+                                       std::string_view rootKey, std::optional<std::string_view> data) {
+    const auto edit = upsertEdit(command, style, rootKey, data);
+    return edit.changes() ? edit.text() : std::string(*data);
 }
 
 std::optional<std::string> MCPConfigMerger::removing(std::string_view rootKey,
                                                      std::optional<std::string_view> data) {
-    if (!data || isBlank(*data)) {
+    const auto edit = removeEdit(rootKey, data);
+    if (!edit.changes()) {
         return std::nullopt;
     }
-    Parsed parsed = parse(data);
-    Document& document = parsed.document;
-    const auto servers = document.lastMember(0, rootKey);
-    if (!servers || !document.isObject(*servers + 1)) {
-        return std::nullopt;
-    }
-    Edit edit;
-    document.forEachMember(*servers + 1, [&](size_t k) {
-        if (keyEquals(document.raw(k), serverName)) {
-            edit.at(document, k).drop = true;
-        }
-    });
-    if (edit.patches.empty()) {
-        return std::nullopt;
-    }
-    return Printer(document, edit, parsed.layout).print();
+    return edit.text();
 }
 
 std::optional<std::string> MCPConfigMerger::command(std::string_view data, std::string_view rootKey) {
