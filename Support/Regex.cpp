@@ -138,7 +138,18 @@ Regex::Regex(Regex&&) noexcept = default;
 Regex& Regex::operator=(Regex&&) noexcept = default;
 
 bool Regex::matches(std::string_view subject) const {
-    return firstMatch(subject).has_value();
+    // A yes-or-no answer needs no groups: one match block of a single pair per thread serves every pattern
+    // (PCRE2 answers 0, still a match, when the pattern has more groups than the block holds).
+    struct Block {
+        pcre2_match_data* data = pcre2_match_data_create(1, nullptr);
+        ~Block() { pcre2_match_data_free(data); }
+    };
+    thread_local Block block;
+    if (!block.data) {
+        throw std::bad_alloc();
+    }
+    return pcre2_match(impl_->code, reinterpret_cast<PCRE2_SPTR>(subject.data()), subject.size(), 0, 0,
+                       block.data, nullptr) >= 0;
 }
 
 std::optional<RegexMatch> Regex::firstMatch(std::string_view subject, std::size_t from) const {

@@ -103,11 +103,16 @@ std::string Url::host() const {
     if (!parts_.host.present) {
         return {};
     }
-    std::string host = percentDecoded(part(parts_.host));
-    if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
-        host = host.substr(1, host.size() - 2);
+    auto withoutBrackets = [](std::string_view host) {
+        return host.size() >= 2 && host.front() == '[' && host.back() == ']' ? host.substr(1, host.size() - 2)
+                                                                             : host;
+    };
+    auto encoded = part(parts_.host);
+    if (encoded.find('%') == std::string_view::npos) {
+        return Text::lowercased(withoutBrackets(encoded));
     }
-    return Text::lowercased(host);
+    auto decoded = percentDecoded(encoded);
+    return Text::lowercased(withoutBrackets(decoded));
 }
 
 std::optional<int> Url::port() const {
@@ -277,14 +282,16 @@ Url Url::withoutFragment() const {
 std::string percentDecoded(std::string_view s) {
     std::string out;
     out.reserve(s.size());
-    for (std::size_t i = 0; i < s.size(); ++i) {
-        if (s[i] == '%' && i + 2 < s.size() && hexValue(s[i + 1]) >= 0 && hexValue(s[i + 2]) >= 0) {
+    std::size_t done = 0;
+    for (auto i = s.find('%'); i != std::string_view::npos; i = s.find('%', i + 1)) {
+        if (i + 2 < s.size() && hexValue(s[i + 1]) >= 0 && hexValue(s[i + 2]) >= 0) {
+            out.append(s.substr(done, i - done));
             out.push_back(static_cast<char>(hexValue(s[i + 1]) * 16 + hexValue(s[i + 2])));
             i += 2;
-        } else {
-            out.push_back(s[i]);
+            done = i + 1;
         }
     }
+    out.append(s.substr(done));
     return out;
 }
 

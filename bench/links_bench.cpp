@@ -4,6 +4,7 @@
 #include "MeetingNotesGenerator.h"
 
 #include "UI/calendar/CalendarNotesSanitizer.h"
+#include "UI/calendar/LinkDetector.h"
 #include "UI/calendar/MeetingLinkExtractor.h"
 
 #include <benchmark/benchmark.h>
@@ -38,6 +39,22 @@ void linksInNotes(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * totalBytes()));
 }
 BENCHMARK(linksInNotes)->Unit(benchmark::kMillisecond);
+
+// The detector's part of linksInNotes: finding the link-like tokens, before any is parsed or classified.
+void detectorScan(benchmark::State& state) {
+    std::size_t found = 0;
+    for (auto _ : state) {
+        for (const auto& notes : corpus()) {
+            UI::LinkDetector::forEachLink(notes, [&found](const UI::DetectedLink&) {
+                ++found;
+                return true;
+            });
+        }
+    }
+    benchmark::DoNotOptimize(found);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * totalBytes()));
+}
+BENCHMARK(detectorScan)->Unit(benchmark::kMillisecond);
 
 void notesExcerpt(benchmark::State& state) {
     std::size_t length = 0;

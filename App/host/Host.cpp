@@ -1,6 +1,7 @@
 #include "App/host/Host.h"
 
 #include "App/host/BackgroundServices.h"
+#include "App/host/CallRecorder.h"
 #include "App/host/DemoData.h"
 #include "App/host/DemoWorkspace.h"
 #include "App/host/DesktopShell.h"
@@ -26,7 +27,6 @@
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
 #include "UI/calendar/CalendarReminderCoordinator.h"
-#include "UI/calendar/JoinRecordingDecider.h"
 #include "UI/calendar/MeetingReminderResponseRouter.h"
 #include "UI/recording/CallDetector.h"
 #include "UI/recording/MenuBarController.h"
@@ -266,69 +266,27 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                .timeZoneID = timeZone,
                                                .locale = locale});
 
-    // The meeting a recording belongs to, for its title in the library.
-    std::optional<UI::CalendarMeeting> recordingMeeting;
-    UI::JoinRecordingDecider decider;
+    // Calls (the detector's, or the demo's) and "record now" answers become recordings as the user asked.
+    CallRecorder calls({.state = state,
+                        .controller = controller,
+                        .intents = intents,
+                        .defaults = defaults,
+                        .scheduler = scheduler,
+                        .upcoming = [&] { return reminders.upcoming.get(); },
+                        .didStartRecording =
+                            [&](const std::string& bundleID, bool isBrowser) {
+                                reminders.detectorDidStartRecording(bundleID, bundleID, isBrowser);
+                            },
+                        .say = say});
     reminders.configure(
         [&] {
-            return UI::CalendarReminderCoordinator::CallActivity{
-                state.isRecording(), decider.phase != UI::JoinRecordingDecider::Phase::watching};
+            return UI::CalendarReminderCoordinator::CallActivity{calls.isRecording(), calls.isHandlingCall()};
         },
-        [&](const UI::JoinIntent& intent) {
-            recordingMeeting = intent.meeting;
-            controller.requestStart();
-        },
+        [&](const UI::JoinIntent& intent) { calls.recordNow(intent); },
         [&] { return intents.microphoneHolders(); });
-
-    // A call starts (the detector, or the demo): the join intents and the automatic-recording preference
-    // decide whether it is recorded.
     Support::SubscriptionBag subscriptions;
-    subscriptions += callStarted.connect([&](const std::string& bundleID, bool isBrowser) {
-        auto now = scheduler.now();
-        if (!decider.mayStart(true, decider.phase) || !state.phase().isIdle()) {
-            return;
-        }
-        auto directive = intents.directive(bundleID, isBrowser, now);
-        bool autoRecord = defaults.boolean("autoRecord").value_or(true);
-        auto decision = UI::JoinRecordingDecider::startDecision(directive, autoRecord);
-        if (decision.kind == UI::JoinRecordingDecider::StartDecision::Kind::leaveUnrecorded) {
-            if (decision.intent) {
-                intents.consume(decision.intent->id, now);
-            }
-            say("The call started; it is not recorded (you chose Join).");
-            return;
-        }
-        if (!decision.records) {
-            say("A call started; automatic recording is off ([r] records it).");
-            return;
-        }
-        if (decision.intent) {
-            recordingMeeting = decision.intent->meeting;
-        } else {
-            for (const auto& m : reminders.upcoming.get()) {
-                if (m.isInProgress(now)) {
-                    recordingMeeting = m;
-                    break;
-                }
-            }
-        }
-        auto token = decider.willStart(std::nullopt);
-        reminders.detectorDidStartRecording(bundleID, bundleID, isBrowser);
-        if (!controller.requestStart()) {
-            decider.startFailed(token);
-            return;
-        }
-        auto sub = std::make_shared<Support::Subscription>();
-        *sub = state.phasePublisher().observe([&decider, token, sub](const UI::RecordingPhase& phase) {
-            if (phase.isRecording()) {
-                decider.recordingDidStart(token);
-                sub->reset();
-            } else if (phase.isIdle()) {
-                decider.startFailed(token);
-                sub->reset();
-            }
-        });
-    });
+    subscriptions += callStarted.connect(
+        [&](const std::string& bundleID, bool isBrowser) { calls.callStarted(bundleID, isBrowser); });
     // The call detector (not in the demo, whose calls are pretend): meeting apps and browsers taking the
     // microphone start calls; when the last one lets go, a recording the detector started ends.
     Platform::PosixProcessRunner processRunner;
@@ -349,11 +307,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
                     for (const auto& call : changes.started) {
                         callStarted.emit(call.bundleID, call.isBrowser);
                     }
-                    if (!changes.ended.empty() && detector.calls().empty() &&
-                        decider.phase == UI::JoinRecordingDecider::Phase::recording &&
-                        decider.mayEndOnMicrophoneRelease()) {
-                        say("The call ended: the recording stops.");
-                        controller.requestStop();
+                    if (!changes.ended.empty()) {
+                        calls.callsEnded(detector.calls().empty());
                     }
                 });
             subscriptions += microphones->ended.connect([&](const std::string& why) { say(why); });
@@ -366,14 +321,6 @@ int Host::run(std::ostream& out, std::ostream& err) {
             say("No pactl: calls are not noticed, record with [r] (install pulseaudio-utils).");
         }
     }
-    subscriptions += state.phasePublisher().observe([&](const UI::RecordingPhase& phase) {
-        if (phase.isSaving() && decider.phase == UI::JoinRecordingDecider::Phase::recording) {
-            decider.recordingWillEnd();
-        } else if (phase.isIdle() && decider.phase == UI::JoinRecordingDecider::Phase::ending) {
-            decider.recordingEnded();
-        }
-    });
-
     notificationClient.setRouteHandler([&](const UI::NotificationClickRoute& route) {
         if (route.kind == UI::NotificationClickRoute::Kind::meetingReminder && route.response) {
             router.route(*route.response);
@@ -394,9 +341,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
     }
     DesktopShell desktop(
         options_.terminalOnly ? nullptr : DesktopShell::connectHotKeys(say), defaults, center,
-        {.notes =
-             [&] { say(HotKeyText::notes(recordingMeeting, reminders.upcoming.get(), scheduler.now())); },
-         .liveRecap = [&] { say(HotKeyText::recap(state.phase(), recordingMeeting, scheduler.now())); }},
+        {.notes = [&] { say(HotKeyText::notes(calls.meeting(), reminders.upcoming.get(), scheduler.now())); },
+         .liveRecap = [&] { say(HotKeyText::recap(state.phase(), calls.meeting(), scheduler.now())); }},
         say);
     BackgroundServices services({.scheduler = scheduler,
                                  .defaults = defaults,
@@ -466,7 +412,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
     subscriptions += center.observe(UI::RecordingNotifications::stopRecordingRequested,
                                     [&](const Support::Notification&) { controller.requestStop(); });
     subscriptions += controller.recordingSaved.connect([&](const AudioEngine::CapturedRecording& r) {
-        auto meeting = std::exchange(recordingMeeting, std::nullopt);
+        auto meeting = std::exchange(calls.meeting(), std::nullopt);
         std::string title = meeting ? meeting->displayTitle() : "Recording " + localClock(r.startedAt);
         if (!database) {
             say(fmt::format("Saved a {:.0f}-second recording: {}", r.durationSeconds, r.audioFile.string()));

@@ -1,6 +1,9 @@
 #include "UI/calendar/LinkDetector.h"
 
 #include <array>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 #include <cstdint>
 
 namespace UI {
@@ -81,44 +84,38 @@ constexpr bool isAsciiDelimiter(unsigned char c) {
 }
 
 /// For each byte: 0 for an ASCII character inside a token, 1 for an ASCII delimiter, 2 for a byte of a
-/// multi-byte character (which may be a delimiter). Lets the token scan look at each byte once.
+/// multi-byte character (which may be a delimiter), 3 for the characters without which a token holds no
+/// link (':' of "scheme://", '.' of "host.tld"). Lets the token scan look at each byte once.
 constexpr std::array<std::uint8_t, 256> byteKinds = [] {
     std::array<std::uint8_t, 256> kinds{};
     for (unsigned c = 0; c < 256; ++c) {
-        kinds[c] = c >= 0x80 ? 2 : isAsciiDelimiter(static_cast<unsigned char>(c)) ? 1 : 0;
+        kinds[c] = c >= 0x80                                         ? 2
+                   : isAsciiDelimiter(static_cast<unsigned char>(c)) ? 1
+                   : c == ':' || c == '.'                            ? 3
+                                                                     : 0;
     }
     return kinds;
 }();
 
-/// The end of the token that starts at `i` (the first delimiter at or after it), and in `next` where the
-/// scan continues after that delimiter.
-std::size_t tokenEnd(std::string_view s, std::size_t i, std::size_t& next) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
-    while (i < s.size()) {
-        while (i < s.size() && byteKinds[bytes[i]] == 0) {
-            ++i;
+/// Bit k set when byte k of the (up to) sixteen at `bytes` is not a plain ASCII token character (its kind
+/// is not 0). Sixteen at once with SSE2, as most of a note is short words.
+std::uint32_t specialBytes(const unsigned char* bytes, std::size_t count) {
+#ifdef __SSE2__
+    if (count >= 16) {
+        __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+        // Signed: bytes from 0x80 are negative, so this takes the controls, the space and non-ASCII.
+        __m128i hits = _mm_cmplt_epi8(block, _mm_set1_epi8(0x21));
+        for (char special : {'\x7F', '<', '>', '"', ':', '.'}) {
+            hits = _mm_or_si128(hits, _mm_cmpeq_epi8(block, _mm_set1_epi8(special)));
         }
-        if (i == s.size()) {
-            break;
-        }
-        auto c = bytes[i];
-        if (c < 0x80) {
-            if (isAsciiDelimiter(c)) {
-                next = i + 1;
-                return i;
-            }
-            ++i;
-            continue;
-        }
-        std::size_t length = 1;
-        if (isDelimiter(decodeAt(s, i, length))) {
-            next = i + length;
-            return i;
-        }
-        i += length;
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(hits));
     }
-    next = s.size();
-    return s.size();
+#endif
+    std::uint32_t mask = 0;
+    for (std::size_t k = 0; k < count && k < 16; ++k) {
+        mask |= byteKinds[bytes[k]] != 0 ? 1u << k : 0u;
+    }
+    return mask;
 }
 
 /// True when [s, e) is a host name with a top-level domain: dot-separated non-empty labels of letters,
@@ -210,17 +207,43 @@ bool findInToken(std::string_view text, std::size_t a, std::size_t b, DetectedLi
 } // namespace
 
 void LinkDetector::forEachLink(std::string_view text, const std::function<bool(const DetectedLink&)>& visit) {
-    std::size_t i = 0;
-    while (i < text.size()) {
-        std::size_t next = i;
-        std::size_t end = tokenEnd(text, i, next);
-        DetectedLink link;
-        if (end > i && findInToken(text, i, end, link)) {
-            if (!visit(link)) {
+    // Tokens run between delimiters; only one with a ':' or a '.' can hold a link. The special bytes of each
+    // block of sixteen are visited in order; a multi-byte character is read whole where it starts.
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    std::size_t tokenStart = 0;
+    bool mayHoldLink = false;
+    std::size_t skipUntil = 0; // the end of the multi-byte character read last
+    for (std::size_t base = 0; base < text.size(); base += 16) {
+        for (auto mask = specialBytes(bytes + base, text.size() - base); mask != 0; mask &= mask - 1) {
+            std::size_t i = base + static_cast<std::size_t>(__builtin_ctz(mask));
+            if (i < skipUntil) {
+                continue;
+            }
+            auto kind = byteKinds[bytes[i]];
+            if (kind == 3) {
+                mayHoldLink = true;
+                continue;
+            }
+            std::size_t next = i + 1;
+            if (kind == 2) {
+                std::size_t length = 1;
+                bool delimiter = isDelimiter(decodeAt(text, i, length));
+                skipUntil = next = i + length;
+                if (!delimiter) {
+                    continue;
+                }
+            }
+            DetectedLink link;
+            if (mayHoldLink && findInToken(text, tokenStart, i, link) && !visit(link)) {
                 return;
             }
+            tokenStart = next;
+            mayHoldLink = false;
         }
-        i = next;
+    }
+    DetectedLink link;
+    if (mayHoldLink && findInToken(text, tokenStart, text.size(), link)) {
+        visit(link);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "UI/calendar/LinkDetector.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <unordered_set>
 
@@ -90,12 +91,9 @@ std::optional<MeetingLink> classifyZoom(const Support::Url& url, const std::stri
         // The host matched the Zoom patterns (letters, digits, '-', '.'), and every name and value is
         // percent-encoded, so the text is a URL as it stands.
         std::string nativeText = "zoommtg://" + host + "/join?action=join&confno=" + *meetingNumber;
-        auto query = url.queryItems();
         for (const char* name : {"pwd", "tk"}) {
-            auto item = std::find_if(query.begin(), query.end(),
-                                     [&](const Support::QueryItem& q) { return q.name == name; });
-            if (item != query.end() && item->value && !item->value->empty()) {
-                nativeText += "&" + std::string(name) + "=" + Support::percentEncoded(*item->value);
+            if (auto value = url.queryValue(name); value && !value->empty()) {
+                nativeText += "&" + std::string(name) + "=" + Support::percentEncoded(*value);
             }
         }
         native = Support::Url::parse(nativeText);
@@ -154,25 +152,48 @@ std::string_view decodedEntities(std::string_view text, std::string& storage) {
     static constexpr std::pair<std::string_view, std::string_view> entities[] = {
         {"&amp;", "&"}, {"&#38;", "&"}, {"&quot;", "\""}, {"&lt;", "<"}, {"&gt;", ">"}};
     for (const auto& [from, to] : entities) {
-        if (out.find(from) != std::string::npos) {
-            out = Support::Text::replacingAll(out, from, to);
+        // In place, left to right: each entity is longer than its character.
+        std::size_t write = 0;
+        std::size_t read = 0;
+        for (auto found = out.find(from); found != std::string::npos; found = out.find(from, read)) {
+            std::copy(out.begin() + static_cast<std::ptrdiff_t>(read),
+                      out.begin() + static_cast<std::ptrdiff_t>(found),
+                      out.begin() + static_cast<std::ptrdiff_t>(write));
+            write += found - read;
+            std::copy(to.begin(), to.end(), out.begin() + static_cast<std::ptrdiff_t>(write));
+            write += to.size();
+            read = found + from.size();
+        }
+        if (read > 0) {
+            out.erase(write, read - write);
         }
     }
     return out;
 }
 
-/// Whether `text` may hold a scheme-less Meet link: its host, in any case. Spares the pattern search for
-/// the many notes without one.
-bool mentionsMeetHost(std::string_view text) {
+/// Runs the scheme-less Meet pattern where it can match: at each mention of the Meet host, in any case, on
+/// a window that holds the character before (for the pattern's look-behind), the host, the meeting code
+/// and the character after (for its look-ahead). Calls `visit` with each match and its position in `text`
+/// until it returns false. Spares the pattern a search through the whole of every note.
+void forEachSchemelessMeet(std::string_view text,
+                           const std::function<bool(std::string_view, std::size_t)>& visit) {
     static constexpr std::string_view host = MeetingLinkExtractor::meetHost;
     static constexpr auto firstDot = host.find('.');
+    static constexpr std::size_t codeLength = std::string_view("/abc-defg-hij").size();
     for (auto dot = text.find('.', firstDot); dot != std::string_view::npos; dot = text.find('.', dot + 1)) {
-        if (dot >= firstDot && text.size() - (dot - firstDot) >= host.size() &&
-            Support::Text::equalsIgnoringASCIICase(text.substr(dot - firstDot, host.size()), host)) {
-            return true;
+        auto start = dot - firstDot;
+        if (text.size() - start < host.size() ||
+            !Support::Text::equalsIgnoringASCIICase(text.substr(start, host.size()), host)) {
+            continue;
+        }
+        auto windowStart = start > 0 ? start - 1 : 0;
+        auto window = text.substr(windowStart, start - windowStart + host.size() + codeLength + 1);
+        auto match = patterns().schemelessMeet.firstMatch(window);
+        if (match && windowStart + match->start() == start &&
+            !visit(match->str(), windowStart + match->start())) {
+            return;
         }
     }
-    return false;
 }
 
 bool endsWithIgnoringCase(std::string_view s, std::string_view suffix) {
@@ -180,9 +201,9 @@ bool endsWithIgnoringCase(std::string_view s, std::string_view suffix) {
            Support::Text::equalsIgnoringASCIICase(s.substr(s.size() - suffix.size()), suffix);
 }
 
-/// A quick look at the host of a detected link, before the full parse: only the services' hosts and the
-/// redirect hosts can give a meeting link. Hosts that are written unusually (percent-encoded, IP literals)
-/// are left to the full parse.
+/// A quick look at the host and path of a detected link, before the full parse: only the services' hosts
+/// and the redirect hosts can give a meeting link, and only on their meeting paths. Links written unusually
+/// (percent-encoded, IP literals) are left to the full parse.
 bool mayBeMeetingLink(std::string_view text, bool impliedScheme) {
     std::size_t start = 0;
     if (!impliedScheme) {
@@ -202,20 +223,67 @@ bool mayBeMeetingLink(std::string_view text, bool impliedScheme) {
         return true;
     }
     auto host = authority.substr(0, authority.find(':'));
+    auto path = end == std::string_view::npos ? std::string_view() : text.substr(end);
+    path = path.substr(0, static_cast<std::size_t>(std::find_if(path.begin(), path.end(),
+                                                                [](char c) { return c == '?' || c == '#'; }) -
+                                                   path.begin()));
+    // The services' path patterns are case-sensitive and read the decoded path: a path without '%' is its
+    // own decoded form. Trailing punctuation, not yet trimmed, only ever follows these prefixes.
+    auto pathStartsWithOneOf = [&](std::initializer_list<std::string_view> prefixes) {
+        return path.find('%') != std::string_view::npos ||
+               std::any_of(prefixes.begin(), prefixes.end(),
+                           [&](std::string_view prefix) { return Support::Text::startsWith(path, prefix); });
+    };
     auto isOrEndsWithLabel = [&](std::string_view domain) {
         return Support::Text::equalsIgnoringASCIICase(host, domain) ||
                (host.size() > domain.size() && host[host.size() - domain.size() - 1] == '.' &&
                 endsWithIgnoringCase(host, domain));
     };
-    return isOrEndsWithLabel(MeetingLinkExtractor::zoomDomain) ||
-           isOrEndsWithLabel(MeetingLinkExtractor::zoomGovDomain) ||
-           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::teamsWorkHost) ||
-           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::teamsHomeHost) ||
-           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::meetHost) ||
-           endsWithIgnoringCase(host, MeetingLinkExtractor::safeLinksDomain) ||
-           Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::googleSearchHost) ||
-           Support::Text::equalsIgnoringASCIICase(
-               host, "www." + std::string(MeetingLinkExtractor::googleSearchHost));
+    if (isOrEndsWithLabel(MeetingLinkExtractor::zoomDomain) ||
+        isOrEndsWithLabel(MeetingLinkExtractor::zoomGovDomain)) {
+        return pathStartsWithOneOf({"/j/", "/s/", "/w/", "/my/"});
+    }
+    if (Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::teamsWorkHost) ||
+        Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::teamsHomeHost)) {
+        return pathStartsWithOneOf({"/l/meetup-join/", "/meet/"});
+    }
+    static const std::string googleWWW = "www." + std::string(MeetingLinkExtractor::googleSearchHost);
+    if (Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::googleSearchHost) ||
+        Support::Text::equalsIgnoringASCIICase(host, googleWWW)) {
+        return pathStartsWithOneOf({"/url"});
+    }
+    return Support::Text::equalsIgnoringASCIICase(host, MeetingLinkExtractor::meetHost) ||
+           endsWithIgnoringCase(host, MeetingLinkExtractor::safeLinksDomain);
+}
+
+/// The URL inside Outlook's and Google's redirects (at most `maxRedirectRounds` deep), and in `host` its
+/// host, lower-cased.
+Support::Url unwrapped(const Support::Url& url, std::string& host) {
+    Support::Url current = url;
+    host = current.host();
+    for (int round = 0; round < MeetingLinkExtractor::maxRedirectRounds && !host.empty(); ++round) {
+        const char* wanted = nullptr;
+        if (Support::Text::endsWith(host, MeetingLinkExtractor::safeLinksDomain)) {
+            wanted = "url";
+        } else if ((host == MeetingLinkExtractor::googleSearchHost ||
+                    host == "www." + std::string(MeetingLinkExtractor::googleSearchHost)) &&
+                   current.path() == "/url") {
+            wanted = "q";
+        } else {
+            break;
+        }
+        auto value = current.queryValue(wanted);
+        if (!value || value->empty()) {
+            break;
+        }
+        auto inner = Support::Url::parse(*value);
+        if (!inner) {
+            break;
+        }
+        current = std::move(*inner);
+        host = current.host();
+    }
+    return current;
 }
 
 std::optional<MeetingLink> classifyDetected(const DetectedLink& detected) {
@@ -232,12 +300,12 @@ std::optional<MeetingLink> classifyDetected(const DetectedLink& detected) {
 } // namespace
 
 std::optional<MeetingLink> MeetingLinkExtractor::classify(const Support::Url& original) {
-    auto url = unwrapRedirect(original);
+    std::string host;
+    auto url = unwrapped(original, host);
     auto scheme = url.scheme();
     if (scheme != "https" && scheme != "http") {
         return std::nullopt;
     }
-    auto host = url.host();
     if (host.empty()) {
         return std::nullopt;
     }
@@ -274,12 +342,14 @@ std::vector<MeetingLinkExtractor::FoundLink> MeetingLinkExtractor::linksWithPosi
         }
         return true;
     });
-    if (mentionsMeetHost(decoded)) {
-        patterns().schemelessMeet.forEachMatch(decoded, [&](const Support::RegexMatch& match) {
-            keep(classify("https://" + Support::Text::asciiLowercased(match.str())), match.start());
-            return true;
-        });
-    }
+    forEachSchemelessMeet(decoded, [&](std::string_view match, std::size_t position) {
+        // Usually the invitation's own link again: the text is then already a known web URL as it stands.
+        auto candidate = "https://" + Support::Text::asciiLowercased(match);
+        if (!known.count(candidate)) {
+            keep(classify(candidate), position);
+        }
+        return true;
+    });
     std::stable_sort(found.begin(), found.end(),
                      [](const FoundLink& a, const FoundLink& b) { return a.position < b.position; });
     return found;
@@ -305,13 +375,15 @@ std::optional<MeetingLink> MeetingLinkExtractor::firstLink(std::string_view text
         return true;
     });
     // A scheme-less Meet link before the detector's first link wins.
-    auto match = mentionsMeetHost(decoded) ? patterns().schemelessMeet.firstMatch(decoded) : std::nullopt;
-    if (match) {
-        if (!first || match->start() < first->position) {
-            if (auto link = classify("https://" + Support::Text::asciiLowercased(match->str()))) {
-                return link;
-            }
+    std::optional<MeetingLink> meet;
+    forEachSchemelessMeet(decoded, [&](std::string_view match, std::size_t position) {
+        if (!first || position < first->position) {
+            meet = classify("https://" + Support::Text::asciiLowercased(match));
         }
+        return false;
+    });
+    if (meet) {
+        return meet;
     }
     return first ? std::optional<MeetingLink>(std::move(first->link)) : std::nullopt;
 }
@@ -336,39 +408,16 @@ std::optional<MeetingLink> MeetingLinkExtractor::extract(const std::optional<Sup
 }
 
 Support::Url MeetingLinkExtractor::unwrapRedirect(const Support::Url& url) {
-    Support::Url current = url;
-    for (int round = 0; round < maxRedirectRounds; ++round) {
-        auto host = current.host();
-        if (host.empty()) {
-            break;
-        }
-        const char* wanted = nullptr;
-        if (Support::Text::endsWith(host, safeLinksDomain)) {
-            wanted = "url";
-        } else if ((host == googleSearchHost || host == "www." + std::string(googleSearchHost)) &&
-                   current.path() == "/url") {
-            wanted = "q";
-        } else {
-            break;
-        }
-        auto value = current.queryValue(wanted);
-        if (!value || value->empty()) {
-            break;
-        }
-        auto inner = Support::Url::parse(*value);
-        if (!inner) {
-            break;
-        }
-        current = *inner;
-    }
-    return current;
+    std::string host;
+    return unwrapped(url, host);
 }
 
 std::string MeetingLinkExtractor::trimmingTrailingPunctuation(std::string_view text) {
-    // Counts are kept up to date as characters go, so that a long run of closing marks stays linear.
-    auto opening = std::count(text.begin(), text.end(), '(');
-    auto closing = std::count(text.begin(), text.end(), ')');
-    bool hasOpeningBracket = text.find('[') != std::string_view::npos;
+    // The counts are taken when a closing mark first ends the text, and kept up to date as characters go, so
+    // that a long run of closing marks stays linear and a link without one is not counted at all.
+    std::optional<std::ptrdiff_t> opening;
+    std::ptrdiff_t closing = 0;
+    std::optional<bool> hasOpeningBracket;
     std::size_t length = text.size();
     while (length > 0) {
         char last = text[length - 1];
@@ -386,7 +435,11 @@ std::string MeetingLinkExtractor::trimmingTrailingPunctuation(std::string_view t
             --length;
             continue;
         case ')':
-            if (opening < closing) {
+            if (!opening) {
+                opening = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), '(');
+                closing = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), ')');
+            }
+            if (*opening < closing) {
                 --closing;
                 --length;
                 continue;
@@ -394,6 +447,9 @@ std::string MeetingLinkExtractor::trimmingTrailingPunctuation(std::string_view t
             break;
         case ']':
             if (!hasOpeningBracket) {
+                hasOpeningBracket = text.substr(0, length).find('[') != std::string_view::npos;
+            }
+            if (!*hasOpeningBracket) {
                 --length;
                 continue;
             }

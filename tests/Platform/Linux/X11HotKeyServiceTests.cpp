@@ -9,7 +9,9 @@
 #include <chrono>
 #include <csignal>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <thread>
@@ -19,37 +21,48 @@ extern char** environ;
 
 namespace {
 
-/// An Xvfb server on a display number nobody uses, for the length of a test suite.
+/// An Xvfb server for the length of a test suite, on a display number it picks itself (-displayfd), so that
+/// test runs side by side never share one, and that does not reset when its last client leaves between two
+/// tests (-noreset; a test connecting during a reset was refused).
 class VirtualDisplay {
 public:
     VirtualDisplay() {
-        for (int n = 90 + ::getpid() % 300; n < 1000; ++n) {
-            if (std::filesystem::exists("/tmp/.X11-unix/X" + std::to_string(n)) ||
-                std::filesystem::exists("/tmp/.X" + std::to_string(n) + "-lock")) {
-                continue;
+        int fds[2];
+        if (::pipe2(fds, O_CLOEXEC) != 0) {
+            return;
+        }
+        std::string writeEnd = std::to_string(fds[1]);
+        std::vector<std::string> args = {"Xvfb", "-displayfd", writeEnd, "-nolisten",
+                                         "tcp",  "-screen",    "0",      "320x240x24"};
+        std::vector<char*> argv;
+        for (auto& a : args) {
+            argv.push_back(a.data());
+        }
+        argv.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, fds[1], fds[1]); // clears close-on-exec in the child
+        if (posix_spawnp(&pid_, "Xvfb", &actions, nullptr, argv.data(), environ) != 0) {
+            pid_ = 0;
+        }
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(fds[1]);
+        // Xvfb writes the display number once it accepts connections (bounded wait).
+        std::string number;
+        pollfd ready{fds[0], POLLIN, 0};
+        while (pid_ != 0 && ::poll(&ready, 1, 10000) == 1) {
+            char c = 0;
+            if (::read(fds[0], &c, 1) != 1 || c == '\n') {
+                break;
             }
-            name_ = ":" + std::to_string(n);
-            std::vector<std::string> args = {"Xvfb", name_, "-nolisten", "tcp", "-screen", "0", "320x240x24"};
-            std::vector<char*> argv;
-            for (auto& a : args) {
-                argv.push_back(a.data());
-            }
-            argv.push_back(nullptr);
-            if (posix_spawnp(&pid_, "Xvfb", nullptr, nullptr, argv.data(), environ) != 0) {
-                pid_ = 0;
-                return;
-            }
-            // Wait (bounded) until the server accepts connections.
-            for (int i = 0; i < 200; ++i) {
-                if (Display* d = XOpenDisplay(name_.c_str())) {
-                    XCloseDisplay(d);
-                    return;
-                }
-                std::this_thread::sleep_for(std::chrono::milliseconds(25));
-            }
+            number += c;
+        }
+        ::close(fds[0]);
+        if (number.empty()) {
             stop();
             return;
         }
+        name_ = ":" + number;
     }
     ~VirtualDisplay() { stop(); }
     bool isRunning() const { return pid_ != 0; }

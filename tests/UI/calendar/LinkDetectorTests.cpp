@@ -59,3 +59,18 @@ TEST(LinkDetector, NeverReportsARangeOutsideTheTextWhateverItHolds) {
         }
     }
 }
+
+TEST(LinkDetector, FindsTheSameLinkWhereverTheTextsBlocksOfSixteenBytesEnd) {
+    // The scan reads sixteen bytes at a time: a multi-byte delimiter, an ill-formed sequence or the link
+    // itself may straddle a block's end.
+    for (std::size_t pad = 0; pad < 40; ++pad) {
+        std::string before(pad, 'a');
+        auto around = before + "\u00a0https://zoom.us/j/123456789\u200btail";
+        EXPECT_EQ(texts(around), (std::vector<std::string>{"https://zoom.us/j/123456789"})) << pad;
+        EXPECT_EQ(LinkDetector::links(around)[0].start, pad + 2) << pad;
+        auto illFormed = before + "\xe2\x80https://x.org/z \xf0\x9f\x98\x80 www.y.org";
+        EXPECT_EQ(texts(illFormed), (std::vector<std::string>{"https://x.org/z", "www.y.org"})) << pad;
+        auto wordsOnly = before + " plain words\u3000and more words without any link at all";
+        EXPECT_TRUE(texts(wordsOnly).empty()) << pad;
+    }
+}

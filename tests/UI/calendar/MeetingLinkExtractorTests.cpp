@@ -184,6 +184,50 @@ TEST(MeetingLinkExtractor, FindsASchemelessMeetLinkOnlyWhenItStandsAlone) {
     EXPECT_EQ(MeetingLinkExtractor::links("Join: MEET.GOOGLE.COM/ABC-DEFG-HIJ").size(), 1u);
 }
 
+TEST(MeetingLinkExtractor, FindsASchemelessMeetLinkAtTheEdgesOfTheText) {
+    struct Case {
+        std::string text;
+        std::size_t found;
+    };
+    const std::vector<Case> cases = {
+        {"meet.google.com/abc-defg-hij", 1},
+        {"(meet.google.com/abc-defg-hij)", 1},
+        {"/meet.google.com/abc-defg-hij", 0},
+        {"meet.google.com/abc-defg-hij-", 0},
+        {"meet.google.com/abc-defg-hi", 0},
+        {"meet.google.com/abc-defg-hij meet.google.com/xyz-abcd-efg", 2},
+        {"see meet.google.com/abc-defg-hij and again meet.google.com/abc-defg-hij", 1},
+        {"meet.google.com.meet.google.com/abc-defg-hij", 0},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(MeetingLinkExtractor::links(c.text).size(), c.found) << c.text;
+    }
+    auto found = MeetingLinkExtractor::linksWithPositions("x meet.google.com/abc-defg-hij");
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].position, 2u);
+}
+
+TEST(MeetingLinkExtractor, ReadsPercentEncodedPathsOfTheServicesInFull) {
+    // A quick look at the path spares the parse of links that cannot be meetings; an encoded path must
+    // still be decoded and matched.
+    EXPECT_EQ(MeetingLinkExtractor::links("https://zoom.us/%6A/1234567890").size(), 1u);
+    EXPECT_EQ(MeetingLinkExtractor::links("https://teams.microsoft.com/%6C/meetup-join/x").size(), 1u);
+    EXPECT_EQ(
+        MeetingLinkExtractor::links("https://zoom.us/u/abcdef https://teams.microsoft.com/meetingOptions/"
+                                    " https://www.google.com/search?q=https://zoom.us/j/1234567890")
+            .size(),
+        0u);
+    EXPECT_EQ(MeetingLinkExtractor::links("(https://zoom.us/j/1234567890).").size(), 1u);
+}
+
+TEST(MeetingLinkExtractor, DecodesEntitiesInTheirOrder) {
+    // "&amp;lt;" is first "&lt;", then "<": the link ends there. "&amp;amp;" is decoded once only.
+    auto links =
+        MeetingLinkExtractor::links("&amp;lt;https://zoom.us/j/1234567890?pwd=a&amp;amp;tk=b&amp;gt;");
+    ASSERT_EQ(links.size(), 1u);
+    EXPECT_EQ(web(links[0]), "https://zoom.us/j/1234567890?pwd=a&amp;tk=b");
+}
+
 TEST(MeetingLinkExtractor, DecodesEntitiesOfHtmlNotesBeforeSearching) {
     auto links =
         MeetingLinkExtractor::links("<a href=\"https://zoom.us/j/1234567890?pwd=a&amp;tk=b\">Join</a> "
