@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <memory>
 
@@ -470,8 +471,10 @@ Parsed parse(std::optional<std::string_view> data) {
     if (text.starts_with(byteOrderMark)) {
         text.remove_prefix(byteOrderMark.size());
     }
-    // Outside strings any byte above 0x7F is a syntax error, so one check of the whole text is enough.
-    if (!Support::Text::isValidUTF8(text)) {
+    // Tokens hold 32-bit lengths and indices; no settings file comes near 4 GB, and one that did must not be
+    // written back cut short. Outside strings any byte above 0x7F is a syntax error, so one UTF-8 check of
+    // the whole text is enough.
+    if (text.size() >= std::numeric_limits<uint32_t>::max() || !Support::Text::isValidUTF8(text)) {
         throw MCPConfigMergeError::malformed();
     }
     parsed.document.text = text;
