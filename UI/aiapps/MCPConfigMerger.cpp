@@ -36,7 +36,7 @@ namespace {
 constexpr int maximumDepth = 512;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-// The text of a JSON string literal that the parser has already validated.
+// The text of a JSON string literal that the tokenizer has already checked.
 std::string decodeString(std::string_view raw) {
     std::string out;
     out.reserve(raw.size());

@@ -4,8 +4,9 @@
 //
 // Contract at the edges:
 // - A missing file or one holding only blanks is an empty object. Anything else must be standard JSON
-//   (no comments, no trailing commas, UTF-8, at most 512 levels deep): otherwise `malformed` is thrown. A top
-//   level that is not an object, or a root key whose value is not an object, throws `unexpectedShape`.
+//   (no comments, no trailing commas, UTF-8, at most 512 levels deep, under 4 GB): otherwise `malformed` is
+//   thrown. A top level that is not an object, or a root key whose value is not an object, throws
+//   `unexpectedShape`.
 // - The rewritten document is pretty-printed with the file's own indentation (two blanks for a new file) and
 //   line ends, keeps every other key in its original order, and keeps the exact text of every number and
 //   string we did not change (1.10 stays 1.10, "\u00e9" stays "\u00e9", 18446744073709551617 stays as is).
