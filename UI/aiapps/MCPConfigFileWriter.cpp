@@ -95,7 +95,9 @@ Snapshot readSnapshot(const fs::path& path) {
     return snap;
 }
 
-bool sameFile(const Snapshot& before, const Snapshot& now, bool compareBytes) {
+/// Whether `now` looks like `before`: same file, size, times, mode and owner, and (with `compareBytes`) the
+/// same bytes. Without `compareChangeTime`, a change of the change time alone (a new link) does not count.
+bool sameFile(const Snapshot& before, const Snapshot& now, bool compareBytes, bool compareChangeTime = true) {
     if (before.bytes.has_value() != now.bytes.has_value()) {
         return false;
     }
@@ -103,10 +105,12 @@ bool sameFile(const Snapshot& before, const Snapshot& now, bool compareBytes) {
         return true;
     }
     const auto &a = before.info, &b = now.info;
+    const bool sameChangeTime =
+        a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
            a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
-           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec &&
-           (!compareBytes || *before.bytes == *now.bytes);
+           a.st_mode == b.st_mode && a.st_uid == b.st_uid && a.st_gid == b.st_gid &&
+           (!compareChangeTime || sameChangeTime) && (!compareBytes || *before.bytes == *now.bytes);
 }
 
 /// The settings file's state now, without its bytes.
@@ -146,11 +150,26 @@ public:
         if (fd_.get() < 0) {
             return !sameFile(snap, readSnapshot(file), true);
         }
-        return sawChange() || !sameFile(snap, statSnapshot(file), false);
+        return sawChange(false) || !sameFile(snap, statSnapshot(file), false);
+    }
+
+    /// Like `changedSince`, just after we gave the file a second name: that changes its link count and
+    /// change time, which is no change of ours to redo the merge for. When nothing else changed, `snap`
+    /// takes the file's new change time so that later checks see no change.
+    bool changedBesidesOwnLink(Snapshot& snap, const fs::path& file) {
+        const bool watching = fd_.get() >= 0;
+        Snapshot now = watching ? statSnapshot(file) : readSnapshot(file);
+        if ((watching && sawChange(true)) || !sameFile(snap, now, !watching, false)) {
+            return true;
+        }
+        snap.info = now.info;
+        return false;
     }
 
 private:
-    bool sawChange() {
+    /// Whether any queued event tells of a change; with `ignoringAttributes`, attribute changes of the file
+    /// itself (link count, change time) do not count: `sameFile` compares what else they could be.
+    bool sawChange(bool ignoringAttributes) {
         alignas(inotify_event) char buffer[8192];
         bool changed = false;
         for (;;) {
@@ -166,6 +185,9 @@ private:
                 }
                 // Folder events name the entry; only our file's name matters (not the lock, the backup or
                 // our temporary files). File events carry no name.
+                if (ignoringAttributes && event->len == 0 && (event->mask & ~IN_ATTRIB) == 0) {
+                    continue;
+                }
                 if (event->len == 0 || event->mask & IN_Q_OVERFLOW || name_ == event->name) {
                     changed = true;
                 }
@@ -200,10 +222,13 @@ void syncFolder(const fs::path& folder) {
     }
 }
 
-/// A temporary file beside `file` holding `bytes`, flushed, with `mode` (and the owner, when we may).
+/// Writes a file's bytes, in pieces, to the sink it is given.
+using Contents = std::function<void(const MCPConfigEdit::Sink&)>;
+
+/// A temporary file beside `file` holding `contents`, flushed, with `mode` (and the owner, when we may).
 class TemporaryFile {
 public:
-    TemporaryFile(const fs::path& file, std::string_view bytes, mode_t mode,
+    TemporaryFile(const fs::path& file, const Contents& contents, mode_t mode,
                   std::optional<struct stat> owner) {
         std::string pattern =
             (file.parent_path() / ("." + file.filename().string() + temporaryMarker)).string();
@@ -215,7 +240,7 @@ public:
         path_ = pattern;
         fd_ = FileDescriptor(raw);
         try {
-            writeAll(fd_.get(), bytes, path_);
+            contents([this](std::string_view piece) { writeAll(fd_.get(), piece, path_); });
             if (owner && (owner->st_uid != ::geteuid() || owner->st_gid != ::getegid())) {
                 [[maybe_unused]] int ignored = ::fchown(fd_.get(), owner->st_uid, owner->st_gid);
             }
@@ -266,11 +291,6 @@ private:
     FileDescriptor fd_;
 };
 
-bool entryExists(const fs::path& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0;
-}
-
 /// Leftovers of a writer that was killed between creating its temporary file and renaming it. Only called
 /// with the lock held, so no live writer of ours owns one.
 void removeStaleTemporaries(const fs::path& file) {
@@ -286,6 +306,24 @@ void removeStaleTemporaries(const fs::path& file) {
         }
     }
     ::closedir(dir);
+}
+
+enum class BackupLink { made, exists, unsupported };
+
+/// Makes the backup a second name of the settings file itself: once the new file is renamed over the
+/// settings file, the original (its bytes, permissions and owner) lives on under the backup's name alone, so
+/// nothing is copied. Never replaces an existing backup.
+BackupLink linkBackup(const fs::path& target, const fs::path& backup) {
+    if (::link(target.c_str(), backup.c_str()) != 0) {
+        // Otherwise a file system without hard links, or one we may not link (not our file): copy instead.
+        return errno == EEXIST ? BackupLink::exists : BackupLink::unsupported;
+    }
+    // The app may never have flushed its last save.
+    FileDescriptor fd(::open(backup.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (fd.get() < 0 || ::fsync(fd.get()) != 0) {
+        fail(errno, backup);
+    }
+    return BackupLink::made;
 }
 
 class FolderLock {
@@ -306,23 +344,21 @@ private:
     FileDescriptor fd_; // closing it releases the lock
 };
 
-std::optional<std::string> merged(const Snapshot& snap, const MCPConfigLocation& location,
-                                  MCPEntryStyle style, const std::string& command,
-                                  MCPConfigFileWriter::Kind kind) {
+/// The edit of the file in `snap` (which it refers to), or nothing when there is nothing to write.
+std::optional<MCPConfigEdit> merged(const Snapshot& snap, const MCPConfigLocation& location,
+                                    MCPEntryStyle style, const std::string& command,
+                                    MCPConfigFileWriter::Kind kind) {
     std::optional<std::string_view> current;
     if (snap.bytes) {
         current = *snap.bytes;
     }
-    std::optional<std::string> result;
-    if (kind == MCPConfigFileWriter::Kind::add) {
-        result = MCPConfigMerger::upserting(command, style, location.rootKey, current);
-    } else {
-        result = MCPConfigMerger::removing(location.rootKey, current);
-    }
-    if (result && snap.bytes && *result == *snap.bytes) {
+    auto edit = kind == MCPConfigFileWriter::Kind::add
+                    ? MCPConfigMerger::upsertEdit(command, style, location.rootKey, current)
+                    : MCPConfigMerger::removeEdit(location.rootKey, current);
+    if (!edit.changes()) {
         return std::nullopt;
     }
-    return result;
+    return edit;
 }
 
 } // namespace
@@ -373,8 +409,8 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
     std::optional<ChangeWatch> watch;
     watch.emplace(target);
     Snapshot snap = readSnapshot(target);
-    auto bytes = merged(snap, location, style, command, kind);
-    if (!bytes) {
+    auto edit = merged(snap, location, style, command, kind);
+    if (!edit) {
         return Result::unchanged();
     }
     if (hooks.beforeLock) {
@@ -389,12 +425,14 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
     FolderLock lock(lockPath(target));
     removeStaleTemporaries(target);
     std::optional<fs::path> backupMade;
+    bool linkedBackup = false; // the backup made here is still a second name of the settings file
     for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
         if (attempt > 0 || watch->changedSince(snap, target)) {
             watch.emplace(target);
+            edit.reset(); // it refers to the bytes about to be replaced
             snap = readSnapshot(target);
-            bytes = merged(snap, location, style, command, kind);
-            if (!bytes) {
+            edit = merged(snap, location, style, command, kind);
+            if (!edit) {
                 return backupMade ? Result::written(backupMade) : Result::unchanged();
             }
         }
@@ -404,22 +442,47 @@ MCPConfigFileWriter::Result MCPConfigFileWriter::update(const fs::path& file,
             owner = snap.info;
             mode = snap.info.st_mode;
         }
-        const fs::path backup = backupPath(target);
-        if (snap.bytes && !MCPConfigMerger::isBlank(*snap.bytes) && !entryExists(backup)) {
-            TemporaryFile copy(target, *snap.bytes, mode, owner);
-            if (copy.placeWithoutReplacing(backup)) {
+        if (!backupMade && snap.bytes && !MCPConfigMerger::isBlank(*snap.bytes)) {
+            const fs::path backup = backupPath(target);
+            switch (linkBackup(target, backup)) {
+            case BackupLink::made:
                 backupMade = backup;
+                linkedBackup = true;
+                syncFolder(folder);
+                break;
+            case BackupLink::exists:
+                break;
+            case BackupLink::unsupported: {
+                TemporaryFile copy(
+                    target, [&](const MCPConfigEdit::Sink& sink) { sink(*snap.bytes); }, mode, owner);
+                if (copy.placeWithoutReplacing(backup)) {
+                    backupMade = backup;
+                }
+                syncFolder(folder);
+                break;
             }
-            syncFolder(folder);
+            }
         }
 
-        TemporaryFile next(target, *bytes, mode, owner);
+        TemporaryFile next(
+            target, [&](const MCPConfigEdit::Sink& sink) { edit->write(sink); }, mode, owner);
         if (hooks.beforeReplace) {
             hooks.beforeReplace(attempt);
         }
-        if (watch->changedSince(snap, target)) {
-            continue; // the app saved its file meanwhile: merge again on what it wrote
+        if (linkedBackup ? watch->changedBesidesOwnLink(snap, target) : watch->changedSince(snap, target)) {
+            // The app saved its file meanwhile: merge again on what it wrote. A backup that is still the
+            // settings file under a second name may have been saved over with it, so it becomes a copy of
+            // what was read.
+            if (linkedBackup) {
+                TemporaryFile copy(
+                    target, [&](const MCPConfigEdit::Sink& sink) { sink(*snap.bytes); }, mode, owner);
+                copy.replace(*backupMade);
+                syncFolder(folder);
+                linkedBackup = false;
+            }
+            continue;
         }
+        linkedBackup = false; // from the rename on, the backup is the original alone
         next.replace(target);
         syncFolder(folder);
         return Result::written(backupMade);

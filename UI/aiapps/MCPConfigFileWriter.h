@@ -2,8 +2,8 @@
 // - a file we cannot read exactly is refused (`MCPConfigMergeError`) and nothing is written, not even a
 //   backup;
 // - the first time we change a file we keep its original bytes beside it as "<name>.vellmora-backup" (same
-//   permissions); an existing backup is never overwritten, so it always holds the file from before we first
-//   touched it;
+//   permissions: where the file system allows, it is the original file itself under a second name); an
+//   existing backup is never overwritten, so it always holds the file from before we first touched it;
 // - the new file is written to a temporary file in the same folder, flushed to disk, renamed over the old one
 //   and the folder flushed, so a crash at any moment leaves the old or the new document, never half of one;
 // - the permissions (and, when we may, the owner) are kept; a settings file that is a symbolic link stays a

@@ -3,14 +3,15 @@
 #include "Intelligence/ConnectSettings.h"
 #include "Support/Text.h"
 
-// Vectorised string and blank scanning; safe here because the parser only ever sees our padded copy.
-#if defined(__SSE2__) && !defined(RAPIDJSON_SSE2)
-#define RAPIDJSON_SSE2
+#ifdef __SSE2__
+#include <emmintrin.h>
 #endif
-#include <rapidjson/reader.h>
 
+#include <cstdint>
 #include <cstring>
-#include <deque>
+#include <limits>
+#include <map>
+#include <memory>
 
 namespace UI {
 
@@ -35,31 +36,7 @@ namespace {
 constexpr int maximumDepth = 512;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-// A JSON document that remembers the text of every scalar and key exactly as the file wrote it, so that
-// writing it back changes nothing we did not touch. Scalars and keys are views into the file's bytes (or
-// into `owned` for the values we add).
-struct Member;
-struct Node {
-    enum class Kind : unsigned char { scalar, object, array };
-    Kind kind = Kind::scalar;
-    std::string_view raw; // a scalar's text: "a\u0020b", 1.10, true, null
-    std::vector<Member> members;
-    std::vector<Node> items;
-
-    static Node object();
-};
-struct Member {
-    std::string_view rawKey; // with its quotes and escapes
-    Node value;
-};
-
-Node Node::object() {
-    Node n;
-    n.kind = Kind::object;
-    return n;
-}
-
-// The text of a JSON string literal that the parser has already validated.
+// The text of a JSON string literal that the tokenizer has already checked.
 std::string decodeString(std::string_view raw) {
     std::string out;
     out.reserve(raw.size());
@@ -126,126 +103,57 @@ bool keyEquals(std::string_view rawKey, std::string_view key) {
     return decodeString(rawKey) == key;
 }
 
-/// The last member named `key`, or null.
-Node* lastMember(Node& object, std::string_view key) {
-    for (auto it = object.members.rbegin(); it != object.members.rend(); ++it) {
-        if (keyEquals(it->rawKey, key)) {
-            return &it->value;
+// A JSON document as a flat list of its tokens, each remembering its text exactly as the file wrote it, so
+// that writing it back changes nothing we did not touch. A container's opening token knows where it ends,
+// so whole values can be skipped without looking inside them.
+struct Token {
+    enum class Kind : unsigned char { scalar, key, objectStart, arrayStart, objectEnd, arrayEnd };
+    size_t start = 0;    // where a scalar's or key's text begins: "a\u0020b", 1.10, true, null
+    uint32_t length = 0; // a scalar's or key's text length; an opening token's matching end token
+    Kind kind = Kind::scalar;
+    bool patched = false; // the edit changes something here (see `Edit`)
+
+    bool opens() const { return kind == Kind::objectStart || kind == Kind::arrayStart; }
+};
+
+struct Document {
+    std::string_view text; // the file without its byte-order mark
+    std::vector<Token> tokens;
+
+    std::string_view raw(size_t i) const { return text.substr(tokens[i].start, tokens[i].length); }
+    size_t end(size_t i) const { return tokens[i].length; }
+    /// The index just past the value at `i`.
+    size_t after(size_t i) const { return tokens[i].opens() ? end(i) + 1 : i + 1; }
+    bool isObject(size_t i) const { return tokens[i].kind == Token::Kind::objectStart; }
+    bool isString(size_t i) const { return tokens[i].kind == Token::Kind::scalar && isStringToken(raw(i)); }
+    /// Calls `f(keyIndex)` for every member of the object at `object`, in order.
+    template <typename F> void forEachMember(size_t object, F&& f) const {
+        for (size_t k = object + 1; k < end(object); k = after(k + 1)) {
+            f(k);
         }
     }
-    return nullptr;
-}
-
-// Builds the document from the parser's events. The parser hands decoded strings, so the exact text is cut
-// from the input instead. The parser decodes in place in a copy of the input at `base` (same offsets), and
-// while it reads a string or a number its stream is a private copy, so `stream` only stands right after the
-// token for the other events:
-// - a string's or key's text starts one byte before its decoded text and ends at its closing quote;
-// - a number's text starts where the parser hands it over, raw;
-// - any other token starts at the first byte after the previous token that is not a blank or a separator,
-//   and ends where the parser stands when it reports the token.
-class DocumentBuilder {
-public:
-    DocumentBuilder(std::string_view text, const char* base, rapidjson::InsituStringStream& stream)
-        : text_(text), base_(base), stream_(stream) {}
-
-    bool Null() { return scalar(token()); }
-    bool Bool(bool) { return scalar(token()); }
-    bool Int(int) { return scalar(token()); }
-    bool Uint(unsigned) { return scalar(token()); }
-    bool Int64(int64_t) { return scalar(token()); }
-    bool Uint64(uint64_t) { return scalar(token()); }
-    bool Double(double) { return scalar(token()); }
-    bool RawNumber(const char* str, rapidjson::SizeType length, bool) {
-        return scalar(cut(static_cast<size_t>(str - base_), length));
-    }
-    bool String(const char* str, rapidjson::SizeType, bool) { return scalar(stringToken(str)); }
-    bool Key(const char* str, rapidjson::SizeType, bool) {
-        stack_.back()->members.push_back(Member{stringToken(str), Node{}});
-        return true;
-    }
-    bool StartObject() { return open(Node::Kind::object); }
-    bool StartArray() { return open(Node::Kind::array); }
-    bool EndObject(rapidjson::SizeType) { return close(); }
-    bool EndArray(rapidjson::SizeType) { return close(); }
-
-    Node root;
-
-private:
-    std::string_view cut(size_t start, size_t length) {
-        last_ = start + length;
-        return text_.substr(start, length);
-    }
-    /// The string literal whose decoded text the parser placed at `str`. The parser has checked it, so its
-    /// closing quote is the first quote after it not escaped by an odd run of backslashes.
-    std::string_view stringToken(const char* str) {
-        const size_t start = static_cast<size_t>(str - base_) - 1;
-        size_t at = start + 1;
-        for (;;) {
-            const auto* quote =
-                static_cast<const char*>(std::memchr(text_.data() + at, '"', text_.size() - at));
-            const size_t position = static_cast<size_t>(quote - text_.data());
-            size_t backslashes = 0;
-            while (text_[position - 1 - backslashes] == '\\') { // stops at the opening quote
-                ++backslashes;
+    /// The key index of the last member named `key`, or nothing.
+    std::optional<size_t> lastMember(size_t object, std::string_view key) const {
+        std::optional<size_t> found;
+        forEachMember(object, [&](size_t k) {
+            if (keyEquals(raw(k), key)) {
+                found = k;
             }
-            if (backslashes % 2 == 0) {
-                return cut(start, position + 1 - start);
-            }
-            at = position + 1;
-        }
+        });
+        return found;
     }
-    std::string_view token() {
-        size_t end = stream_.Tell();
-        size_t start = last_;
-        while (start < end) {
-            char c = text_[start];
-            if (c != ' ' && c != '\t' && c != '\n' && c != '\r' && c != ',' && c != ':') {
-                break;
-            }
-            ++start;
-        }
-        last_ = end;
-        return text_.substr(start, end - start);
-    }
-    Node& place() {
-        if (stack_.empty()) {
-            return root;
-        }
-        Node& parent = *stack_.back();
-        if (parent.kind == Node::Kind::object) {
-            return parent.members.back().value;
-        }
-        parent.items.emplace_back();
-        return parent.items.back();
-    }
-    bool scalar(std::string_view raw) {
-        Node& n = place();
-        n.kind = Node::Kind::scalar;
-        n.raw = raw;
-        return true;
-    }
-    bool open(Node::Kind kind) {
-        if (stack_.size() >= maximumDepth) {
-            return false;
-        }
-        last_ = stream_.Tell();
-        Node& n = place();
-        n.kind = kind;
-        stack_.push_back(&n);
-        return true;
-    }
-    bool close() {
-        last_ = stream_.Tell();
-        stack_.pop_back();
-        return true;
-    }
+};
 
-    std::string_view text_;
-    const char* base_;
-    rapidjson::InsituStringStream& stream_;
-    size_t last_ = 0;
-    std::vector<Node*> stack_;
+// A value we write ourselves: a string literal or an object of such values.
+struct NewMember;
+struct NewValue {
+    std::string raw; // a scalar's literal
+    std::vector<NewMember> members;
+    bool object = false;
+};
+struct NewMember {
+    std::string rawKey;
+    NewValue value;
 };
 
 bool isBlankByte(char c) {
@@ -295,26 +203,256 @@ Layout layoutOf(std::string_view text) {
     return layout;
 }
 
-constexpr int maximumHugeNumbers = 64;
+// Reads a whole document into tokens in one pass, checking that it is standard JSON (RFC 8259) and no
+// deeper than `maximumDepth`. Strings are checked, not decoded: their text is kept as written. A high
+// surrogate escape must be followed by a low one, as the apps' own readers require. UTF-8 is checked
+// separately, in one pass over the whole text.
+class Tokenizer {
+public:
+    Tokenizer(std::string_view text, std::vector<Token>& tokens)
+        : begin_(text.data()), p_(text.data()), end_(text.data() + text.size()), tokens_(tokens) {}
 
-/// Overwrites the number at `start` with "0.000…" (or "-0.000…") of the same length.
-void patchHugeNumber(std::string& text, size_t start) {
-    size_t end = start;
-    while (end < text.size() &&
-           std::string_view("+-0123456789.eE").find(text[end]) != std::string_view::npos) {
-        ++end;
+    bool run() {
+        std::vector<size_t> open; // the opening tokens of the containers we are in
+        for (;;) {
+            // A value, or the start of a container.
+            skipBlanks();
+            if (p_ == end_) {
+                return false;
+            }
+            const char c = *p_;
+            if (c == '{' || c == '[') {
+                if (open.size() >= maximumDepth) {
+                    return false;
+                }
+                ++p_;
+                open.push_back(tokens_.size());
+                tokens_.emplace_back().kind = c == '{' ? Token::Kind::objectStart : Token::Kind::arrayStart;
+                skipBlanks();
+                const char close = c == '{' ? '}' : ']';
+                if (p_ == end_ || *p_ != close) {
+                    if (c == '{' && !key()) {
+                        return false;
+                    }
+                    continue; // its first value
+                }
+            } else if (!scalar(c)) {
+                return false;
+            }
+            // After a value: close containers until one goes on with a comma.
+            for (;;) {
+                skipBlanks();
+                if (open.empty()) {
+                    return p_ == end_;
+                }
+                if (p_ == end_) {
+                    return false;
+                }
+                const bool object = tokens_[open.back()].kind == Token::Kind::objectStart;
+                if (*p_ == (object ? '}' : ']')) {
+                    ++p_;
+                    tokens_[open.back()].length = static_cast<uint32_t>(tokens_.size());
+                    tokens_.emplace_back().kind = object ? Token::Kind::objectEnd : Token::Kind::arrayEnd;
+                    open.pop_back();
+                    continue;
+                }
+                if (*p_ != ',') {
+                    return false;
+                }
+                ++p_;
+                if (object) {
+                    skipBlanks();
+                    if (!key()) {
+                        return false;
+                    }
+                }
+                break;
+            }
+        }
     }
-    size_t at = start;
-    if (at < end && text[at] == '-') {
-        ++at;
+
+private:
+    static bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+    void skipBlanks() {
+        while (p_ != end_ && isBlankByte(*p_)) {
+            ++p_;
+        }
     }
-    for (size_t i = at; i < end; ++i) {
-        text[i] = i == at + 1 ? '.' : '0';
+    void push(Token::Kind kind, const char* start) {
+        Token& t = tokens_.emplace_back();
+        t.kind = kind;
+        t.start = static_cast<size_t>(start - begin_);
+        t.length = static_cast<uint32_t>(p_ - start);
     }
-}
+    /// A key and the colon after it.
+    bool key() {
+        if (p_ == end_ || *p_ != '"' || !string(Token::Kind::key)) {
+            return false;
+        }
+        skipBlanks();
+        if (p_ == end_ || *p_ != ':') {
+            return false;
+        }
+        ++p_;
+        return true;
+    }
+    bool scalar(char c) {
+        if (c == '"') {
+            return string(Token::Kind::scalar);
+        }
+        if (c == '-' || isDigit(c)) {
+            return number();
+        }
+        for (std::string_view literal :
+             {std::string_view("true"), std::string_view("false"), std::string_view("null")}) {
+            if (c == literal.front()) {
+                if (static_cast<size_t>(end_ - p_) < literal.size() ||
+                    std::memcmp(p_, literal.data(), literal.size()) != 0) {
+                    return false;
+                }
+                const char* start = p_;
+                p_ += literal.size();
+                push(Token::Kind::scalar, start);
+                return true;
+            }
+        }
+        return false;
+    }
+    bool number() {
+        const char* start = p_;
+        if (*p_ == '-') {
+            ++p_;
+        }
+        if (p_ == end_ || !isDigit(*p_)) {
+            return false;
+        }
+        if (*p_++ != '0') {
+            skipDigits();
+        }
+        if (p_ != end_ && *p_ == '.') {
+            ++p_;
+            if (p_ == end_ || !isDigit(*p_)) {
+                return false;
+            }
+            skipDigits();
+        }
+        if (p_ != end_ && (*p_ == 'e' || *p_ == 'E')) {
+            ++p_;
+            if (p_ != end_ && (*p_ == '+' || *p_ == '-')) {
+                ++p_;
+            }
+            if (p_ == end_ || !isDigit(*p_)) {
+                return false;
+            }
+            skipDigits();
+        }
+        push(Token::Kind::scalar, start);
+        return true;
+    }
+    void skipDigits() {
+        while (p_ != end_ && isDigit(*p_)) {
+            ++p_;
+        }
+    }
+    /// A string literal from its opening quote.
+    bool string(Token::Kind kind) {
+        const char* start = p_++;
+        for (;;) {
+            skipPlainBytes();
+            if (p_ == end_) {
+                return false;
+            }
+            if (*p_ == '"') {
+                ++p_;
+                push(kind, start);
+                return true;
+            }
+            if (*p_ != '\\' || !escape()) {
+                return false; // a control character, or a bad escape
+            }
+        }
+    }
+    /// Moves to the next quote, backslash or control character (or the end).
+    void skipPlainBytes() {
+#ifdef __SSE2__
+        const __m128i quote = _mm_set1_epi8('"');
+        const __m128i backslash = _mm_set1_epi8('\\');
+        const __m128i lastControl = _mm_set1_epi8(0x1F);
+        while (end_ - p_ >= 16) {
+            const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p_));
+            const __m128i special =
+                _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(s, quote), _mm_cmpeq_epi8(s, backslash)),
+                             _mm_cmpeq_epi8(_mm_max_epu8(s, lastControl), lastControl)); // s <= 0x1F
+            if (const int mask = _mm_movemask_epi8(special)) {
+                p_ += __builtin_ctz(static_cast<unsigned>(mask));
+                return;
+            }
+            p_ += 16;
+        }
+#endif
+        while (p_ != end_) {
+            const auto u = static_cast<unsigned char>(*p_);
+            if (u < 0x20 || u == '"' || u == '\\') {
+                return;
+            }
+            ++p_;
+        }
+    }
+    /// An escape sequence from its backslash.
+    bool escape() {
+        ++p_;
+        if (p_ == end_) {
+            return false;
+        }
+        if (std::string_view("\"\\/bfnrt").find(*p_) != std::string_view::npos) {
+            ++p_;
+            return true;
+        }
+        if (*p_ != 'u') {
+            return false;
+        }
+        ++p_;
+        unsigned codeUnit = 0;
+        if (!hex4(codeUnit)) {
+            return false;
+        }
+        if (codeUnit >= 0xD800 && codeUnit <= 0xDBFF) {
+            if (end_ - p_ < 2 || p_[0] != '\\' || p_[1] != 'u') {
+                return false;
+            }
+            p_ += 2;
+            unsigned low = 0;
+            return hex4(low) && low >= 0xDC00 && low <= 0xDFFF;
+        }
+        return true;
+    }
+    bool hex4(unsigned& value) {
+        if (end_ - p_ < 4) {
+            return false;
+        }
+        for (int i = 0; i < 4; ++i, ++p_) {
+            const char c = *p_;
+            const unsigned digit = isDigit(c)               ? static_cast<unsigned>(c - '0')
+                                   : (c >= 'a' && c <= 'f') ? static_cast<unsigned>(c - 'a' + 10)
+                                   : (c >= 'A' && c <= 'F') ? static_cast<unsigned>(c - 'A' + 10)
+                                                            : 16u;
+            if (digit == 16) {
+                return false;
+            }
+            value = value * 16 + digit;
+        }
+        return true;
+    }
+
+    const char* begin_;
+    const char* p_;
+    const char* end_;
+    std::vector<Token>& tokens_;
+};
 
 struct Parsed {
-    Node root;
+    Document document;
     Layout layout;
 };
 
@@ -322,126 +460,155 @@ struct Parsed {
 Parsed parse(std::optional<std::string_view> data) {
     Parsed parsed;
     if (!data || MCPConfigMerger::isBlank(*data)) {
-        parsed.root = Node::object();
+        parsed.document.text = "{}";
+        parsed.document.tokens.resize(2);
+        parsed.document.tokens[0].kind = Token::Kind::objectStart;
+        parsed.document.tokens[0].length = 1;
+        parsed.document.tokens[1].kind = Token::Kind::objectEnd;
         return parsed;
     }
     std::string_view text = *data;
     if (text.starts_with(byteOrderMark)) {
         text.remove_prefix(byteOrderMark.size());
     }
-    // Checked here in one pass rather than by the parser string by string, which is several times slower.
-    // Outside strings any byte above 0x7F is a syntax error anyway, so the outcome is the same.
-    if (!Support::Text::isValidUTF8(text)) {
+    // Tokens hold 32-bit lengths and indices; no settings file comes near 4 GB, and one that did must not be
+    // written back cut short. Outside strings any byte above 0x7F is a syntax error, so one UTF-8 check of
+    // the whole text is enough.
+    if (text.size() >= std::numeric_limits<uint32_t>::max() || !Support::Text::isValidUTF8(text)) {
         throw MCPConfigMergeError::malformed();
     }
-    // Control characters other than tab, line feed and carriage return are never valid JSON, and the
-    // parser's vectorised string scan lets 0x1A to 0x1F through, so they are refused here. (Written without
-    // an early exit so that it vectorises.)
-    bool control = false;
-    for (char c : text) {
-        const auto u = static_cast<unsigned char>(c);
-        control |= u < 0x20 && u != '\t' && u != '\n' && u != '\r';
-    }
-    if (control) {
+    parsed.document.text = text;
+    parsed.document.tokens.reserve(text.size() / 24 + 16);
+    if (!Tokenizer(text, parsed.document.tokens).run()) {
         throw MCPConfigMergeError::malformed();
     }
-    // The parser refuses numbers beyond a double's range (1E+400, a 400-digit integer) even when it hands
-    // numbers over as text. They are valid JSON, so such a number is parsed as a zero of the same length in
-    // a patched copy; the document still takes its text from the original.
-    std::string patched;
-    std::string_view parsedText = text;
-    // The parser decodes strings in place (much faster than into its own stack), so it works on a copy.
-    // The copy ends in blocks of NULs: the vectorised scans read whole aligned 16-byte blocks.
-    std::string buffer;
-    for (int patches = 0;; ++patches) {
-        buffer.reserve(parsedText.size() + 32);
-        buffer.assign(parsedText);
-        buffer.append(32, '\0');
-        rapidjson::InsituStringStream stream(buffer.data());
-        DocumentBuilder builder(text, buffer.data(), stream);
-        rapidjson::Reader reader;
-        constexpr unsigned flags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag |
-                                   rapidjson::kParseStopWhenDoneFlag;
-        if (!reader.Parse<flags>(stream, builder)) {
-            if (reader.GetParseErrorCode() != rapidjson::kParseErrorNumberTooBig ||
-                patches >= maximumHugeNumbers) {
-                throw MCPConfigMergeError::malformed();
-            }
-            if (patched.empty()) {
-                patched.assign(text);
-                parsedText = patched;
-            }
-            patchHugeNumber(patched, reader.GetErrorOffset());
-            continue;
-        }
-        // The parser stops at a NUL byte as if the text ended there; whatever follows the document must be
-        // blanks only.
-        for (size_t i = stream.Tell(); i < text.size(); ++i) {
-            if (!isBlankByte(text[i])) {
-                throw MCPConfigMergeError::malformed();
-            }
-        }
-        if (builder.root.kind != Node::Kind::object) {
-            throw MCPConfigMergeError::unexpectedShape("top level");
-        }
-        parsed.root = std::move(builder.root);
-        break;
+    if (!parsed.document.isObject(0)) {
+        throw MCPConfigMergeError::unexpectedShape("top level");
     }
     parsed.layout = layoutOf(*data);
     return parsed;
 }
 
+// What adding or removing changes in a document; everything else is written as it was.
+struct Edit {
+    struct Patch {
+        bool drop = false;               // a member's key: leave the member out
+        std::optional<NewValue> value;   // a value: write this one instead
+        std::vector<NewMember> appended; // an object's end: members added last
+    };
+    std::map<size_t, Patch> patches; // by token index
+
+    Patch& at(Document& document, size_t i) {
+        document.tokens[i].patched = true;
+        return patches[i];
+    }
+    const Patch* find(size_t i) const {
+        auto it = patches.find(i);
+        return it == patches.end() ? nullptr : &it->second;
+    }
+};
+
+// Writes the document pretty-printed in the file's layout, with the edit applied: to a sink in pieces, or
+// into one string.
 class Printer {
 public:
-    explicit Printer(const Layout& layout, size_t sizeHint) : layout_(layout) {
-        out_.reserve(sizeHint + sizeHint / 4 + 256);
+    Printer(const Document& document, const Edit& edit, const Layout& layout,
+            const MCPConfigEdit::Sink* sink = nullptr)
+        : document_(document), edit_(edit), layout_(layout), sink_(sink) {
+        const size_t size = document.text.size() + document.text.size() / 4 + 256;
+        out_.reserve(sink ? std::min(size, pieceSize + pieceSize / 4) : size);
         out_ += layout.bom;
     }
-    void print(const Node& node, int depth) {
-        switch (node.kind) {
-        case Node::Kind::scalar:
-            out_ += node.raw;
-            return;
-        case Node::Kind::object:
-            if (node.members.empty()) {
-                out_ += "{}";
-                return;
-            }
-            out_ += '{';
-            for (size_t i = 0; i < node.members.size(); ++i) {
-                out_ += i == 0 ? "" : ",";
-                lineStart(depth + 1);
-                out_ += node.members[i].rawKey;
-                out_ += ": ";
-                print(node.members[i].value, depth + 1);
-            }
-            lineStart(depth);
-            out_ += '}';
-            return;
-        case Node::Kind::array:
-            if (node.items.empty()) {
-                out_ += "[]";
-                return;
-            }
-            out_ += '[';
-            for (size_t i = 0; i < node.items.size(); ++i) {
-                out_ += i == 0 ? "" : ",";
-                lineStart(depth + 1);
-                print(node.items[i], depth + 1);
-            }
-            lineStart(depth);
-            out_ += ']';
-            return;
-        }
-    }
-    std::string finish() {
+    std::string print() && {
+        value(0, 0);
         if (layout_.finalNewline) {
             out_ += layout_.newline;
+        }
+        if (sink_) {
+            (*sink_)(out_);
+            out_.clear();
         }
         return std::move(out_);
     }
 
 private:
+    /// Writes the value at `i`; returns the index just past it.
+    size_t value(size_t i, int depth) {
+        const Token& t = document_.tokens[i];
+        if (t.patched) {
+            if (const auto* patch = edit_.find(i); patch && patch->value) {
+                newValue(*patch->value, depth);
+                return document_.after(i);
+            }
+        }
+        if (!t.opens()) {
+            out_ += document_.raw(i);
+            return i + 1;
+        }
+        const bool object = t.kind == Token::Kind::objectStart;
+        const size_t end = document_.end(i);
+        out_ += object ? '{' : '[';
+        bool any = false;
+        for (size_t k = i + 1; k < end;) {
+            if (object) {
+                if (document_.tokens[k].patched) {
+                    if (const auto* patch = edit_.find(k); patch && patch->drop) {
+                        k = document_.after(k + 1);
+                        continue;
+                    }
+                }
+                nextItem(any, depth + 1);
+                out_ += document_.raw(k);
+                out_ += ": ";
+                k = value(k + 1, depth + 1);
+            } else {
+                nextItem(any, depth + 1);
+                k = value(k, depth + 1);
+            }
+        }
+        if (document_.tokens[end].patched) {
+            if (const auto* patch = edit_.find(end)) {
+                members(patch->appended, any, depth);
+            }
+        }
+        if (any) {
+            lineStart(depth);
+        }
+        out_ += object ? '}' : ']';
+        return end + 1;
+    }
+    void newValue(const NewValue& v, int depth) {
+        if (!v.object) {
+            out_ += v.raw;
+            return;
+        }
+        out_ += '{';
+        bool any = false;
+        members(v.members, any, depth);
+        if (any) {
+            lineStart(depth);
+        }
+        out_ += '}';
+    }
+    void members(const std::vector<NewMember>& list, bool& any, int depth) {
+        for (const auto& member : list) {
+            nextItem(any, depth + 1);
+            out_ += member.rawKey;
+            out_ += ": ";
+            newValue(member.value, depth + 1);
+        }
+    }
+    void nextItem(bool& any, int depth) {
+        if (sink_ && out_.size() >= pieceSize) {
+            (*sink_)(out_);
+            out_.clear();
+        }
+        if (any) {
+            out_ += ',';
+        }
+        any = true;
+        lineStart(depth);
+    }
     void lineStart(int depth) {
         out_ += layout_.newline;
         const size_t width = static_cast<size_t>(depth) * layout_.indent.size();
@@ -450,15 +617,27 @@ private:
         }
         out_.append(indentation_, 0, width);
     }
+
+    const Document& document_;
+    const Edit& edit_;
+    static constexpr size_t pieceSize = 1 << 20;
+
     const Layout& layout_;
+    const MCPConfigEdit::Sink* sink_;
     std::string out_;
     std::string indentation_; // the indent repeated for the deepest line so far
 };
 
-std::string serialise(const Parsed& parsed, size_t sizeHint) {
-    Printer printer(parsed.layout, sizeHint);
-    printer.print(parsed.root, 0);
-    return printer.finish();
+NewValue newString(std::string_view text) {
+    NewValue v;
+    v.raw = MCPConfigMerger::quoted(text);
+    return v;
+}
+
+NewValue newObject() {
+    NewValue v;
+    v.object = true;
+    return v;
 }
 
 } // namespace
@@ -522,72 +701,121 @@ MCPConfigMerger::Entry MCPConfigMerger::entry(std::string_view command, MCPEntry
     return {{"command", std::string(command)}};
 }
 
+struct MCPConfigEdit::State {
+    Parsed parsed;
+    Edit edit;
+    bool changes = false;
+};
+
+MCPConfigEdit::MCPConfigEdit(std::unique_ptr<State> state) : state_(std::move(state)) {}
+MCPConfigEdit::MCPConfigEdit(MCPConfigEdit&&) noexcept = default;
+MCPConfigEdit& MCPConfigEdit::operator=(MCPConfigEdit&&) noexcept = default;
+MCPConfigEdit::~MCPConfigEdit() = default;
+
+bool MCPConfigEdit::changes() const {
+    return state_->changes;
+}
+
+void MCPConfigEdit::write(const Sink& sink) const {
+    Printer(state_->parsed.document, state_->edit, state_->parsed.layout, &sink).print();
+}
+
+std::string MCPConfigEdit::text() const {
+    return Printer(state_->parsed.document, state_->edit, state_->parsed.layout).print();
+}
+
+MCPConfigEdit MCPConfigMerger::upsertEdit(std::string_view command, MCPEntryStyle style,
+                                          std::string_view rootKey, std::optional<std::string_view> data) {
+    auto state = std::make_unique<MCPConfigEdit::State>();
+    state->parsed = parse(data);
+    Document& document = state->parsed.document;
+    Edit& edit = state->edit;
+    const Entry wanted = entry(command, style);
+    auto wholeEntry = [&] {
+        NewValue v = newObject();
+        for (const auto& [key, value] : wanted) {
+            v.members.push_back(NewMember{quoted(key), newString(value)});
+        }
+        return v;
+    };
+
+    bool changed = false;
+    const auto servers = document.lastMember(0, rootKey);
+    if (!servers) {
+        NewValue serversValue = newObject();
+        serversValue.members.push_back(NewMember{quoted(serverName), wholeEntry()});
+        edit.at(document, document.end(0))
+            .appended.push_back(NewMember{quoted(rootKey), std::move(serversValue)});
+        changed = true;
+    } else if (!document.isObject(*servers + 1)) {
+        throw MCPConfigMergeError::unexpectedShape(std::string(rootKey));
+    } else if (const auto ours = document.lastMember(*servers + 1, serverName); !ours) {
+        edit.at(document, document.end(*servers + 1))
+            .appended.push_back(NewMember{quoted(serverName), wholeEntry()});
+        changed = true;
+    } else if (!document.isObject(*ours + 1)) {
+        edit.at(document, *ours + 1).value = wholeEntry();
+        changed = true;
+    } else {
+        const size_t object = *ours + 1;
+        for (const auto& [key, value] : wanted) {
+            const auto existing = document.lastMember(object, key);
+            if (existing && document.isString(*existing + 1) &&
+                decodeString(document.raw(*existing + 1)) == value) {
+                continue;
+            }
+            changed = true;
+            if (existing) {
+                edit.at(document, *existing + 1).value = newString(value);
+            } else {
+                edit.at(document, document.end(object))
+                    .appended.push_back(NewMember{quoted(key), newString(value)});
+            }
+        }
+        document.forEachMember(object, [&](size_t k) {
+            if (keyEquals(document.raw(k), "args")) {
+                edit.at(document, k).drop = true;
+                changed = true;
+            }
+        });
+    }
+    // A blank file becomes a whole new document.
+    state->changes = changed || !data || isBlank(*data);
+    return MCPConfigEdit(std::move(state));
+}
+
+MCPConfigEdit MCPConfigMerger::removeEdit(std::string_view rootKey, std::optional<std::string_view> data) {
+    auto state = std::make_unique<MCPConfigEdit::State>();
+    if (!data || isBlank(*data)) {
+        return MCPConfigEdit(std::move(state));
+    }
+    state->parsed = parse(data);
+    Document& document = state->parsed.document;
+    const auto servers = document.lastMember(0, rootKey);
+    if (servers && document.isObject(*servers + 1)) {
+        document.forEachMember(*servers + 1, [&](size_t k) {
+            if (keyEquals(document.raw(k), serverName)) {
+                state->edit.at(document, k).drop = true;
+            }
+        });
+    }
+    state->changes = !state->edit.patches.empty();
+    return MCPConfigEdit(std::move(state));
+}
+
 std::string MCPConfigMerger::upserting(std::string_view command, MCPEntryStyle style,
                                        std::string_view rootKey, std::optional<std::string_view> data) {
-    Parsed parsed = parse(data);
-    std::deque<std::string> owned; // texts of the keys and values we add; the nodes point into it
-    auto own = [&owned](std::string text) -> std::string_view { return owned.emplace_back(std::move(text)); };
-
-    Node* servers = lastMember(parsed.root, rootKey);
-    if (!servers) {
-        parsed.root.members.push_back(Member{own(quoted(rootKey)), Node::object()});
-        servers = &parsed.root.members.back().value;
-    } else if (servers->kind != Node::Kind::object) {
-        throw MCPConfigMergeError::unexpectedShape(std::string(rootKey));
-    }
-
-    Node* ours = lastMember(*servers, serverName);
-    if (!ours) {
-        servers->members.push_back(Member{own(quoted(serverName)), Node::object()});
-        ours = &servers->members.back().value;
-    } else if (ours->kind != Node::Kind::object) {
-        *ours = Node::object();
-    }
-
-    const Entry wanted = entry(command, style);
-    bool changed = false;
-    for (const auto& [key, value] : wanted) {
-        Node* existing = lastMember(*ours, key);
-        if (existing && existing->kind == Node::Kind::scalar && isStringToken(existing->raw) &&
-            decodeString(existing->raw) == value) {
-            continue;
-        }
-        changed = true;
-        Node scalar;
-        scalar.raw = own(quoted(value));
-        if (existing) {
-            *existing = std::move(scalar);
-        } else {
-            ours->members.push_back(Member{own(quoted(key)), std::move(scalar)});
-        }
-    }
-    auto& members = ours->members;
-    auto before = members.size();
-    std::erase_if(members, [](const Member& m) { return keyEquals(m.rawKey, "args"); });
-    changed = changed || members.size() != before;
-
-    if (!changed && data && !isBlank(*data)) {
-        return std::string(*data);
-    }
-    return serialise(parsed, data ? data->size() : 0);
+    const auto edit = upsertEdit(command, style, rootKey, data);
+    return edit.changes() ? edit.text() : std::string(*data);
 }
 
 std::optional<std::string> MCPConfigMerger::removing(std::string_view rootKey,
                                                      std::optional<std::string_view> data) {
-    if (!data || isBlank(*data)) {
+    const auto edit = removeEdit(rootKey, data);
+    if (!edit.changes()) {
         return std::nullopt;
     }
-    Parsed parsed = parse(data);
-    Node* servers = lastMember(parsed.root, rootKey);
-    if (!servers || servers->kind != Node::Kind::object) {
-        return std::nullopt;
-    }
-    auto removed =
-        std::erase_if(servers->members, [](const Member& m) { return keyEquals(m.rawKey, serverName); });
-    if (removed == 0) {
-        return std::nullopt;
-    }
-    return serialise(parsed, data->size());
+    return edit.text();
 }
 
 std::optional<std::string> MCPConfigMerger::command(std::string_view data, std::string_view rootKey) {
@@ -595,13 +823,16 @@ std::optional<std::string> MCPConfigMerger::command(std::string_view data, std::
         return std::nullopt;
     }
     try {
-        Parsed parsed = parse(data);
-        Node* servers = lastMember(parsed.root, rootKey);
-        Node* ours =
-            servers && servers->kind == Node::Kind::object ? lastMember(*servers, serverName) : nullptr;
-        Node* cmd = ours && ours->kind == Node::Kind::object ? lastMember(*ours, "command") : nullptr;
-        if (cmd && cmd->kind == Node::Kind::scalar && isStringToken(cmd->raw)) {
-            return decodeString(cmd->raw);
+        const Parsed parsed = parse(data);
+        const Document& document = parsed.document;
+        const auto servers = document.lastMember(0, rootKey);
+        const auto ours = servers && document.isObject(*servers + 1)
+                              ? document.lastMember(*servers + 1, serverName)
+                              : std::nullopt;
+        const auto cmd =
+            ours && document.isObject(*ours + 1) ? document.lastMember(*ours + 1, "command") : std::nullopt;
+        if (cmd && document.isString(*cmd + 1)) {
+            return decodeString(document.raw(*cmd + 1));
         }
     } catch (const MCPConfigMergeError&) {
     }

@@ -4,8 +4,9 @@
 //
 // Contract at the edges:
 // - A missing file or one holding only blanks is an empty object. Anything else must be standard JSON
-//   (no comments, no trailing commas, UTF-8, at most 512 levels deep): otherwise `malformed` is thrown. A top
-//   level that is not an object, or a root key whose value is not an object, throws `unexpectedShape`.
+//   (no comments, no trailing commas, UTF-8, at most 512 levels deep, under 4 GB): otherwise `malformed` is
+//   thrown. A top level that is not an object, or a root key whose value is not an object, throws
+//   `unexpectedShape`.
 // - The rewritten document is pretty-printed with the file's own indentation (two blanks for a new file) and
 //   line ends, keeps every other key in its original order, and keeps the exact text of every number and
 //   string we did not change (1.10 stays 1.10, "\u00e9" stays "\u00e9", 18446744073709551617 stays as is).
@@ -16,6 +17,8 @@
 #include "Support/Errors.h"
 #include "UI/aiapps/MCPClientCatalog.h"
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -48,6 +51,31 @@ private:
     std::string name_;
 };
 
+/// A merge worked out but not written out yet, so that a large file can be written to disk in pieces rather
+/// than built as one new string. It refers to the bytes it was made from, which must outlive it.
+class MCPConfigEdit {
+public:
+    using Sink = std::function<void(std::string_view)>;
+
+    MCPConfigEdit(MCPConfigEdit&&) noexcept;
+    MCPConfigEdit& operator=(MCPConfigEdit&&) noexcept;
+    ~MCPConfigEdit();
+
+    /// False when the file already says what the edit would: nothing to write.
+    bool changes() const;
+    /// The new file, handed to `sink` in order, in pieces of about a megabyte.
+    void write(const Sink& sink) const;
+    /// The new file in one piece.
+    std::string text() const;
+
+    struct State;
+
+private:
+    explicit MCPConfigEdit(std::unique_ptr<State> state);
+    std::unique_ptr<State> state_;
+    friend class MCPConfigMerger;
+};
+
 class MCPConfigMerger {
 public:
     /// The key of our entry inside the root object.
@@ -64,6 +92,10 @@ public:
     /// The file without our entry, or nothing when there is nothing to remove. Throws `MCPConfigMergeError`.
     static std::optional<std::string> removing(std::string_view rootKey,
                                                std::optional<std::string_view> data);
+    /// `upserting` and `removing` as edits still to be written out. Throw `MCPConfigMergeError`.
+    static MCPConfigEdit upsertEdit(std::string_view command, MCPEntryStyle style, std::string_view rootKey,
+                                    std::optional<std::string_view> data);
+    static MCPConfigEdit removeEdit(std::string_view rootKey, std::optional<std::string_view> data);
     /// The "command" of our entry, or nothing (also for a file that cannot be read).
     static std::optional<std::string> command(std::string_view data, std::string_view rootKey);
     /// The setup text to paste into an app's MCP settings (always under "mcpServers").

@@ -279,3 +279,52 @@ TEST(MCPConfigFileWriter, AFileItCannotReadIsAnErrorNamingThePath) {
         EXPECT_NE(std::string(e.what()).find(file.string()), std::string::npos) << e.what();
     }
 }
+
+TEST(MCPConfigFileWriter, TheBackupStaysTheOriginalWhateverTheAppDoesToTheFileAfterwards) {
+    // The backup is the original file kept under a second name; once the new file has replaced it, saving the
+    // settings file in place must not reach the backup.
+    TempFolder home;
+    auto file = home / "mcp.json";
+    const std::string original = "{\"theme\": \"dark\", \"n\": 1.10}";
+    writeFile(file, original);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    const auto backup = MCPConfigFileWriter::backupPath(file);
+    ASSERT_EQ(add(file), Result::written(backup));
+
+    struct stat fileInfo {
+    }, backupInfo{};
+    ASSERT_EQ(::stat(file.c_str(), &fileInfo), 0);
+    ASSERT_EQ(::stat(backup.c_str(), &backupInfo), 0);
+    EXPECT_NE(fileInfo.st_ino, backupInfo.st_ino);
+    EXPECT_EQ(backupInfo.st_nlink, 1u);
+    EXPECT_EQ(permissions(backup), 0640u);
+    EXPECT_EQ(permissions(file), 0640u);
+
+    writeFile(file, "{\"theme\": \"light\"}"); // the app saves in place
+    EXPECT_EQ(readFile(backup), original);
+    EXPECT_EQ(add(file), Result::written());
+    EXPECT_EQ(readFile(backup), original);
+}
+
+TEST(MCPConfigFileWriter, PermissionsTheAppChangesWhileWeWriteAreKept) {
+    // A change of mode alone, made after the backup was taken, must still make the writer start again.
+    TempFolder home;
+    auto file = home / "mcp.json";
+    const std::string original = "{\"secret\": \"token\"}";
+    writeFile(file, original);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
+                              fs::perms::others_read);
+    MCPConfigFileWriter::Hooks hooks;
+    int calls = 0;
+    hooks.beforeReplace = [&](int attempt) {
+        ++calls;
+        if (attempt == 0) {
+            fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+        }
+    };
+    EXPECT_EQ(add(file, helper, hooks), Result::written(MCPConfigFileWriter::backupPath(file)));
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(permissions(file), 0600u);
+    EXPECT_EQ(readFile(MCPConfigFileWriter::backupPath(file)), original);
+    EXPECT_EQ(UI::MCPConfigMerger::command(readFile(file), "mcpServers"), helper);
+}

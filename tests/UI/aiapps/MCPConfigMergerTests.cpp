@@ -79,6 +79,27 @@ TEST(MCPConfigMerger, RefusesWhatItCannotReadExactly) {
         {"root key is a string", "{\"mcpServers\": \"none\"}",
          MCPConfigMergeError::unexpectedShape("mcpServers")},
         {"root key is null", "{\"mcpServers\": null}", MCPConfigMergeError::unexpectedShape("mcpServers")},
+        {"unknown escape", R"({"a": "\x41"})", MCPConfigMergeError::malformed()},
+        {"short unicode escape", R"({"a": "\u00e"})", MCPConfigMergeError::malformed()},
+        {"high surrogate alone", R"({"a": "\ud83d"})", MCPConfigMergeError::malformed()},
+        {"high surrogate before a non-surrogate", R"({"a": "\ud83d\u0041"})",
+         MCPConfigMergeError::malformed()},
+        {"leading zero", "{\"a\": 01}", MCPConfigMergeError::malformed()},
+        {"fraction without digits", "{\"a\": 1.}", MCPConfigMergeError::malformed()},
+        {"lone minus", "{\"a\": -}", MCPConfigMergeError::malformed()},
+        {"leading dot", "{\"a\": .5}", MCPConfigMergeError::malformed()},
+        {"exponent without digits", "{\"a\": 1e+}", MCPConfigMergeError::malformed()},
+        {"plus sign", "{\"a\": +1}", MCPConfigMergeError::malformed()},
+        {"huge number with a second exponent", "{\"a\": 1E400E5}", MCPConfigMergeError::malformed()},
+        {"cut-off literal", "{\"a\": tru}", MCPConfigMergeError::malformed()},
+        {"capitalised literal", "{\"a\": Null}", MCPConfigMergeError::malformed()},
+        {"key without a colon", "{\"a\" 1}", MCPConfigMergeError::malformed()},
+        {"number as a key", "{1: 2}", MCPConfigMergeError::malformed()},
+        {"missing comma", "{\"a\": 1 \"b\": 2}", MCPConfigMergeError::malformed()},
+        {"unclosed string", "{\"a\": \"x}", MCPConfigMergeError::malformed()},
+        {"form feed between tokens", "{\f}", MCPConfigMergeError::malformed()},
+        {"byte-order mark and blanks only", "\xEF\xBB\xBF \n", MCPConfigMergeError::malformed()},
+        {"byte above 0x7F outside a string", "{\"a\": 1\xC3\xA9}", MCPConfigMergeError::malformed()},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(refusal([&] { add(c.text); }), c.expected) << c.name;
@@ -263,4 +284,140 @@ TEST(MCPConfigMerger, RefusesEveryControlCharacterInAStringWhereverItFalls) {
         }
     }
     EXPECT_NO_THROW(add("{\"a\":\t\"x\",\r\n\"b\": 1}"));
+}
+
+TEST(MCPConfigMerger, ReadsEveryFormOfStandardJsonAndKeepsItsText) {
+    // A lone low surrogate is read as the apps' own readers do (only a high one must be followed by a low).
+    const std::string literals[] = {
+        "0",
+        "-0",
+        "0e0",
+        "1E-7",
+        "1e+5",
+        "-12.5E+3",
+        "true",
+        "false",
+        "null",
+        R"("\udc00")",
+        R"("\uD83D\uDE00")",
+        R"("\"\\\/\b\f\n\r\t")",
+        "[]",
+        "{}",
+        "\"\xF0\x9F\x98\x80\"",
+    };
+    for (const auto& literal : literals) {
+        SCOPED_TRACE(literal);
+        auto out = add("{\"v\":" + literal + ",\"w\":[" + literal + "]}");
+        EXPECT_NE(out.find("\"v\": " + literal + ",\n"), std::string::npos) << out;
+        EXPECT_EQ(MCPConfigMerger::command(out, "mcpServers"), "/opt/vellmora/bin/vellmora-mcp");
+    }
+    EXPECT_EQ(json::parse(add("{\"v\":[[[]]],\"\":{\"\":\"\"}}"))[""], json({{"", ""}}));
+}
+
+TEST(MCPConfigMerger, ReplacesAnEntryInTheMiddleOfTheServersKeepingItsNeighboursExactly) {
+    const std::string original =
+        R"({"mcpServers": {"a": {"command": "\u0041\\\"\/"}, )"
+        R"("vellmora": {"command": "/old", "args": [1], "env": {"K": "v\/"}, "args": 2}, )"
+        R"("z": 1.10}, "after": -0.0})";
+    EXPECT_EQ(add(original), "{\n"
+                             "  \"mcpServers\": {\n"
+                             "    \"a\": {\n"
+                             "      \"command\": \"\\u0041\\\\\\\"\\/\"\n"
+                             "    },\n"
+                             "    \"vellmora\": {\n"
+                             "      \"command\": \"/opt/vellmora/bin/vellmora-mcp\",\n"
+                             "      \"env\": {\n"
+                             "        \"K\": \"v\\/\"\n"
+                             "      }\n"
+                             "    },\n"
+                             "    \"z\": 1.10\n"
+                             "  },\n"
+                             "  \"after\": -0.0\n"
+                             "}");
+    // The stdio style adds the type after the keys already there.
+    auto stdio = add(original, MCPEntryStyle::stdio);
+    EXPECT_NE(stdio.find("\"env\": {\n        \"K\": \"v\\/\"\n      },\n      \"type\": \"stdio\"\n    },\n"
+                         "    \"z\": 1.10"),
+              std::string::npos)
+        << stdio;
+}
+
+TEST(MCPConfigMerger, AddsTheRootKeyOrTheEntryWhereverTheyAreMissing) {
+    struct Case {
+        const char* name;
+        std::string_view original;
+        std::string_view expected;
+    };
+    const Case cases[] = {
+        {"empty document", "{}",
+         "{\n  \"mcpServers\": {\n    \"vellmora\": {\n      \"command\": "
+         "\"/opt/vellmora/bin/vellmora-mcp\"\n"
+         "    }\n  }\n}"},
+        {"root key missing", "{\"theme\": \"dark\", \"n\": [1.10, {}]}\n",
+         "{\n  \"theme\": \"dark\",\n  \"n\": [\n    1.10,\n    {}\n  ],\n  \"mcpServers\": {\n    "
+         "\"vellmora\": "
+         "{\n      \"command\": \"/opt/vellmora/bin/vellmora-mcp\"\n    }\n  }\n}\n"},
+        {"empty servers", "{\"mcpServers\": {}, \"z\": 2}",
+         "{\n  \"mcpServers\": {\n    \"vellmora\": {\n      \"command\": "
+         "\"/opt/vellmora/bin/vellmora-mcp\"\n"
+         "    }\n  },\n  \"z\": 2\n}"},
+        {"entry is not an object", "{\"mcpServers\": {\"vellmora\": [1], \"b\": {}}}",
+         "{\n  \"mcpServers\": {\n    \"vellmora\": {\n      \"command\": "
+         "\"/opt/vellmora/bin/vellmora-mcp\"\n"
+         "    },\n    \"b\": {}\n  }\n}"},
+        {"entry is an empty object", "{\"mcpServers\": {\"vellmora\": {}}}",
+         "{\n  \"mcpServers\": {\n    \"vellmora\": {\n      \"command\": "
+         "\"/opt/vellmora/bin/vellmora-mcp\"\n"
+         "    }\n  }\n}"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(add(c.original), c.expected) << c.name;
+    }
+}
+
+TEST(MCPConfigMerger, RemovingFromTheMiddleKeepsTheNeighboursAndTheirSeparators) {
+    struct Case {
+        std::string_view original;
+        std::string_view expected;
+    };
+    const Case cases[] = {
+        {R"({"mcpServers": {"a": "\/", "vellmora": {"x": [1]}, "b": 2E3}})",
+         "{\n  \"mcpServers\": {\n    \"a\": \"\\/\",\n    \"b\": 2E3\n  }\n}"},
+        {R"({"mcpServers": {"vellmora": 1, "b": 2}})", "{\n  \"mcpServers\": {\n    \"b\": 2\n  }\n}"},
+        {R"({"mcpServers": {"a": 1, "vellmora": 1}})", "{\n  \"mcpServers\": {\n    \"a\": 1\n  }\n}"},
+        {R"({"mcpServers": {"vellmora": 1, "vellmora": 2}, "t": true})",
+         "{\n  \"mcpServers\": {},\n  \"t\": true\n}"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(MCPConfigMerger::removing("mcpServers", c.original), std::string(c.expected)) << c.original;
+    }
+}
+
+TEST(MCPConfigEdit, WritesALargeFileInPiecesThatMakeUpExactlyTheWholeText) {
+    std::string original = "{\"mcpServers\": {\"a\": {}}, \"list\": [";
+    for (int i = 0; i < 60000; ++i) {
+        original +=
+            (i ? "," : "") + std::string("{\"s\": \"caf\\u00e9 ") + std::to_string(i) + "\", \"n\": 1.10}";
+    }
+    original += "]}";
+    const auto edit = MCPConfigMerger::upsertEdit("/opt/vellmora/bin/vellmora-mcp", MCPEntryStyle::command,
+                                                  "mcpServers", original);
+    ASSERT_TRUE(edit.changes());
+    std::string joined;
+    int pieces = 0;
+    edit.write([&](std::string_view piece) {
+        joined += piece;
+        ++pieces;
+    });
+    EXPECT_GT(pieces, 2);
+    EXPECT_EQ(joined, edit.text());
+    EXPECT_EQ(joined, add(original));
+    EXPECT_EQ(json::parse(joined)["list"][59999]["s"], "caf\u00e9 59999");
+
+    EXPECT_FALSE(MCPConfigMerger::upsertEdit("/opt/vellmora/bin/vellmora-mcp", MCPEntryStyle::command,
+                                             "mcpServers", joined)
+                     .changes());
+    EXPECT_FALSE(MCPConfigMerger::removeEdit("mcpServers", original).changes());
+    EXPECT_FALSE(MCPConfigMerger::removeEdit("mcpServers", std::nullopt).changes());
+    EXPECT_TRUE(MCPConfigMerger::upsertEdit("/x", MCPEntryStyle::command, "mcpServers", " ").changes());
 }
