@@ -39,8 +39,10 @@ void BM_TextStageQuery(benchmark::State& state, const char* query) {
     index.rebuild(recordings);
     std::size_t kept = 0;
     for (auto _ : state) {
+        const auto positions = index.matching(query, false);
         std::vector<Database::DatabaseManager::Recording> matches;
-        for (auto i : index.matching(query, false)) {
+        matches.reserve(positions.size());
+        for (auto i : positions) {
             matches.push_back(recordings[i]);
         }
         kept = matches.size();

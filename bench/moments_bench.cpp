@@ -6,6 +6,7 @@
 #include "Intelligence/UnifiedSearchEngine.h"
 
 #include <benchmark/benchmark.h>
+#include <sqlite3.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -49,6 +50,38 @@ void BM_MomentSearch(benchmark::State& state, const char* query) {
     state.counters["hits"] = static_cast<double>(hits);
 }
 
+// A fresh connection's first search (what one `vellmora library search` pays): the lengths of the matching
+// segments are not in memory yet and are looked up one by one.
+void BM_FirstSearchAfterOpen(benchmark::State& state, const char* query) {
+    std::size_t hits = 0;
+    for (auto _ : state) {
+        Database::SqliteDatabase fresh(
+            db->path(),
+            Database::SqliteDatabase::Options{Database::SqliteDatabase::Mode::readOnly, std::nullopt});
+        hits = Intelligence::UnifiedSearchEngine(fresh).search(query).hits.size();
+    }
+    state.counters["hits"] = static_cast<double>(hits);
+}
+
+// Reading every segment's length in one pass, which a connection does once lookups one by one have cost as
+// much.
+void BM_ReadAllSegmentLengths(benchmark::State& state) {
+    sqlite3* raw = nullptr;
+    sqlite3_open_v2(db->path().c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
+    std::size_t known = 0;
+    for (auto _ : state) {
+        Database::PassageRank rank;
+        rank.load(raw);
+        known = rank.knownCount();
+    }
+    sqlite3_close(raw);
+    state.counters["segments"] = static_cast<double>(known);
+}
+
+BENCHMARK(BM_ReadAllSegmentLengths)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_FirstSearchAfterOpen, rare_phrase, "kubernetes migration")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_FirstSearchAfterOpen, common_word, "budget")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_MomentSearch, rare_phrase, "kubernetes migration")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_MomentSearch, two_words, "budget roadmap")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_MomentSearch, accented_prefix, "cafe")->Unit(benchmark::kMillisecond);

@@ -9,13 +9,15 @@
 // - A file that is not a database, or that SQLite finds damaged, is reported as
 //   `DatabaseError::Kind::corrupt` and never rewritten.
 // - FTS5 indexes (unicode61, diacritics removed) over titles and notes and over transcript text are kept in
-//   step with their tables by triggers.
+//   step with their tables by triggers. Transcript matches rank with bm25's scores computed from segment
+//   lengths held in memory (`PassageRank`).
 // - Read-only mode never creates, migrates or writes; every write then throws `Kind::readOnly`.
 // - One connection guarded by a mutex: safe from any thread, one call at a time.
 // ":memory:" opens a private in-memory database (tests).
 #pragma once
 
 #include "Database/DatabaseManager.h"
+#include "Database/Sqlite/PassageRank.h"
 
 #include <filesystem>
 #include <memory>
@@ -114,6 +116,8 @@ private:
     Mode mode_ = Mode::readWrite;
     sqlite3* db_ = nullptr;
     std::recursive_mutex mutex_;
+    PassageRank passageRank_;
+    bool hasPassageRank_ = false;
 };
 
 } // namespace Database

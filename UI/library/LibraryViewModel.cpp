@@ -120,8 +120,10 @@ void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
 
 std::vector<LibraryViewModel::Recording> LibraryViewModel::filterRecordings(const std::string& query,
                                                                             bool titlesOnly) const {
+    const auto positions = index_.matching(query, titlesOnly);
     std::vector<Recording> kept;
-    for (auto position : index_.matching(query, titlesOnly)) {
+    kept.reserve(positions.size());
+    for (auto position : positions) {
         kept.push_back(all_[position]);
     }
     return kept;

@@ -3,6 +3,7 @@
 #include "Support/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -61,32 +62,102 @@ const char* find(const char* from, const char* end, std::string_view needle) {
     return static_cast<const char*>(::memmem(from, static_cast<std::size_t>(end - from), needle.data(), k));
 }
 
+// Bytes of keys per group: small enough that a word found in a few recordings leaves most groups unread,
+// large enough that the signatures are a small part of the text.
+constexpr std::size_t groupBytes = 256;
+
+// The signature bit of two adjacent bytes.
+void addPair(std::array<std::uint64_t, 4>& signature, unsigned char a, unsigned char b) {
+    const unsigned bit = ((static_cast<unsigned>(a) << 8 | b) * 0x9E3779B1u) >> 24;
+    signature[bit >> 6] |= std::uint64_t{1} << (bit & 63);
+}
+
 } // namespace
 
 void RecordingTextIndex::Column::clear() {
     text.clear();
     starts.assign(1, 0);
+    signatures.clear();
+    groups.assign(1, 0);
+    open = {};
 }
 
 void RecordingTextIndex::Column::append(std::string_view key) {
     text += key;
     text.push_back('\0');
     starts.push_back(text.size());
+    // Into a local first: stores into the member could alias the key's bytes and force them to be re-read.
+    Signature pairs{};
+    const auto* bytes = reinterpret_cast<const unsigned char*>(key.data());
+    for (std::size_t i = 1; i < key.size(); ++i) {
+        addPair(pairs, bytes[i - 1], bytes[i]);
+    }
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        open[i] |= pairs[i];
+    }
+    if (text.size() - starts[groups.back()] >= groupBytes) {
+        closeGroup();
+    }
+}
+
+void RecordingTextIndex::Column::closeGroup() {
+    const std::size_t keys = starts.size() - 1;
+    if (keys > groups.back()) {
+        signatures.push_back(open);
+        groups.push_back(keys);
+        open = {};
+    }
 }
 
 void RecordingTextIndex::Column::collect(std::string_view needle, std::vector<std::size_t>& out) const {
+    Signature wanted{};
+    for (std::size_t i = 1; i < needle.size(); ++i) {
+        addPair(wanted, static_cast<unsigned char>(needle[i - 1]), static_cast<unsigned char>(needle[i]));
+    }
+    auto mayHold = [&](std::size_t group) {
+        const Signature& has = signatures[group];
+        return (has[0] & wanted[0]) == wanted[0] && (has[1] & wanted[1]) == wanted[1] &&
+               (has[2] & wanted[2]) == wanted[2] && (has[3] & wanted[3]) == wanted[3];
+    };
+    // Runs of groups that may hold the needle are scanned as one stretch of text.
+    for (std::size_t group = 0; group < signatures.size();) {
+        if (!mayHold(group)) {
+            ++group;
+            continue;
+        }
+        std::size_t past = group + 1;
+        while (past < signatures.size() && mayHold(past)) {
+            ++past;
+        }
+        collectIn(starts[groups[group]], starts[groups[past]], groups[group], needle, out);
+        group = past;
+    }
+}
+
+void RecordingTextIndex::Column::collectIn(std::size_t from, std::size_t to, std::size_t key,
+                                           std::string_view needle, std::vector<std::size_t>& out) const {
     const char* const base = text.data();
-    const char* const end = base + text.size();
-    std::size_t from = 0;
-    while (from < text.size()) {
+    const char* const end = base + to;
+    const std::size_t last = starts.size() - 1; // starts[last] is past every hit
+    while (from < to) {
         const char* hit = find(base + from, end, needle);
         if (!hit) {
             return;
         }
         const auto at = static_cast<std::size_t>(hit - base);
-        // The key holding the hit; a hit that runs past the key's end spans two keys and does not count.
-        const std::size_t key =
-            static_cast<std::size_t>(std::upper_bound(starts.begin(), starts.end(), at) - starts.begin()) - 1;
+        // The key holding the hit, found by galloping forward from the previous one: hits come in order,
+        // and a search over all the starts would miss the cache at every step once the scan has pushed
+        // them out. A hit that runs past the key's end spans two keys and does not count.
+        std::size_t step = 1;
+        while (key + step < last && starts[key + step] <= at) {
+            key += step;
+            step *= 2;
+        }
+        const auto bound = starts.begin() + static_cast<std::ptrdiff_t>(std::min(key + step, last));
+        key = static_cast<std::size_t>(
+                  std::upper_bound(starts.begin() + static_cast<std::ptrdiff_t>(key) + 1, bound, at) -
+                  starts.begin()) -
+              1;
         const std::size_t keyEnd = starts[key + 1] - 1; // before the key's NUL
         if (at + needle.size() <= keyEnd) {
             out.push_back(key);
@@ -106,6 +177,8 @@ void RecordingTextIndex::rebuild(const std::vector<Database::DatabaseManager::Re
         titles_.append(Support::Text::searchFolded(r.title));
         notes_.append(r.notes ? Support::Text::searchFolded(*r.notes) : std::string());
     }
+    titles_.closeGroup();
+    notes_.closeGroup();
 }
 
 std::vector<std::size_t> RecordingTextIndex::matching(const std::string& query, bool titlesOnly) const {

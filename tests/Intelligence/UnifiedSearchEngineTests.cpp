@@ -98,3 +98,61 @@ TEST(UnifiedSearchEngine, VisualStageIsEmptyByDefaultAndMergesScreenHitsWithoutR
     UnifiedSearchEngine off(db, {}, {.isEnabled = false}, frames);
     EXPECT_TRUE(off.searchFrames("roadmap").empty());
 }
+
+TEST(UnifiedSearchEngine, RanksPassagesByTheRarerWordAndByTheirLengthTheSameOnEverySearch) {
+    Database::SqliteDatabase db(":memory:");
+    // "budget" is in every passage, "kubernetes" in two: repeating the rare word weighs more than repeating
+    // the common one. Among passages with the word once, the shorter one is about it more.
+    std::vector<std::pair<double, std::string>> filler;
+    for (int i = 0; i < 30; ++i) {
+        filler.emplace_back(i, "the budget again " + std::to_string(i));
+    }
+    addRecording(db, "Filler", filler);
+    auto ops = addRecording(
+        db, "Ops", {{10, "budget kubernetes kubernetes plan"}, {20, "budget budget kubernetes plan"}});
+    auto talk = addRecording(
+        db, "Talk", {{7, "roadmap"}, {8, "a long passage that mentions the roadmap only once in it"}});
+    UnifiedSearchEngine engine(db);
+    // The first search looks lengths up, later ones read them from memory: same answers.
+    for (int round = 0; round < 3; ++round) {
+        auto rare = engine.search("budget kubernetes").hits;
+        ASSERT_EQ(rare.size(), 2u);
+        EXPECT_EQ(rare[0].recordingId, ops);
+        EXPECT_EQ(rare[0].startTime, 10) << "the rarer word twice ranks first";
+        EXPECT_EQ(rare[1].startTime, 20);
+        EXPECT_LT(rare[0].score, rare[1].score);
+
+        auto shorter = engine.search("roadmap").hits;
+        ASSERT_EQ(shorter.size(), 2u);
+        EXPECT_EQ(shorter[0].recordingId, talk);
+        EXPECT_EQ(shorter[0].startTime, 7) << "the shorter passage ranks first";
+        EXPECT_EQ(shorter[1].startTime, 8);
+    }
+}
+
+TEST(UnifiedSearchEngine, KeepsEachRecordingsBestPassagesInRankOrderUnderTheCap) {
+    Database::SqliteDatabase db(":memory:");
+    // Passage i says "budget" once among i other words: the shortest ones are the recording's best.
+    std::vector<std::pair<double, std::string>> lines;
+    for (int i = 0; i < 8; ++i) {
+        std::string text = "budget";
+        for (int w = 0; w < 8 - i; ++w) {
+            text += " word";
+        }
+        lines.emplace_back(i * 5.0, text);
+    }
+    auto id = addRecording(db, "Review", lines);
+    auto other = addRecording(db, "Other", {{2, "budget and many many many many many many many many words"}});
+    UnifiedSearchEngine engine(db, {.maximumHits = 10, .maximumHitsPerRecording = 3, .candidateLimit = 100});
+    for (int round = 0; round < 2; ++round) {
+        auto hits = engine.search("budget").hits;
+        ASSERT_EQ(hits.size(), 4u);
+        std::vector<double> starts;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(hits[static_cast<std::size_t>(i)].recordingId, id);
+            starts.push_back(hits[static_cast<std::size_t>(i)].startTime);
+        }
+        EXPECT_EQ(starts, (std::vector<double>{35, 30, 25}));
+        EXPECT_EQ(hits[3].recordingId, other) << "the other recording still shows, after the cap";
+    }
+}

@@ -1,5 +1,7 @@
 #include "UI/library/RecordingTextIndex.h"
 
+#include "Support/Text.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -101,5 +103,53 @@ TEST(RecordingTextIndex, AgreesWithASearchOfEachKeyOnLongAndShortKeys) {
             }
             EXPECT_EQ(index.matching(needle, titlesOnly), expected) << '"' << needle << '"';
         }
+    }
+}
+
+TEST(RecordingTextIndex, FindsEveryHoldingKeyWhileSkippingTextThatCannotHoldTheQuery) {
+    // Many keys of varied words, so that most stretches of keys lack some pair of a query's letters and are
+    // skipped; queries taken from the keys themselves (a hit in a skipped stretch would be lost) and made up.
+    std::mt19937 random(5);
+    auto word = [&] {
+        std::string w;
+        for (std::size_t i = 2 + random() % 6; i > 0; --i) {
+            w.push_back(static_cast<char>('a' + random() % 26));
+        }
+        return w;
+    };
+    std::vector<Recording> recordings;
+    for (std::size_t i = 0; i < 3000; ++i) {
+        std::string title = word();
+        for (std::size_t w = random() % 6; w > 0; --w) {
+            title += " " + word();
+        }
+        recordings.push_back(i % 4 == 0 ? recording(std::move(title), word() + " " + word() + " " + word())
+                                        : recording(std::move(title)));
+    }
+    UI::RecordingTextIndex index;
+    index.rebuild(recordings);
+    for (int round = 0; round < 300; ++round) {
+        std::string needle;
+        if (round % 3 == 2) {
+            needle = word().substr(0, 3);
+        } else {
+            const auto& r = recordings[random() % recordings.size()];
+            const std::string& source = (round % 3 == 1 && r.notes) ? *r.notes : r.title;
+            const std::size_t at = random() % source.size();
+            needle = source.substr(at, 1 + random() % 6);
+        }
+        needle = std::string(Support::Text::trimmed(needle));
+        if (needle.empty()) {
+            continue;
+        }
+        Positions expected;
+        for (std::size_t i = 0; i < recordings.size(); ++i) {
+            const auto& r = recordings[i];
+            if (r.title.find(needle) != std::string::npos ||
+                (r.notes && r.notes->find(needle) != std::string::npos)) {
+                expected.push_back(i);
+            }
+        }
+        EXPECT_EQ(index.matching(needle, false), expected) << '"' << needle << '"';
     }
 }
