@@ -5,7 +5,9 @@
 #include "UI/calendar/LinkDetector.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
+#include <memory_resource>
 #include <string>
 #include <unordered_set>
 
@@ -256,6 +258,57 @@ bool mayBeMeetingLink(std::string_view text, bool impliedScheme) {
            endsWithIgnoringCase(host, MeetingLinkExtractor::safeLinksDomain);
 }
 
+/// The length of `text` without its trailing punctuation (see `trimmingTrailingPunctuation`).
+std::size_t trimmedLength(std::string_view text) {
+    // The counts are taken when a closing mark first ends the text, and kept up to date as characters go, so
+    // that a long run of closing marks stays linear and a link without one is not counted at all.
+    std::optional<std::ptrdiff_t> opening;
+    std::ptrdiff_t closing = 0;
+    std::optional<bool> hasOpeningBracket;
+    std::size_t length = text.size();
+    while (length > 0) {
+        char last = text[length - 1];
+        switch (last) {
+        case '.':
+        case ',':
+        case ';':
+        case ':':
+        case '!':
+        case '?':
+        case '\'':
+        case '"':
+        case '>':
+        case '*':
+            --length;
+            continue;
+        case ')':
+            if (!opening) {
+                opening = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), '(');
+                closing = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), ')');
+            }
+            if (*opening < closing) {
+                --closing;
+                --length;
+                continue;
+            }
+            break;
+        case ']':
+            if (!hasOpeningBracket) {
+                hasOpeningBracket = text.substr(0, length).find('[') != std::string_view::npos;
+            }
+            if (!*hasOpeningBracket) {
+                --length;
+                continue;
+            }
+            break;
+        default:
+            break;
+        }
+        break;
+    }
+    return length;
+}
+
 /// The URL inside Outlook's and Google's redirects (at most `maxRedirectRounds` deep), and in `host` its
 /// host, lower-cased.
 Support::Url unwrapped(const Support::Url& url, std::string& host) {
@@ -290,11 +343,12 @@ std::optional<MeetingLink> classifyDetected(const DetectedLink& detected) {
     if (!mayBeMeetingLink(detected.text, detected.impliedScheme)) {
         return std::nullopt;
     }
-    auto trimmed = MeetingLinkExtractor::trimmingTrailingPunctuation(detected.text);
+    auto trimmed = detected.text.substr(0, trimmedLength(detected.text));
     if (trimmed.empty()) {
         return std::nullopt;
     }
-    return MeetingLinkExtractor::classify(detected.impliedScheme ? "http://" + trimmed : trimmed);
+    return detected.impliedScheme ? MeetingLinkExtractor::classify("http://" + std::string(trimmed))
+                                  : MeetingLinkExtractor::classify(trimmed);
 }
 
 } // namespace
@@ -327,7 +381,10 @@ std::vector<MeetingLinkExtractor::FoundLink> MeetingLinkExtractor::linksWithPosi
     std::string storage;
     auto decoded = decodedEntities(text, storage);
     std::vector<FoundLink> found;
-    std::unordered_set<std::string> known;
+    // The sets of one call live in a buffer of their own: most notes need no allocation for them.
+    std::array<std::byte, 16384> buffer;
+    std::pmr::monotonic_buffer_resource arena(buffer.data(), buffer.size());
+    std::pmr::unordered_set<std::string> known(&arena);
     auto keep = [&](std::optional<MeetingLink> link, std::size_t position) {
         if (link && known.insert(link->webURL.string()).second) {
             found.push_back(FoundLink{std::move(*link), position});
@@ -335,7 +392,8 @@ std::vector<MeetingLinkExtractor::FoundLink> MeetingLinkExtractor::linksWithPosi
     };
     // Invitations repeat their link (in the text and in the HTML, or "join" and "open in browser"); a text
     // seen before classifies the same, and its link is already known.
-    std::unordered_set<std::string_view> seen[2];
+    std::pmr::unordered_set<std::string_view> seen[2] = {std::pmr::unordered_set<std::string_view>(&arena),
+                                                         std::pmr::unordered_set<std::string_view>(&arena)};
     LinkDetector::forEachLink(decoded, [&](const DetectedLink& detected) {
         if (seen[detected.impliedScheme ? 1 : 0].insert(detected.text).second) {
             keep(classifyDetected(detected), detected.start);
@@ -413,53 +471,7 @@ Support::Url MeetingLinkExtractor::unwrapRedirect(const Support::Url& url) {
 }
 
 std::string MeetingLinkExtractor::trimmingTrailingPunctuation(std::string_view text) {
-    // The counts are taken when a closing mark first ends the text, and kept up to date as characters go, so
-    // that a long run of closing marks stays linear and a link without one is not counted at all.
-    std::optional<std::ptrdiff_t> opening;
-    std::ptrdiff_t closing = 0;
-    std::optional<bool> hasOpeningBracket;
-    std::size_t length = text.size();
-    while (length > 0) {
-        char last = text[length - 1];
-        switch (last) {
-        case '.':
-        case ',':
-        case ';':
-        case ':':
-        case '!':
-        case '?':
-        case '\'':
-        case '"':
-        case '>':
-        case '*':
-            --length;
-            continue;
-        case ')':
-            if (!opening) {
-                opening = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), '(');
-                closing = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), ')');
-            }
-            if (*opening < closing) {
-                --closing;
-                --length;
-                continue;
-            }
-            break;
-        case ']':
-            if (!hasOpeningBracket) {
-                hasOpeningBracket = text.substr(0, length).find('[') != std::string_view::npos;
-            }
-            if (!*hasOpeningBracket) {
-                --length;
-                continue;
-            }
-            break;
-        default:
-            break;
-        }
-        break;
-    }
-    return std::string(text.substr(0, length));
+    return std::string(text.substr(0, trimmedLength(text)));
 }
 
 } // namespace UI
