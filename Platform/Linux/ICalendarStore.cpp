@@ -232,32 +232,28 @@ std::string nameOf(std::string_view line) {
     return name;
 }
 
-ScannedFile scan(std::string text) {
-    ScannedFile file;
-    file.text = std::move(text);
-    std::string_view s(file.text);
-    if (s.substr(0, 3) == "\xEF\xBB\xBF") {
-        s.remove_prefix(3); // a UTF-8 byte-order mark
-    }
-    std::vector<std::string> stack;
-    std::size_t offset = s.data() - file.text.data();
-    std::size_t pos = 0;
-    std::size_t blockBegin = 0;
-    EventBlock current;
-    bool sawCalendar = false;
-    std::size_t lineNumber = 0;
-    while (pos < s.size()) {
-        auto nl = s.find('\n', pos);
-        std::size_t lineEnd = nl == std::string_view::npos ? s.size() : nl;
-        std::string_view line = s.substr(pos, lineEnd - pos);
-        std::size_t lineStart = pos;
-        pos = nl == std::string_view::npos ? s.size() : nl + 1;
+/// Indexes a calendar's text line by line, so that a file can be read in pieces: fed whole lines (with
+/// their line ends) and their offsets in the text, it checks the structure and notes each event's and time
+/// zone's block with the dates that place it.
+class Scanner {
+public:
+    void feed(std::string_view rawLine, std::size_t offset) {
+        if (offset == 0 && rawLine.substr(0, 3) == "\xEF\xBB\xBF") {
+            rawLine.remove_prefix(3); // a UTF-8 byte-order mark
+            offset = 3;
+        }
+        std::size_t lineStart = offset;
+        std::size_t pos = offset + rawLine.size();
+        std::string_view line = rawLine;
+        if (!line.empty() && line.back() == '\n') {
+            line.remove_suffix(1);
+        }
         ++lineNumber;
         if (!line.empty() && line.back() == '\r') {
             line.remove_suffix(1);
         }
         if (line.empty() || line[0] == ' ' || line[0] == '\t') {
-            continue; // blank or a folded continuation
+            return; // blank or a folded continuation
         }
         auto name = nameOf(line);
         if (name == "BEGIN" || name == "END") {
@@ -278,7 +274,7 @@ ScannedFile scan(std::string text) {
                 sawCalendar = true;
                 stack.push_back(component);
                 if (stack.size() == 2) {
-                    blockBegin = offset + lineStart;
+                    blockBegin = lineStart;
                     current = EventBlock{};
                 }
             } else {
@@ -288,7 +284,7 @@ ScannedFile scan(std::string text) {
                                                             : " where END:" + stack.back() + " belongs"));
                 }
                 if (stack.size() == 2) {
-                    std::size_t blockEnd = offset + pos;
+                    std::size_t blockEnd = pos;
                     if (component == "VEVENT") {
                         current.begin = blockBegin;
                         current.end = blockEnd;
@@ -299,7 +295,7 @@ ScannedFile scan(std::string text) {
                 }
                 stack.pop_back();
             }
-            continue;
+            return;
         }
         if (stack.size() == 1) {
             if (name == "X-WR-CALNAME") {
@@ -332,13 +328,36 @@ ScannedFile scan(std::string text) {
             }
         }
     }
-    if (!stack.empty()) {
-        throw std::runtime_error("the file ends inside " + stack.back());
+
+    ScannedFile finish() {
+        if (!stack.empty()) {
+            throw std::runtime_error("the file ends inside " + stack.back());
+        }
+        if (!sawCalendar) {
+            throw std::runtime_error("no BEGIN:VCALENDAR: not an iCalendar file");
+        }
+        return std::move(file);
     }
-    if (!sawCalendar) {
-        throw std::runtime_error("no BEGIN:VCALENDAR: not an iCalendar file");
+
+private:
+    ScannedFile file;
+    std::vector<std::string> stack;
+    std::size_t blockBegin = 0;
+    EventBlock current;
+    bool sawCalendar = false;
+    std::size_t lineNumber = 0;
+};
+
+ScannedFile scan(std::string_view text) {
+    Scanner scanner;
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        auto nl = text.find('\n', pos);
+        std::size_t next = nl == std::string_view::npos ? text.size() : nl + 1;
+        scanner.feed(text.substr(pos, next - pos), pos);
+        pos = next;
     }
-    return file;
+    return scanner.finish();
 }
 
 /// The whole content of an open file.
@@ -384,16 +403,65 @@ struct FileDescriptor {
     }
 };
 
+/// Scans an open file a megabyte at a time, so that a large calendar is never in memory whole.
+ScannedFile scanInPieces(int fd) {
+    Scanner scanner;
+    std::vector<char> buffer(std::size_t{1} << 20);
+    std::string carry; // a line that runs on into the next piece
+    std::size_t offset = 0;
+    auto feed = [&](std::string_view line) {
+        scanner.feed(line, offset);
+        offset += line.size();
+    };
+    for (;;) {
+        auto n = ::read(fd, buffer.data(), buffer.size());
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0) {
+            throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
+        }
+        if (n == 0) {
+            break;
+        }
+        std::string_view piece(buffer.data(), static_cast<std::size_t>(n));
+        std::size_t pos = 0;
+        while (pos < piece.size()) {
+            auto nl = piece.find('\n', pos);
+            if (nl == std::string_view::npos) {
+                carry.append(piece.substr(pos));
+                break;
+            }
+            if (carry.empty()) {
+                feed(piece.substr(pos, nl + 1 - pos));
+            } else {
+                carry.append(piece.substr(pos, nl + 1 - pos));
+                feed(carry);
+                carry.clear();
+            }
+            pos = nl + 1;
+        }
+    }
+    if (!carry.empty()) {
+        feed(carry);
+    }
+    return scanner.finish();
+}
+
 /// Scans a calendar file; `keepText` keeps its whole text in memory instead of reading blocks again later.
 ScannedFile scanFile(const fs::path& path, bool keepText) {
     FileDescriptor file(path);
     auto st = file.status();
-    auto scanned = scan(readAll(file.fd, static_cast<std::size_t>(std::max<off_t>(0, st.st_size))));
+    ScannedFile scanned;
+    if (keepText) {
+        auto text = readAll(file.fd, static_cast<std::size_t>(std::max<off_t>(0, st.st_size)));
+        scanned = scan(text);
+        scanned.text = std::move(text);
+    } else {
+        scanned = scanInPieces(file.fd);
+    }
     scanned.path = path;
     scanned.identity = identityOf(st);
-    if (!keepText) {
-        std::string().swap(scanned.text);
-    }
     return scanned;
 }
 
@@ -1825,7 +1893,8 @@ std::vector<CalendarEvent> ICalendarStore::occurrencesInText(std::string_view te
                                                              Support::Date start, Support::Date end,
                                                              const std::string& timeZoneID,
                                                              const std::vector<std::string>& userEmails) {
-    auto scanned = scan(std::string(text));
+    auto scanned = scan(text);
+    scanned.text = std::string(text);
     return occurrencesOf(scanned, calendarID, unixFloor(start), unixCeil(end), timeZoneID, userEmails);
 }
 

@@ -322,6 +322,23 @@ TEST_F(ICalendarStoreFolders, ReadsVdirCalendarsWithTheirNamesColoursAndKinds) {
     EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 4u);
 }
 
+TEST_F(ICalendarStoreFolders, ReadsAFileInPiecesWhereverALineCrossesFromOneToTheNext) {
+    // A file is read a megabyte at a time: the event's lines, and the BOM, land on every side of the
+    // boundary.
+    const std::size_t piece = 1 << 20;
+    for (std::size_t shift : {0u, 1u, 2u, 5u, 13u, 30u, 80u}) {
+        std::string head = "\xEF\xBB\xBF"
+                           "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nX-PADDING:";
+        std::string event = simpleEvent("e", "20261127T090000Z", "DESCRIPTION:across\r\n");
+        head += std::string(piece - head.size() - 2 - shift, 'x') + "\r\n";
+        temp.write("big.ics", head + event + "END:VCALENDAR"); // and no line end at the very end
+        ICalendarStore store(options({(temp.path / "big.ics").string()}));
+        auto events = wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {}));
+        ASSERT_EQ(events.size(), 1u) << shift;
+        EXPECT_EQ(events[0].notes, "across") << shift;
+    }
+}
+
 TEST_F(ICalendarStoreFolders, ReadsAFileThatChangedUnnoticedAsItIsNow) {
     // The store keeps only an index of a file and reads the blocks near a range again when asked: a file
     // rewritten without a change notification (a watch not yet set, a network folder) must not be read
