@@ -401,13 +401,15 @@ struct CurlHttpClient::Worker {
     }
 };
 
-CurlHttpClient::CurlHttpClient() : worker_(std::make_shared<Worker>()) {}
+CurlHttpClient::CurlHttpClient() = default;
 CurlHttpClient::~CurlHttpClient() {
-    worker_->stop();
+    if (worker_) {
+        worker_->stop();
+    }
 }
 
 size_t CurlHttpClient::activeTransfers() const {
-    return worker_->running.load();
+    return worker_ ? worker_->running.load() : 0;
 }
 
 Support::Task<HttpResponse> CurlHttpClient::send(HttpRequest request) {
@@ -420,6 +422,9 @@ Support::Task<HttpResponse> CurlHttpClient::stream(HttpRequest request, HttpStre
 
 Support::Task<HttpResponse> CurlHttpClient::perform(HttpRequest request,
                                                     std::shared_ptr<HttpStreamHandlers> handlers) {
+    if (!worker_) {
+        worker_ = std::make_shared<Worker>();
+    }
     auto worker = worker_;
     auto t = std::make_shared<Transfer>();
     t->weakSelf = t;

@@ -3,7 +3,9 @@
 // of the task that started the transfer.
 //
 // Redirects are followed (up to ten), compressed bodies are decoded, and TLS uses the system's certificate
-// store. Destroying the client stops its thread; transfers still running then fail with `other`.
+// store. Destroying the client stops its thread; transfers still running then fail with `other`. The thread,
+// and libcurl's and its TLS library's set-up, start with the first transfer: a host that has sent nothing
+// holds neither. A client is used from one thread (its main loop's).
 #pragma once
 
 #include "Platform/HttpClient.h"
