@@ -360,6 +360,19 @@ ScannedFile scan(std::string_view text) {
     return scanner.finish();
 }
 
+/// Reads what comes next from an open file into `into` (at most `size` bytes); 0 at its end.
+std::size_t readSome(int fd, char* into, std::size_t size) {
+    for (;;) {
+        auto n = ::read(fd, into, size);
+        if (n >= 0) {
+            return static_cast<std::size_t>(n);
+        }
+        if (errno != EINTR) {
+            throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
+        }
+    }
+}
+
 /// The whole content of an open file.
 std::string readAll(int fd, std::size_t sizeHint) {
     std::string content(sizeHint, '\0');
@@ -368,17 +381,11 @@ std::string readAll(int fd, std::size_t sizeHint) {
         if (filled == content.size()) {
             content.resize(content.size() + 64 * 1024);
         }
-        auto n = ::read(fd, content.data() + filled, content.size() - filled);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n < 0) {
-            throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
-        }
+        auto n = readSome(fd, content.data() + filled, content.size() - filled);
         if (n == 0) {
             break;
         }
-        filled += static_cast<std::size_t>(n);
+        filled += n;
     }
     content.resize(filled);
     return content;
@@ -413,18 +420,8 @@ ScannedFile scanInPieces(int fd) {
         scanner.feed(line, offset);
         offset += line.size();
     };
-    for (;;) {
-        auto n = ::read(fd, buffer.data(), buffer.size());
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n < 0) {
-            throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
-        }
-        if (n == 0) {
-            break;
-        }
-        std::string_view piece(buffer.data(), static_cast<std::size_t>(n));
+    while (auto n = readSome(fd, buffer.data(), buffer.size())) {
+        std::string_view piece(buffer.data(), n);
         std::size_t pos = 0;
         while (pos < piece.size()) {
             auto nl = piece.find('\n', pos);
