@@ -22,8 +22,7 @@ extern char** environ;
 namespace {
 
 /// An Xvfb server for the length of a test suite, on a display number it picks itself (-displayfd), so that
-/// test runs side by side never share one, and that does not reset when its last client leaves between two
-/// tests (-noreset; a test connecting during a reset was refused).
+/// test runs side by side never share one, and that does not reset when its last client leaves (-noreset).
 class VirtualDisplay {
 public:
     VirtualDisplay() {
@@ -99,7 +98,13 @@ protected:
         if (!server->isRunning()) {
             GTEST_SKIP() << "Xvfb could not be started";
         }
-        other = XOpenDisplay(server->name().c_str());
+        // A busy Xvfb now and then refuses a connection for a moment (EAGAIN or a reset while it is still
+        // tidying up after the previous test's clients): try again for a while.
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (!(other = XOpenDisplay(server->name().c_str())) &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
         ASSERT_NE(other, nullptr);
     }
     void TearDown() override {
