@@ -69,6 +69,18 @@ void endProcess(pid_t pid, int signal) {
     }
 }
 
+/// How many of the sound server's clients are pactl (`pactl list short clients`, itself included).
+int pactlClients() {
+    std::unique_ptr<FILE, int (*)(FILE*)> list(::popen("pactl list short clients 2>/dev/null", "r"),
+                                               ::pclose);
+    int count = 0;
+    char line[512];
+    while (list && std::fgets(line, sizeof line, list.get())) {
+        count += std::string_view(line).find("\tpactl") != std::string_view::npos ? 1 : 0;
+    }
+    return count;
+}
+
 bool accepts(const fs::path& socketPath) {
     int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -152,6 +164,11 @@ TEST_F(PulseAudioServerTest, NoticesAMeetingAppTakingTheMicrophoneAndLettingGo) 
     EXPECT_EQ(problem, std::nullopt);
     ASSERT_FALSE(published.empty());
     EXPECT_TRUE(published.back().empty());
+
+    // The monitor's `pactl subscribe` connects in its own time; a stream that came and went before it
+    // did would not be told of. Wait until the server has it among its clients (with the pactl listing
+    // them: two).
+    EXPECT_TRUE(Fakes::runUntil(loop, [] { return pactlClients() >= 2; }));
 
     // "Zoom" starts recording the microphone.
     auto zoom = spawn({"parecord", "--property=application.process.binary=zoom",
