@@ -4,6 +4,7 @@
 #include "AudioEngine/CommandCapture.h"
 #include "Fakes/ScriptFolder.h"
 #include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/Linux/ProcessSpawning.h"
 #include "Platform/Linux/PulseMicrophoneMonitor.h"
 #include "Support/MainLoop.h"
 #include "UI/recording/CallDetector.h"
@@ -28,19 +29,7 @@ namespace {
 
 std::optional<fs::path> onPath(const std::string& name) {
     const char* path = std::getenv("PATH");
-    std::string rest = path ? path : "";
-    for (std::size_t start = 0; start <= rest.size();) {
-        auto end = rest.find(':', start);
-        auto candidate = fs::path(rest.substr(start, end - start)) / name;
-        if (::access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-        if (end == std::string::npos) {
-            break;
-        }
-        start = end + 1;
-    }
-    return std::nullopt;
+    return Platform::findExecutable(name, path ? path : "");
 }
 
 /// Starts a program with its output in /dev/null (a daemon left behind by a crashed test must not hold the
