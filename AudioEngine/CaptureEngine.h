@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace AudioEngine {
 
@@ -27,11 +28,25 @@ struct CaptureSession {
     std::filesystem::path audioFile;
 };
 
+/// One finished audio track. Two tracks are recorded in step: the microphone (the user) and what the
+/// computer played (the other people in the call).
+struct CapturedTrack {
+    std::filesystem::path file;
+    bool isMicrophone = false;
+    /// From the start of the recording to the track's first sample.
+    Support::Duration offset{};
+
+    bool operator==(const CapturedTrack&) const = default;
+};
+
 struct CapturedRecording {
     std::string recordingId;
     Support::Date startedAt;
     double durationSeconds = 0;
+    /// The file a player opens: the first track, or the one mixed file of an engine with one track.
     std::filesystem::path audioFile;
+    /// Every track, microphone first; empty for an engine that records one mixed file.
+    std::vector<CapturedTrack> tracks;
     std::optional<std::filesystem::path> videoFile;
 };
 

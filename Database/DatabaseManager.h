@@ -48,6 +48,19 @@ private:
 
 class DatabaseManager {
 public:
+    /// One captured audio track of a recording. A call is kept as two tracks in step: the microphone (the
+    /// user) and what the computer played (the others); a recording made before that, or imported from one
+    /// file, has none and only `fileURL`.
+    struct RecordingTrack {
+        std::filesystem::path file;
+        /// The user's microphone; false for what the computer played (the other people in the call).
+        bool isMicrophone = false;
+        /// Seconds from the start of the recording to the track's first sample.
+        double offset = 0;
+
+        bool operator==(const RecordingTrack&) const = default;
+    };
+
     struct Recording {
         RecordingId id = 0;
         std::string title;
@@ -71,6 +84,9 @@ public:
         std::optional<std::string> summary;
         /// Seconds between the start of the recording and the start of its audio file, when measured.
         std::optional<double> audioLeadTime;
+        /// The audio tracks, microphone first; empty for a single-file recording (then `fileURL` is the
+        /// audio).
+        std::vector<RecordingTrack> tracks;
 
         bool operator==(const Recording&) const = default;
     };

@@ -8,6 +8,7 @@
 #include <sqlite3.h>
 
 #include <cctype>
+#include <charconv>
 #include <system_error>
 #include <unordered_map>
 
@@ -118,13 +119,18 @@ CREATE TABLE frame_index(
     text TEXT NOT NULL);
 CREATE INDEX frame_index_by_recording ON frame_index(recording_id, time);
 )sql",
+    // 4: the audio tracks of a recording (microphone and what the computer played), one line each in
+    // "m|s <offset> <path>" form; empty for a single-file recording.
+    R"sql(
+ALTER TABLE recordings ADD COLUMN tracks TEXT NOT NULL DEFAULT '';
+)sql",
 };
 static_assert(std::size(migrations) == SqliteDatabase::schemaVersion);
 
 constexpr const char* recordingColumns =
     "id, title, notes, start_date, duration, is_favorite, file_path, video_path, has_transcript, "
     "event_title, "
-    "event_notes, meeting_platform, participants, summary, audio_lead_time";
+    "event_notes, meeting_platform, participants, summary, audio_lead_time, tracks";
 
 std::string joinParticipants(const std::vector<std::string>& names) {
     std::vector<std::string> cleaned;
@@ -135,6 +141,43 @@ std::string joinParticipants(const std::vector<std::string>& names) {
         }
     }
     return Support::Text::joined(cleaned, "\n");
+}
+
+// One line per track: "m" or "s", the offset in seconds, and the path (the rest of the line). A path with a
+// line break cannot be kept this way and is refused when the recording is written.
+std::string joinTracks(const std::vector<DatabaseManager::RecordingTrack>& tracks) {
+    std::string text;
+    for (const auto& t : tracks) {
+        auto path = t.file.string();
+        if (path.find('\n') != std::string::npos) {
+            throw DatabaseError(DatabaseError::Kind::io, "A recording's file name cannot hold a line break.");
+        }
+        text += fmt::format("{} {} {}\n", t.isMicrophone ? 'm' : 's', t.offset, path);
+    }
+    return text;
+}
+
+std::vector<DatabaseManager::RecordingTrack> splitTracks(std::string_view text) {
+    std::vector<DatabaseManager::RecordingTrack> tracks;
+    while (!text.empty()) {
+        auto end = text.find('\n');
+        auto line = text.substr(0, end);
+        text = end == std::string_view::npos ? std::string_view{} : text.substr(end + 1);
+        auto space = line.find(' ', 2);
+        if (line.size() < 5 || (line[0] != 'm' && line[0] != 's') || line[1] != ' ' ||
+            space == std::string_view::npos) {
+            continue; // damaged line: the track is left out rather than guessed
+        }
+        DatabaseManager::RecordingTrack track;
+        track.isMicrophone = line[0] == 'm';
+        auto number = line.substr(2, space - 2);
+        if (std::from_chars(number.data(), number.data() + number.size(), track.offset).ec != std::errc{}) {
+            continue;
+        }
+        track.file = std::string(line.substr(space + 1));
+        tracks.push_back(std::move(track));
+    }
+    return tracks;
 }
 
 std::vector<std::string> splitParticipants(const std::string& text) {
@@ -254,6 +297,7 @@ DatabaseManager::Recording readRecording(const auto& s) {
     r.participants = splitParticipants(s.text(12));
     r.summary = s.optionalText(13);
     r.audioLeadTime = s.optionalReal(14);
+    r.tracks = splitTracks(s.text(15));
     return r;
 }
 
@@ -508,7 +552,8 @@ template <typename S> void bindRecording(S& s, const DatabaseManager::Recording&
         .bind(11, r.meetingPlatform)
         .bind(12, joinParticipants(r.participants))
         .bind(13, r.summary)
-        .bind(14, r.audioLeadTime);
+        .bind(14, r.audioLeadTime)
+        .bind(15, joinTracks(r.tracks));
 }
 } // namespace
 
@@ -517,7 +562,7 @@ RecordingId SqliteDatabase::insertRecording(const Recording& recording) {
         auto s =
             prepare("INSERT INTO recordings(title, notes, start_date, duration, is_favorite, file_path, "
                     "video_path, has_transcript, event_title, event_notes, meeting_platform, participants, "
-                    "summary, audio_lead_time) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+                    "summary, audio_lead_time, tracks) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
         bindRecording(s, recording);
         s.run();
         RecordingId id = sqlite3_last_insert_rowid(db_);
@@ -531,9 +576,10 @@ bool SqliteDatabase::updateRecording(const Recording& recording) {
         auto s = prepare(
             "UPDATE recordings SET title = ?, notes = ?, start_date = ?, duration = ?, is_favorite = ?, "
             "file_path = ?, video_path = ?, has_transcript = ?, event_title = ?, event_notes = ?, "
-            "meeting_platform = ?, participants = ?, summary = ?, audio_lead_time = ? WHERE id = ?");
+            "meeting_platform = ?, participants = ?, summary = ?, audio_lead_time = ?, tracks = ? WHERE id = "
+            "?");
         bindRecording(s, recording);
-        s.bind(15, recording.id);
+        s.bind(16, recording.id);
         s.run();
         bool found = sqlite3_changes(db_) > 0;
         if (found) {

@@ -78,10 +78,23 @@ TEST(SqliteDatabase, StoresEveryFieldOfARecordingAndReadsItBack) {
     r.participants = {"Ana", "Ben"};
     r.summary = "We planned.";
     r.audioLeadTime = 1.5;
+    r.tracks = {{"/recordings/a b/mic.opus", true, 0}, {"/recordings/a b/call.opus", false, 0.0425}};
     auto id = db.insertRecording(r);
     r.id = id;
     EXPECT_EQ(db.recording(id), r);
     EXPECT_EQ(db.recording(id + 100), std::nullopt);
+
+    r.tracks.pop_back();
+    EXPECT_TRUE(db.updateRecording(r));
+    EXPECT_EQ(db.recording(id), r);
+}
+
+TEST(SqliteDatabase, RefusesATrackWhoseFileNameHoldsALineBreakAndWritesNothing) {
+    SqliteDatabase db(":memory:");
+    auto r = makeRecording("Odd", 1'700'000'000);
+    r.tracks = {{"/recordings/odd\nname.opus", true, 0}};
+    EXPECT_THROW(db.insertRecording(r), DatabaseError);
+    EXPECT_TRUE(db.allRecordings().empty());
 }
 
 TEST(SqliteDatabase, ListsRecordingsNewestFirstWithTheLaterInsertFirstOnEqualStarts) {
