@@ -181,6 +181,18 @@ void show(CliContext& ctx, const LibraryOptions& o) {
     out << "Duration: " << LibraryCli::durationText(r.duration) << "\n";
     out << "Favorite: " << (r.isFavorite ? "yes" : "no") << "\n";
     out << "Transcript: " << (segments ? fmt::format("{} segments", segments) : "none") << "\n";
+    for (const auto& track : r.tracks) {
+        out << (track.isMicrophone ? "Track, your microphone: "
+                                   : "Track, the call (what the computer played): ")
+            << track.file.string();
+        if (track.offset > 0) {
+            out << fmt::format(" (starts {:.2f} s in)", track.offset);
+        }
+        out << "\n";
+    }
+    if (r.tracks.empty() && !r.fileURL.empty()) {
+        out << "Audio: " << r.fileURL.string() << "\n";
+    }
     if (r.videoFileURL) {
         out << "Video: " << r.videoFileURL->string() << "\n";
     }
