@@ -172,8 +172,8 @@ struct PulseCapture::Core {
                           " is recorded again, from " + track.device + ".");
             }
         } else if ((state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED) && !core.stopping) {
-            track.lost = true; // the timer drops the stream and connects a new one
-            if (!track.lossTold) {
+            track.lost = true;                   // the timer drops the stream and connects a new one
+            if (!track.lossTold && core.timer) { // at the start, `start` says what is missing
                 track.lossTold = true;
                 core.tell(std::string(track.isMicrophone ? "The microphone" : "The output device") +
                           " went away: Vellmora keeps recording and takes the default one when it is back.");
@@ -333,7 +333,7 @@ Support::Task<CaptureSession> PulseCapture::start(std::filesystem::path folder) 
     std::shared_ptr<Core> core;
     std::exception_ptr error;
     try {
-        core = co_await Support::BlockingWork::run([=, this]() -> std::shared_ptr<Core> {
+        core = co_await Support::BlockingWork::run([=, options = options_]() -> std::shared_ptr<Core> {
             auto made = std::make_shared<Core>();
             made->loop = loop;
             made->toOwner = toOwner;
@@ -343,9 +343,9 @@ Support::Task<CaptureSession> PulseCapture::start(std::filesystem::path folder) 
                 track.core = made.get();
                 track.isMicrophone = i == 0;
                 track.level =
-                    TrackLevel(rate, std::uint64_t(Support::toSeconds(options_.silenceWindow) * rate));
+                    TrackLevel(rate, std::uint64_t(Support::toSeconds(options.silenceWindow) * rate));
                 auto file = folder / (id + (track.isMicrophone ? ".microphone.opus" : ".call.opus"));
-                auto writerOptions = options_.writer;
+                auto writerOptions = options.writer;
                 writerOptions.title = track.isMicrophone ? "Vellmora: your microphone" : "Vellmora: the call";
                 try {
                     track.writer = std::make_unique<OpusTrackWriter>(file, writerOptions);

@@ -48,16 +48,18 @@ void devices(CliContext& ctx, bool json) {
     ctx.out() << AudioEngine::PulseDevices::describe(found);
 }
 
-void test(CliContext& ctx, double seconds) {
-    if (!(seconds >= 1 && seconds <= 60)) {
-        throw UsageError("--seconds takes 1 to 60.");
+void test(CliContext& ctx, double seconds, const std::string& keep) {
+    if (!(seconds >= 1 && seconds <= 3600)) {
+        throw UsageError("--seconds takes 1 to 3600.");
     }
     Support::MainLoop loop;
     Support::RealScheduler scheduler(loop);
     AudioEngine::PulseCapture::Options options;
     options.silenceWindow = Support::Duration::zero();
     AudioEngine::PulseCapture capture(options);
-    auto folder = Support::Files::runtimeFolder() / fmt::format("vellmora-audio-test-{}", ::getpid());
+    auto folder = keep.empty()
+                      ? Support::Files::runtimeFolder() / fmt::format("vellmora-audio-test-{}", ::getpid())
+                      : std::filesystem::path(keep);
     ctx.err() << fmt::format(
         "Recording {:.0f} seconds of your microphone and of what the computer plays: speak, "
         "and play something…\n",
@@ -71,13 +73,29 @@ void test(CliContext& ctx, double seconds) {
     try {
         recording = runToCompletion(loop, task);
     } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
+        if (keep.empty()) {
+            std::error_code ignored;
+            std::filesystem::remove_all(folder, ignored);
+        }
         throw;
     }
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
     ctx.out() << "Sound server: " << capture.name() << "\n";
+    if (keep.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    } else if (recording) {
+        std::uintmax_t bytes = 0;
+        for (const auto& track : recording->tracks) {
+            std::error_code ignored;
+            auto size = std::filesystem::file_size(track.file, ignored);
+            bytes += ignored ? 0 : size;
+            ctx.out() << "Kept " << track.file.string() << " (" << size << " bytes)\n";
+        }
+        if (recording->durationSeconds > 0) {
+            ctx.out() << fmt::format("{:.1f} MB an hour for both tracks\n",
+                                     double(bytes) / recording->durationSeconds * 3600 / 1e6);
+        }
+    }
     bool silent = false;
     for (const auto& track : capture.lastReport()) {
         bool heard = track.peakDecibels >= AudioEngine::TrackLevel::silenceBelowDecibels;
@@ -105,6 +123,7 @@ const CommandRegistration registration{
         audio->require_subcommand(1);
         auto json = std::make_shared<bool>(false);
         auto seconds = std::make_shared<double>(5);
+        auto keep = std::make_shared<std::string>();
         auto* devicesCmd = audio->add_subcommand(
             "devices",
             "List the microphones and outputs Vellmora would record (* marks the defaults it records)");
@@ -113,7 +132,8 @@ const CommandRegistration registration{
         auto* testCmd = audio->add_subcommand(
             "test", "Record a few seconds of each track (microphone and call) and print their levels");
         testCmd->add_option("--seconds", *seconds, "How long to record (default 5)");
-        testCmd->callback([&ctx, seconds] { test(ctx, *seconds); });
+        testCmd->add_option("--keep", *keep, "Keep the two tracks in this folder to listen to them");
+        testCmd->callback([&ctx, seconds, keep] { test(ctx, *seconds, *keep); });
     }};
 
 } // namespace
