@@ -248,8 +248,8 @@ Support::Task<std::optional<CapturedRecording>> CommandCapture::stopCapture() {
                           session.startedAt,
                           measured->value_or(wallSeconds),
                           path,
-                          std::vector<CapturedTrack>{CapturedTrack{path, true, {}}},
-                          std::nullopt};
+                          std::nullopt,
+                          std::vector<CapturedTrack>{CapturedTrack{path, true, {}}}};
     co_return recording;
 }
 

@@ -127,6 +127,9 @@ bool OpusTrackWriter::finish() {
     if (finished_) {
         return !failure_;
     }
+    if (encoder_ && !failure_ && samples_ == 0) {
+        writeSilence(sampleRate / 50); // libopusenc cannot end a stream that holds no audio at all
+    }
     finished_ = true;
     if (encoder_) {
         if (!failure_) {

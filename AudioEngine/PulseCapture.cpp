@@ -79,12 +79,13 @@ struct PulseCapture::Core {
         toOwner([message](PulseCapture& owner) { owner.silenceReported.emit(message); });
     }
 
-    void take(Track& track, const std::int16_t* samples, std::uint64_t count) {
+    /// `age`: how long ago the first sample was taken by the device, in samples (from the server's timing).
+    void take(Track& track, const std::int16_t* samples, std::uint64_t count, std::uint64_t age) {
         if (failed || stopping) {
             return;
         }
         auto elapsed = elapsedSamples();
-        auto expectedBefore = elapsed > count ? elapsed - count : 0;
+        auto expectedBefore = elapsed > age ? elapsed - age : 0;
         auto written = track.writer->samplesWritten();
         if (expectedBefore > written + (track.started ? lagBeforeFilling : 0)) {
             fillUpTo(track, expectedBefore);
@@ -136,7 +137,9 @@ struct PulseCapture::Core {
         attributes.fragsize = rate * 2 / 25; // 40 ms
         attributes.tlength = attributes.prebuf = attributes.minreq = std::uint32_t(-1);
         const char* device = track.isMicrophone ? nullptr : "@DEFAULT_MONITOR@";
-        if (pa_stream_connect_record(track.stream, device, &attributes, PA_STREAM_ADJUST_LATENCY) < 0) {
+        auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
+                                       PA_STREAM_AUTO_TIMING_UPDATE);
+        if (pa_stream_connect_record(track.stream, device, &attributes, flags) < 0) {
             pa_stream_unref(track.stream);
             track.stream = nullptr;
             return false;
@@ -190,7 +193,15 @@ struct PulseCapture::Core {
             if (pa_stream_peek(stream, &bytes, &length) < 0 || length == 0) {
                 return;
             }
-            track.core->take(track, static_cast<const std::int16_t*>(bytes), length / 2);
+            // The server knows how long ago the sample at the read position was recorded (device and
+            // buffers); without timing yet, the chunk is taken as just recorded.
+            std::uint64_t age = length / 2;
+            pa_usec_t latency = 0;
+            int negative = 0;
+            if (pa_stream_get_latency(stream, &latency, &negative) == 0 && !negative) {
+                age = std::max<std::uint64_t>(age, latency * rate / PA_USEC_PER_SEC);
+            }
+            track.core->take(track, static_cast<const std::int16_t*>(bytes), length / 2, age);
             pa_stream_drop(stream);
         }
     }

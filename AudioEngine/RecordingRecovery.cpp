@@ -47,7 +47,7 @@ RecordingRecovery::Result RecordingRecovery::recover(const std::filesystem::path
                                       "); its files are left as they are.");
             continue;
         }
-        CapturedRecording recording{journal->recordingId, journal->startedAt, 0, {}, {}, std::nullopt};
+        CapturedRecording recording{journal->recordingId, journal->startedAt, 0, {}, std::nullopt, {}};
         for (auto track : journal->tracks) {
             auto path = folder / track.file;
             try {
