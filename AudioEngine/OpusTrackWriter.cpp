@@ -40,7 +40,10 @@ OpusTrackWriter::OpusTrackWriter(std::filesystem::path file, Options options)
     }
     ope_encoder_ctl(encoder_, OPUS_SET_BITRATE(options_.bitrate));
     ope_encoder_ctl(encoder_, OPUS_SET_SIGNAL(OPUS_SIGNAL_VOICE));
-    ope_encoder_ctl(encoder_, OPUS_SET_COMPLEXITY(5));
+    // Speech up to 8 kHz (all a speech recogniser at 16 kHz uses) at a middling complexity: two tracks cost
+    // about 1.5% of one core.
+    ope_encoder_ctl(encoder_, OPUS_SET_MAX_BANDWIDTH(OPUS_BANDWIDTH_WIDEBAND));
+    ope_encoder_ctl(encoder_, OPUS_SET_COMPLEXITY(3));
     ope_encoder_ctl(encoder_, OPE_SET_MUXING_DELAY(int(options_.pageEverySamples)));
     ope_encoder_ctl(encoder_, OPE_SET_DECISION_DELAY(int(sampleRate / 10)));
     // The headers go out at once: a file killed in its first second still names its format.

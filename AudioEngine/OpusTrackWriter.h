@@ -1,8 +1,8 @@
 // One audio track written as Ogg Opus while it is recorded, so that a crash loses at most the last seconds:
 // the encoder hands out a page at least every `pageEvery` of audio, each page goes straight to the file
 // (no user-space buffer), and the file is synced to the disk every `syncEvery` of audio. Mono 16-bit
-// samples at 48 kHz; speech at `bitrate` bits per second (20 kb/s keeps two tracks well under 25 MB an
-// hour).
+// samples at 48 kHz, encoded as wideband speech (up to 8 kHz) at `bitrate` bits per second: 20 kb/s keeps
+// two tracks of speech near 16 MB an hour.
 //
 // Used by `PulseCapture`, one writer per track, on its capture thread. Edge cases: a write that fails (disk
 // full, file system gone) makes every later call do nothing and `failure` give the reason (the pages written

@@ -134,7 +134,7 @@ struct PulseCapture::Core {
         pa_stream_set_read_callback(track.stream, &Core::onRead, &track);
         pa_buffer_attr attributes{};
         attributes.maxlength = std::uint32_t(-1);
-        attributes.fragsize = rate * 2 / 25; // 40 ms
+        attributes.fragsize = rate * 2 / 10; // 100 ms: ten wake-ups a second per track
         attributes.tlength = attributes.prebuf = attributes.minreq = std::uint32_t(-1);
         const char* device = track.isMicrophone ? nullptr : "@DEFAULT_MONITOR@";
         auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
