@@ -298,6 +298,18 @@ struct PulseCapture::Core {
     }
 };
 
+std::optional<std::string> PulseCapture::whyUnavailable() {
+    try {
+        PulseContext connection;
+        connection.connect();
+        return std::nullopt;
+    } catch (const CaptureError& e) {
+        std::string reason = e.what();
+        const std::string prefix = "Recording could not start: ";
+        return reason.starts_with(prefix) ? reason.substr(prefix.size()) : reason;
+    }
+}
+
 PulseCapture::PulseCapture() : PulseCapture(Options{}) {}
 
 PulseCapture::PulseCapture(Options options) : options_(std::move(options)) {}

@@ -48,6 +48,10 @@ public:
         double seconds = 0;
     };
 
+    /// Whether a sound server answers now (connects and disconnects, opening no stream; blocking, quick):
+    /// nothing when it does, else why not, to be said when the host falls back to another engine.
+    static std::optional<std::string> whyUnavailable();
+
     PulseCapture();
     explicit PulseCapture(Options options);
     ~PulseCapture() override;

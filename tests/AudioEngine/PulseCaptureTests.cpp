@@ -205,6 +205,32 @@ TEST_F(PulseCaptureTest, SwitchingTheDefaultOutputMidCallKeepsBothTracksGoing) {
     EXPECT_NEAR(microphone.seconds(), call.seconds(), 0.1);
 }
 
+TEST_F(PulseCaptureTest, SaysWhyWhenNoServerAnswers) {
+    EXPECT_EQ(PulseCapture::whyUnavailable(), std::nullopt);
+    auto server = std::string(std::getenv("PULSE_SERVER"));
+    ::setenv("PULSE_SERVER", ("unix:" + (folder.path / "nobody").string()).c_str(), 1);
+    auto why = PulseCapture::whyUnavailable();
+    ::setenv("PULSE_SERVER", server.c_str(), 1);
+    ASSERT_TRUE(why);
+    EXPECT_TRUE(why->starts_with("no PulseAudio or PipeWire server answered")) << *why;
+    PulseCapture capture;
+    ::setenv("PULSE_SERVER", ("unix:" + (folder.path / "nobody").string()).c_str(), 1);
+    std::string failure;
+    auto task = Support::startTask([&]() -> Support::Task<void> {
+        try {
+            co_await capture.start(folder.path / "Recordings");
+        } catch (const AudioEngine::CaptureError& e) {
+            failure = e.what();
+        }
+    });
+    EXPECT_TRUE(Fakes::runUntil(loop, [&] { return !failure.empty(); }));
+    ::setenv("PULSE_SERVER", server.c_str(), 1);
+    EXPECT_TRUE(failure.starts_with("Recording could not start: no PulseAudio or PipeWire server answered"))
+        << failure;
+    EXPECT_FALSE(capture.isCapturing());
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path / "Recordings")) << "a failed start left files behind";
+}
+
 TEST_F(PulseCaptureTest, ListsTheDevicesItWouldRecordWithTheDefaultsMarked) {
     auto devices = AudioEngine::PulseDevices::list();
     EXPECT_EQ(devices.server, "PulseAudio");
