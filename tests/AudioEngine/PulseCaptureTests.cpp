@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 using AudioEngine::PulseCapture;
@@ -202,6 +203,32 @@ TEST_F(PulseCaptureTest, SwitchingTheDefaultOutputMidCallKeepsBothTracksGoing) {
     auto onMicrophone = microphone.firstAbove(0.1);
     ASSERT_TRUE(onMicrophone);
     EXPECT_GT(*onMicrophone, *second);
+    EXPECT_NEAR(microphone.seconds(), call.seconds(), 0.1);
+}
+
+TEST_F(PulseCaptureTest, AnOutputThatDisappearsDoesNotEndTheRecording) {
+    // A headset plugged in and pulled out again mid-call.
+    std::unique_ptr<FILE, int (*)(FILE*)> load(
+        ::popen("pactl load-module module-null-sink sink_name=usb rate=48000 2>/dev/null", "r"), ::pclose);
+    char index[32] = {};
+    ASSERT_TRUE(load && std::fgets(index, sizeof index, load.get()));
+    load.reset();
+    auto beep = server->beep("beep", 0.5);
+    PulseCapture capture;
+    std::vector<std::string> notices;
+    auto subscription = capture.notice.connect([&](const std::string& s) { notices.push_back(s); });
+    start(capture);
+    ASSERT_TRUE(PrivatePulseServer::pactl({"set-default-sink", "usb"}));
+    ASSERT_TRUE(Fakes::runUntil(loop, [&] { return !notices.empty(); }));
+    ASSERT_TRUE(PrivatePulseServer::pactl({"unload-module", std::string(index, std::strcspn(index, "\n"))}));
+    // The server moves the stream back to the output that is left, or ends it and the capture connects a
+    // new one: either way the call track records from room again.
+    ASSERT_TRUE(Fakes::runUntil(loop, [&] { return notices.back().ends_with("from room.monitor."); }))
+        << notices.back();
+    ASSERT_TRUE(PrivatePulseServer::play(beep, "room"));
+    EXPECT_TRUE(capture.isCapturing());
+    auto [microphone, call] = tracks(stop(capture));
+    EXPECT_TRUE(call.firstAbove(0.1)) << "the call track heard nothing after the device came back";
     EXPECT_NEAR(microphone.seconds(), call.seconds(), 0.1);
 }
 
