@@ -52,6 +52,15 @@ struct PulseCapture::Core {
     std::string defaultSink;
     bool stopping = false;
     bool failed = false;
+    bool serverLost = false;
+
+    void subscribe() {
+        pa_context_set_subscribe_callback(connection.context(), &Core::onEvent, this);
+        if (auto* operation =
+                pa_context_subscribe(connection.context(), PA_SUBSCRIPTION_MASK_SERVER, nullptr, nullptr)) {
+            pa_operation_unref(operation);
+        }
+    }
 
     std::uint64_t elapsedSamples() const {
         auto elapsed = std::chrono::steady_clock::now() - startedAt;
@@ -217,13 +226,35 @@ struct PulseCapture::Core {
                 core.fillUpTo(track, elapsed - lagWithoutAudio);
                 core.checkWriter(track);
             }
-            if (track.lost) {
+        }
+        // The server went away (restarted, crashed): the tracks run on in silence while a new connection is
+        // tried every turn; once it is up, the streams are made again below.
+        if (core.connection.hasFailed()) {
+            if (!core.serverLost) {
+                core.serverLost = true;
+                core.tell(
+                    "The sound server went away: Vellmora keeps recording and goes on when it is back.");
+            }
+            for (auto& track : core.tracks) {
+                core.dropStream(track);
+                track.lost = track.lossTold = true;
+            }
+            core.connection.reconnect();
+        } else if (core.serverLost && core.connection.isReady()) {
+            core.serverLost = false;
+            core.subscribe();
+            core.tell("The sound server is back: both tracks are recorded again.");
+        }
+        for (auto& track : core.tracks) {
+            if (track.lost && core.connection.isReady()) {
                 core.dropStream(track);
                 track.lost = !core.connectStream(track);
             }
         }
-        (void)api;
-        pa_context_rttime_restart(core.connection.context(), event, pa_rtclock_now() + PA_USEC_PER_SEC);
+        // On the main loop's own clock: the connection may be gone or new by now.
+        struct timeval next;
+        pa_gettimeofday(&next);
+        api->time_restart(event, pa_timeval_add(&next, PA_USEC_PER_SEC));
     }
 
     static void onEvent(pa_context* context, pa_subscription_event_type_t type, std::uint32_t, void* data) {
@@ -294,7 +325,9 @@ struct PulseCapture::Core {
             pa_threaded_mainloop_get_api(connection.loop())->time_free(timer);
             timer = nullptr;
         }
-        pa_context_set_subscribe_callback(connection.context(), nullptr, nullptr);
+        if (connection.context()) {
+            pa_context_set_subscribe_callback(connection.context(), nullptr, nullptr);
+        }
     }
 };
 
@@ -416,11 +449,7 @@ Support::Task<CaptureSession> PulseCapture::start(std::filesystem::path folder) 
                     "Recording could not start: the sound server has neither a microphone nor an "
                     "output to record.");
             }
-            pa_context_set_subscribe_callback(made->connection.context(), &Core::onEvent, made.get());
-            if (auto* operation = pa_context_subscribe(made->connection.context(),
-                                                       PA_SUBSCRIPTION_MASK_SERVER, nullptr, nullptr)) {
-                pa_operation_unref(operation);
-            }
+            made->subscribe();
             made->timer = pa_context_rttime_new(
                 made->connection.context(), pa_rtclock_now() + PA_USEC_PER_SEC, &Core::onTimer, made.get());
             return made;

@@ -10,7 +10,8 @@
 //
 // Edge cases: the default microphone or output changing during a call (a headset plugged in) moves that
 // track's stream at once; a device that disappears leaves its track silent until a default device is back,
-// and the recording goes on; a track silent for the whole first `silenceWindow` is reported once through
+// and the recording goes on, as it does while the sound server itself is gone (restarted): it is connected
+// again every second; a track silent for the whole first `silenceWindow` is reported once through
 // `silenceReported`; a write that fails (disk full) stops writing both tracks and tells `failed`, keeping
 // what was written (the host then stops the recording). Only a server that does not answer, or neither
 // stream starting, makes `start` throw `CaptureError`. Signals are emitted on the main loop that called

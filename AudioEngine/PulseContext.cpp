@@ -49,7 +49,7 @@ void PulseContext::await(pa_operation* operation) const {
     pa_operation_unref(operation);
 }
 
-void PulseContext::connect() {
+void PulseContext::makeContext() {
     pa_proplist* properties = pa_proplist_new();
     pa_proplist_sets(properties, PA_PROP_APPLICATION_NAME, applicationName);
     pa_proplist_sets(properties, PA_PROP_APPLICATION_ID, applicationId);
@@ -61,6 +61,33 @@ void PulseContext::connect() {
     }
     pa_context_set_state_callback(
         context_, [](pa_context*, void* self) { static_cast<PulseContext*>(self)->signal(); }, this);
+}
+
+bool PulseContext::isReady() const {
+    return context_ && pa_context_get_state(context_) == PA_CONTEXT_READY;
+}
+
+bool PulseContext::hasFailed() const {
+    return !context_ || !PA_CONTEXT_IS_GOOD(pa_context_get_state(context_));
+}
+
+void PulseContext::reconnect() {
+    if (context_) {
+        pa_context_set_state_callback(context_, nullptr, nullptr);
+        pa_context_disconnect(context_);
+        pa_context_unref(context_);
+        context_ = nullptr;
+    }
+    try {
+        makeContext();
+    } catch (const CaptureError&) {
+        return; // tried again at the next turn
+    }
+    pa_context_connect(context_, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
+}
+
+void PulseContext::connect() {
+    makeContext();
     if (pa_threaded_mainloop_start(loop_) < 0) {
         throw CaptureError("Recording could not start: the sound server's client thread did not start.");
     }

@@ -28,6 +28,12 @@ public:
     PulseContext& operator=(const PulseContext&) = delete;
 
     void connect();
+    /// On the library's thread, once the server has gone away: a new connection is begun (nothing waits for
+    /// it); `isReady` tells when it is up. Streams of the old connection are gone with it.
+    void reconnect();
+    /// Inside a Lock or on the library's thread.
+    bool isReady() const;
+    bool hasFailed() const;
     /// "PipeWire" or "PulseAudio", from the server's own name.
     std::string serverKind() const { return serverKind_; }
 
@@ -59,6 +65,8 @@ public:
     Defaults defaults() const;
 
 private:
+    void makeContext();
+
     pa_threaded_mainloop* loop_ = nullptr;
     pa_context* context_ = nullptr;
     std::string serverKind_ = "PulseAudio";

@@ -64,6 +64,7 @@ void test(CliContext& ctx, double seconds, const std::string& keep) {
         "Recording {:.0f} seconds of your microphone and of what the computer plays: speak, "
         "and play something…\n",
         seconds);
+    auto notices = capture.notice.connect([&ctx](const std::string& text) { ctx.err() << text << "\n"; });
     auto task = Support::startTask([&]() -> Support::Task<std::optional<AudioEngine::CapturedRecording>> {
         co_await capture.start(folder);
         co_await scheduler.sleepFor(Support::seconds(seconds));
