@@ -232,6 +232,28 @@ TEST_F(PulseCaptureTest, AnOutputThatDisappearsDoesNotEndTheRecording) {
     EXPECT_NEAR(microphone.seconds(), call.seconds(), 0.1);
 }
 
+TEST_F(PulseCaptureTest, ASoundServerThatRestartsMidCallIsConnectedAgain) {
+    auto beep = server->beep("beep", 0.5);
+    PulseCapture capture;
+    std::vector<std::string> notices;
+    auto subscription = capture.notice.connect([&](const std::string& s) { notices.push_back(s); });
+    start(capture);
+    server.reset();
+    ASSERT_TRUE(Fakes::runUntil(loop, [&] {
+        return !notices.empty() &&
+               notices.back() ==
+                   "The sound server went away: Vellmora keeps recording and goes on when it is back.";
+    }));
+    server = std::make_unique<PrivatePulseServer>(folder.path);
+    ASSERT_TRUE(server->ready()) << server->log();
+    ASSERT_TRUE(Fakes::runUntil(
+        loop, [&] { return notices.back() == "The sound server is back: both tracks are recorded again."; }));
+    ASSERT_TRUE(PrivatePulseServer::play(beep, "room"));
+    auto [microphone, call] = tracks(stop(capture));
+    EXPECT_TRUE(call.firstAbove(0.1)) << "the call track heard nothing after the server came back";
+    EXPECT_NEAR(microphone.seconds(), call.seconds(), 0.1);
+}
+
 TEST_F(PulseCaptureTest, SaysWhyWhenNoServerAnswers) {
     EXPECT_EQ(PulseCapture::whyUnavailable(), std::nullopt);
     auto server = std::string(std::getenv("PULSE_SERVER"));
