@@ -296,7 +296,9 @@ const CommandRegistration registration{
         addDatabaseOption(searchCmd, *o);
         searchCmd->callback([&ctx, o] { search(ctx, *o); });
 
-        auto* showCmd = library->add_subcommand("show", "Show one recording");
+        auto* showCmd = library->add_subcommand(
+            "show",
+            "Show one recording: date, length, its audio tracks (your microphone, the call), notes, summary");
         showCmd->add_option("ID", o->id, "The recording's id")->required();
         showCmd->add_flag("--json", o->json, "Print JSON");
         addDatabaseOption(showCmd, *o);
