@@ -1,8 +1,8 @@
 #include "AudioEngine/PulseCapture.h"
 
 #include "AudioEngine/CaptureJournal.h"
-#include "AudioEngine/OggOpusRepair.h"
 #include "AudioEngine/PulseContext.h"
+#include "AudioEngine/RecordingRecovery.h"
 #include "AudioEngine/TrackLevel.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
@@ -119,7 +119,7 @@ struct PulseCapture::Core {
             return;
         }
         failed = true;
-        std::string sentence = "Vellmora stopped recording: " + track.writer->file().filename().string() +
+        std::string sentence = "Vellmora stopped recording: " + track.writer->file().parent_path().string() +
                                " could not be written (" + *track.writer->failure() +
                                "). What was recorded until then is kept.";
         log.error("{}", sentence);
@@ -525,15 +525,11 @@ Support::Task<std::optional<CapturedRecording>> PulseCapture::stop() {
                                                 track.level.averageDecibels(), track.level.seconds()});
         }
         if (failed) {
-            // The last pages never ended the streams: finish them now, or at the next start when the disk
-            // has room again.
+            // The last pages never ended the streams: finish them in place (the disk has no room for a
+            // copy), or at the next start.
             try {
                 for (const auto& track : result.recording.tracks) {
-                    auto bytes = Support::Files::readIfExists(track.file);
-                    if (auto repaired = bytes ? OggOpusRepair::repair(*bytes) : std::nullopt;
-                        repaired && !repaired->wasComplete) {
-                        Support::Files::writeAtomically(track.file, repaired->bytes);
-                    }
+                    RecordingRecovery::finishInPlace(track.file);
                 }
             } catch (const std::exception& e) {
                 result.problem = std::string("The recording is kept but could not be finished now (") +

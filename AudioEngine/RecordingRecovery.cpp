@@ -8,7 +8,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <fcntl.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace AudioEngine {
 
@@ -82,6 +86,52 @@ RecordingRecovery::Result RecordingRecovery::recover(const std::filesystem::path
         std::filesystem::remove(note, error);
     }
     return result;
+}
+
+bool RecordingRecovery::finishInPlace(const std::filesystem::path& track) {
+    auto bytes = Support::Files::readIfExists(track);
+    auto repaired = bytes ? OggOpusRepair::repair(*bytes) : std::nullopt;
+    if (!repaired) {
+        return false;
+    }
+    if (repaired->wasComplete) {
+        return true;
+    }
+    size_t same = 0;
+    while (same < repaired->bytes.size() && repaired->bytes[same] == (*bytes)[same]) {
+        ++same;
+    }
+    int fd = ::open(track.c_str(), O_WRONLY | O_CLOEXEC);
+    if (fd < 0) {
+        throw std::system_error(errno, std::generic_category(), track.string());
+    }
+    const char* data = repaired->bytes.data() + same;
+    size_t left = repaired->bytes.size() - same;
+    off_t at = off_t(same);
+    while (left > 0) {
+        ssize_t n = ::pwrite(fd, data, left, at);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            int error = errno;
+            ::close(fd);
+            throw std::system_error(error, std::generic_category(), track.string());
+        }
+        data += n;
+        left -= size_t(n);
+        at += n;
+    }
+    int status = ::ftruncate(fd, off_t(repaired->bytes.size()));
+    int error = errno;
+    if (status == 0) {
+        ::fsync(fd);
+    }
+    ::close(fd);
+    if (status != 0) {
+        throw std::system_error(error, std::generic_category(), track.string());
+    }
+    return true;
 }
 
 std::string RecordingRecovery::length(double seconds) {

@@ -28,6 +28,10 @@ public:
     };
 
     static Result recover(const std::filesystem::path& folder);
+    /// Finishes one track in place, needing no free space (the repaired file is never longer, and differs
+    /// only from its last page on): for a disk that is full. Throws std::system_error when the file cannot
+    /// be written; false when it holds no audio.
+    static bool finishInPlace(const std::filesystem::path& track);
     /// "Vellmora finished a recording that was interrupted (4 min 12 s) and added it to the library." and
     /// the like; nothing when nothing was recovered. `kept` names where it went ("the library").
     static std::optional<std::string> summary(const Result& result, const std::string& kept = "the library");

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/mount.h>
 
 using AudioEngine::PulseCapture;
 using Fakes::PrivatePulseServer;
@@ -37,12 +38,12 @@ struct PulseCaptureTest : testing::Test {
     }
     void TearDown() override { server.reset(); }
 
-    void start(PulseCapture& capture) {
+    void start(PulseCapture& capture, std::optional<std::filesystem::path> into = std::nullopt) {
         std::optional<AudioEngine::CaptureSession> session;
         std::string failure;
         auto task = Support::startTask([&]() -> Support::Task<void> {
             try {
-                session = co_await capture.start(folder.path / "Recordings");
+                session = co_await capture.start(into.value_or(folder.path / "Recordings"));
             } catch (const std::exception& e) {
                 failure = e.what();
             }
@@ -252,6 +253,40 @@ TEST_F(PulseCaptureTest, ASoundServerThatRestartsMidCallIsConnectedAgain) {
     auto [microphone, call] = tracks(stop(capture));
     EXPECT_TRUE(call.firstAbove(0.1)) << "the call track heard nothing after the server came back";
     EXPECT_NEAR(microphone.seconds(), call.seconds(), 0.1);
+}
+
+TEST_F(PulseCaptureTest, AFullDiskStopsWritingWithASentenceAndKeepsWhatWasWrittenPlayable) {
+    auto disk = folder.path / "small-disk";
+    std::filesystem::create_directories(disk);
+    // 24 kB: the note and the two files' first pages, and a few seconds of speech.
+    if (::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=24k") != 0) {
+        GTEST_SKIP() << "a small disk cannot be mounted here (it takes root)";
+    }
+    struct Unmount {
+        std::filesystem::path path;
+        ~Unmount() { ::umount2(path.c_str(), MNT_DETACH); }
+    } unmount{disk};
+    auto speech =
+        server->speech("long", "We will go through every item of the budget, one line at a time, until "
+                               "there is nothing left to discuss and the disk is full.");
+    PulseCapture capture;
+    std::vector<std::string> failures;
+    auto subscription = capture.failed.connect([&](const std::string& s) { failures.push_back(s); });
+    start(capture, disk);
+    pid_t player = Fakes::spawnQuietly({"paplay", "--device=both", speech.string()});
+    EXPECT_TRUE(Fakes::runUntil(loop, [&] { return !failures.empty(); }));
+    ::kill(player, SIGTERM);
+    ::waitpid(player, nullptr, 0);
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_TRUE(failures[0].starts_with("Vellmora stopped recording: ")) << failures[0];
+    EXPECT_NE(failures[0].find("(No space left on device). What was recorded until then is kept."),
+              std::string::npos)
+        << failures[0];
+    auto recording = stop(capture);
+    auto [microphone, call] = tracks(recording);
+    EXPECT_GT(call.seconds(), 0.5) << "what was written before the disk filled up is not playable";
+    EXPECT_GT(microphone.seconds(), 0.5);
+    EXPECT_FALSE(std::filesystem::exists(disk / (recording.recordingId + ".capture.json")));
 }
 
 TEST_F(PulseCaptureTest, SaysWhyWhenNoServerAnswers) {
