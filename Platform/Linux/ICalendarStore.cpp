@@ -1,5 +1,7 @@
 #include "Platform/Linux/ICalendarStore.h"
 
+#include "Platform/Linux/ICalendarTimeZoneNames.h"
+
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
@@ -26,6 +28,7 @@
 #include <set>
 #include <sstream>
 #include <stdexcept>
+#include <strings.h>
 #include <unordered_map>
 
 namespace fs = std::filesystem;
@@ -535,6 +538,8 @@ bool mayOverlap(const EventBlock& e, std::int64_t fromDay, std::int64_t toDay) {
 struct Context {
     icaltimezone* userZone = nullptr;
     std::set<std::string> userEmails; // lower-cased
+    /// The zone of each TZID without a VTIMEZONE block, looked up once (nullptr: not known).
+    mutable std::unordered_map<std::string, icaltimezone*> namedZones;
 };
 
 struct IcalFree {
@@ -542,26 +547,50 @@ struct IcalFree {
 };
 using ComponentPtr = std::unique_ptr<icalcomponent, IcalFree>;
 
-icaltimezone* zoneNamed(icalcomponent* root, const char* tzid) {
+/// The zone a TZID names: the file's VTIMEZONE block of that name, else the zone database's zone for its
+/// spelling (IANA, Windows, vendor-prefixed), else nothing.
+icaltimezone* zoneNamed(icalcomponent* root, const char* tzid, const Context& ctx) {
     if (!tzid || !*tzid) {
         return nullptr;
     }
     if (auto* zone = icalcomponent_get_timezone(root, tzid)) {
         return zone;
     }
-    if (auto* zone = icaltimezone_get_builtin_timezone_from_tzid(tzid)) {
-        return zone;
+    auto [cached, isNew] = ctx.namedZones.try_emplace(tzid, nullptr);
+    if (!isNew) {
+        return cached->second;
     }
-    std::string name(tzid);
-    while (!name.empty() && name.front() == '/') {
-        name.erase(0, 1);
+    auto* zone = icaltimezone_get_builtin_timezone_from_tzid(tzid);
+    if (!zone) {
+        auto known = [](const std::string& id) {
+            return icaltimezone_get_builtin_timezone(id.c_str()) != nullptr;
+        };
+        if (auto id = ICalendarTimeZoneNames::ianaID(tzid, known)) {
+            zone = icaltimezone_get_builtin_timezone(id->c_str());
+        }
     }
-    return icaltimezone_get_builtin_timezone(name.c_str());
+    cached->second = zone;
+    return zone;
 }
 
-icaltimezone* zoneOfProperty(icalproperty* prop, icalcomponent* root) {
-    auto* param = icalproperty_get_first_parameter(prop, ICAL_TZID_PARAMETER);
-    return param ? zoneNamed(root, icalparameter_get_tzid(param)) : nullptr;
+const char* tzidOf(icalproperty* prop) {
+    auto* param = prop ? icalproperty_get_first_parameter(prop, ICAL_TZID_PARAMETER) : nullptr;
+    return param ? icalparameter_get_tzid(param) : nullptr;
+}
+
+icaltimezone* zoneOfProperty(icalproperty* prop, icalcomponent* root, const Context& ctx) {
+    return zoneNamed(root, tzidOf(prop), ctx);
+}
+
+/// The TZID of an event's start or end that no VTIMEZONE and no zone database entry explains.
+std::optional<std::string> unknownZoneOf(icalcomponent* event, icalcomponent* root, const Context& ctx) {
+    for (auto kind : {ICAL_DTSTART_PROPERTY, ICAL_DTEND_PROPERTY}) {
+        const char* tzid = tzidOf(icalcomponent_get_first_property(event, kind));
+        if (tzid && *tzid && !zoneNamed(root, tzid, ctx)) {
+            return std::string(tzid);
+        }
+    }
+    return std::nullopt;
 }
 
 /// The instant of a time value: UTC as it is, a zoned time in its zone, a floating time or a date in the
@@ -584,9 +613,9 @@ std::optional<std::int64_t> unixOf(icaltimetype t, const Context& ctx) {
 }
 
 /// A date-time property's value with its zone resolved (VTIMEZONE of the file, else the zone database).
-icaltimetype timeOfProperty(icalproperty* prop, icaltimetype value, icalcomponent* root) {
+icaltimetype timeOfProperty(icalproperty* prop, icaltimetype value, icalcomponent* root, const Context& ctx) {
     if (!icaltime_is_utc(value) && !value.is_date && value.zone == nullptr) {
-        value.zone = zoneOfProperty(prop, root);
+        value.zone = zoneOfProperty(prop, root, ctx);
     }
     return value;
 }
@@ -664,15 +693,33 @@ struct EventTemplate {
     std::string title;
     EventStatus status = EventStatus::none;
     std::optional<std::string> url, location, notes, htmlNotes;
+    std::vector<std::string> conferences;
     std::vector<CalendarParticipant> attendees;
     std::optional<CalendarParticipant> organizer;
 };
+
+/// Whether a CONFERENCE property is for joining the call: one for video, or one that does not say.
+bool isVideoConference(icalproperty* p) {
+    auto* feature = icalproperty_get_first_parameter(p, ICAL_FEATURE_PARAMETER);
+    if (!feature) {
+        return true;
+    }
+    for (; feature; feature = icalproperty_get_next_parameter(p, ICAL_FEATURE_PARAMETER)) {
+        if (icalparameter_get_feature(feature) == ICAL_FEATURE_VIDEO) {
+            return true;
+        }
+    }
+    return false;
+}
 
 EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTemplate* series) {
     EventTemplate t;
     t.uid = textOf(icalcomponent_get_uid(c)).value_or("");
     bool hasSummary = false;
     std::optional<std::string> description;
+    // The call's own properties, best first: CONFERENCE for video (or unlabelled), the vendors' properties,
+    // then the other CONFERENCE values (audio, chat, ...), which may still hold a link.
+    std::vector<std::string> videoConferences, vendorConferences, otherConferences;
     for (auto* p = icalcomponent_get_first_property(c, ICAL_ANY_PROPERTY); p;
          p = icalcomponent_get_next_property(c, ICAL_ANY_PROPERTY)) {
         switch (icalproperty_isa(p)) {
@@ -710,9 +757,19 @@ EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTempla
         case ICAL_ORGANIZER_PROPERTY:
             t.organizer = participantOf(p, true, ctx);
             break;
+        case ICAL_CONFERENCE_PROPERTY:
+            if (auto value = textOf(icalproperty_get_conference(p))) {
+                (isVideoConference(p) ? videoConferences : otherConferences).push_back(std::move(*value));
+            }
+            break;
         case ICAL_X_PROPERTY: {
             const char* name = icalproperty_get_x_name(p);
-            if (name && std::strcmp(name, "X-ALT-DESC") == 0) {
+            if (name && (strcasecmp(name, "X-GOOGLE-CONFERENCE") == 0 ||
+                         strcasecmp(name, "X-MICROSOFT-SKYPETEAMSMEETINGURL") == 0)) {
+                if (auto value = textOf(icalproperty_get_x(p))) {
+                    vendorConferences.push_back(std::move(*value));
+                }
+            } else if (name && std::strcmp(name, "X-ALT-DESC") == 0) {
                 auto* fmt = icalproperty_get_first_parameter(p, ICAL_FMTTYPE_PARAMETER);
                 const char* type = fmt ? icalparameter_get_fmttype(fmt) : nullptr;
                 if (type && lowerAscii(type) == "text/html") {
@@ -724,6 +781,10 @@ EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTempla
         default:
             break;
         }
+    }
+    for (auto* list : {&videoConferences, &vendorConferences, &otherConferences}) {
+        t.conferences.insert(t.conferences.end(), std::make_move_iterator(list->begin()),
+                             std::make_move_iterator(list->end()));
     }
     // The plain description is the notes; an HTML one stands in when there is no plain one.
     if (description) {
@@ -741,6 +802,9 @@ EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTempla
         if (!t.location) {
             t.location = series->location;
         }
+        if (t.conferences.empty()) {
+            t.conferences = series->conferences;
+        }
         if (!t.notes) {
             t.notes = series->notes;
             t.htmlNotes = series->htmlNotes;
@@ -755,21 +819,43 @@ EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTempla
     return t;
 }
 
-CalendarEvent occurrence(const EventTemplate& t, const std::string& calendarID, std::int64_t start,
-                         std::int64_t end, std::optional<std::int64_t> original, bool allDay) {
+/// An occurrence found by the expansion: its times and the component (a master or an override) whose texts
+/// and people it shows.
+struct Occurrence {
+    icalcomponent* source = nullptr;
+    std::int64_t start = 0;
+    std::int64_t end = 0;
+    std::optional<std::int64_t> original;
+    bool allDay = false;
+    /// The TZID of its start or end that nothing explains (the time was read as floating).
+    std::optional<std::string> unknownZone;
+};
+
+Support::Date dateOf(std::int64_t unix) {
+    return Support::dateFromUnix(static_cast<double>(
+        std::clamp(unix, CalendarEvent::earliestUnixSeconds, CalendarEvent::latestUnixSeconds)));
+}
+
+CalendarEvent occurrence(const EventTemplate& t, const std::string& calendarID, const Occurrence& o) {
     CalendarEvent e;
     e.calendarItemID = t.uid;
     e.externalID = t.uid.empty() ? std::nullopt : std::optional<std::string>(t.uid);
     e.calendarID = calendarID;
     e.title = t.title;
-    e.start = Support::dateFromUnix(static_cast<double>(start));
-    e.end = Support::dateFromUnix(static_cast<double>(end));
-    if (original) {
-        e.occurrenceDate = Support::dateFromUnix(static_cast<double>(*original));
+    // Times no calendar means (a typo'd year, a duration of millennia) are kept inside the range and marked,
+    // so that the filter drops the event with a reason instead of turning it into garbage times.
+    e.timesOutOfRange = !CalendarEvent::isWithinRange(o.start, o.end) ||
+                        (o.original && !CalendarEvent::isWithinRange(*o.original, *o.original));
+    e.start = dateOf(o.start);
+    e.end = dateOf(o.end);
+    if (o.original) {
+        e.occurrenceDate = dateOf(*o.original);
     }
-    e.isAllDay = allDay;
+    e.isAllDay = o.allDay;
+    e.unknownTimeZone = o.unknownZone;
     e.status = t.status;
     e.url = t.url;
+    e.conferenceURLs = t.conferences;
     e.location = t.location;
     e.notes = t.notes;
     e.htmlNotes = t.htmlNotes;
@@ -790,27 +876,28 @@ struct Range {
     }
 };
 
+/// A duration in seconds, without libical's int arithmetic (which overflows on "P99999999W").
+std::int64_t secondsOf(icaldurationtype d) {
+    if (icaldurationtype_is_bad_duration(d)) {
+        return 0;
+    }
+    auto total = static_cast<std::int64_t>(d.weeks) * 7 * 86400 + static_cast<std::int64_t>(d.days) * 86400 +
+                 static_cast<std::int64_t>(d.hours) * 3600 + static_cast<std::int64_t>(d.minutes) * 60 +
+                 static_cast<std::int64_t>(d.seconds);
+    return d.is_neg ? -total : total;
+}
+
 std::int64_t durationOf(icalcomponent* c, icaltimetype dtstart, std::int64_t startUnix, const Context& ctx,
                         icalcomponent* root) {
     if (auto* p = icalcomponent_get_first_property(c, ICAL_DTEND_PROPERTY)) {
-        auto end = unixOf(timeOfProperty(p, icalproperty_get_dtend(p), root), ctx);
+        auto end = unixOf(timeOfProperty(p, icalproperty_get_dtend(p), root, ctx), ctx);
         return end ? std::max<std::int64_t>(0, *end - startUnix) : 0;
     }
     if (auto* p = icalcomponent_get_first_property(c, ICAL_DURATION_PROPERTY)) {
-        return std::max(0, icaldurationtype_as_int(icalproperty_get_duration(p)));
+        return std::max<std::int64_t>(0, secondsOf(icalproperty_get_duration(p)));
     }
     return dtstart.is_date ? 86400 : 0;
 }
-
-/// An occurrence found by the expansion: its times and the component (a master or an override) whose texts
-/// and people it shows.
-struct Occurrence {
-    icalcomponent* source = nullptr;
-    std::int64_t start = 0;
-    std::int64_t end = 0;
-    std::optional<std::int64_t> original;
-    bool allDay = false;
-};
 
 /// Every occurrence of the calendar's events within the range: overrides first (they hide occurrences of
 /// their series), then the series' occurrences. Reads only the events' timing properties and UIDs.
@@ -826,7 +913,8 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
 
     for (auto* c : overrides) {
         auto* ridProp = icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY);
-        auto original = unixOf(timeOfProperty(ridProp, icalproperty_get_recurrenceid(ridProp), root), ctx);
+        auto original =
+            unixOf(timeOfProperty(ridProp, icalproperty_get_recurrenceid(ridProp), root, ctx), ctx);
         auto uid = textOf(icalcomponent_get_uid(c)).value_or("");
         if (original) {
             overridden[uid].insert(*original);
@@ -835,14 +923,14 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
         if (!startProp) {
             continue;
         }
-        auto dtstart = timeOfProperty(startProp, icalproperty_get_dtstart(startProp), root);
+        auto dtstart = timeOfProperty(startProp, icalproperty_get_dtstart(startProp), root, ctx);
         auto start = unixOf(dtstart, ctx);
         if (!start) {
             continue;
         }
         auto end = *start + durationOf(c, dtstart, *start, ctx, root);
         if (range.overlaps(*start, end)) {
-            out.push_back({c, *start, end, original, dtstart.is_date != 0});
+            out.push_back({c, *start, end, original, dtstart.is_date != 0, unknownZoneOf(c, root, ctx)});
         }
     }
     for (auto* c : masters) {
@@ -851,7 +939,7 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
         if (!startProp) {
             continue;
         }
-        auto dtstart = timeOfProperty(startProp, icalproperty_get_dtstart(startProp), root);
+        auto dtstart = timeOfProperty(startProp, icalproperty_get_dtstart(startProp), root, ctx);
         auto start = unixOf(dtstart, ctx);
         if (!start) {
             continue;
@@ -862,7 +950,8 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
         auto* rdate = icalcomponent_get_first_property(c, ICAL_RDATE_PROPERTY);
         if (!rrule && !rdate) {
             if (range.overlaps(*start, *start + duration)) {
-                out.push_back({c, *start, *start + duration, std::nullopt, allDay});
+                out.push_back(
+                    {c, *start, *start + duration, std::nullopt, allDay, unknownZoneOf(c, root, ctx)});
             }
             continue;
         }
@@ -870,7 +959,7 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
         std::set<std::int64_t> excludedDays;
         for (auto* p = icalcomponent_get_first_property(c, ICAL_EXDATE_PROPERTY); p;
              p = icalcomponent_get_next_property(c, ICAL_EXDATE_PROPERTY)) {
-            auto ex = timeOfProperty(p, icalproperty_get_exdate(p), root);
+            auto ex = timeOfProperty(p, icalproperty_get_exdate(p), root, ctx);
             if (ex.is_date) {
                 excludedDays.insert(
                     daysFromCivil(ex.year, static_cast<unsigned>(ex.month), static_cast<unsigned>(ex.day)));
@@ -879,6 +968,7 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
             }
         }
         const auto& skip = overridden[uid];
+        auto unknownZone = unknownZoneOf(c, root, ctx);
         std::set<std::int64_t> emitted;
         int count = 0;
         auto emit = [&](icaltimetype local, std::int64_t occStart, std::int64_t occDuration) {
@@ -892,7 +982,7 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
             }
             if (range.overlaps(occStart, occStart + occDuration) && count < maxOccurrencesPerSeries) {
                 ++count;
-                out.push_back({c, occStart, occStart + occDuration, occStart, allDay});
+                out.push_back({c, occStart, occStart + occDuration, occStart, allDay, unknownZone});
             }
         };
         for (auto* p = rrule; p; p = icalcomponent_get_next_property(c, ICAL_RRULE_PROPERTY)) {
@@ -930,17 +1020,16 @@ std::vector<Occurrence> occurrencesIn(icalcomponent* root, const Range& range, c
         for (auto* p = rdate; p; p = icalcomponent_get_next_property(c, ICAL_RDATE_PROPERTY)) {
             auto value = icalproperty_get_rdate(p);
             bool isPeriod = !icalperiodtype_is_null_period(value.period);
-            auto local = timeOfProperty(p, isPeriod ? value.period.start : value.time, root);
+            auto local = timeOfProperty(p, isPeriod ? value.period.start : value.time, root, ctx);
             auto occ = unixOf(local, ctx);
             if (!occ) {
                 continue;
             }
             std::int64_t occDuration = duration;
             if (isPeriod) {
-                auto periodEnd =
-                    icaltime_is_null_time(value.period.end)
-                        ? std::optional<std::int64_t>(*occ + icaldurationtype_as_int(value.period.duration))
-                        : unixOf(timeOfProperty(p, value.period.end, root), ctx);
+                auto periodEnd = icaltime_is_null_time(value.period.end)
+                                     ? std::optional<std::int64_t>(*occ + secondsOf(value.period.duration))
+                                     : unixOf(timeOfProperty(p, value.period.end, root, ctx), ctx);
                 occDuration = periodEnd ? std::max<std::int64_t>(0, *periodEnd - *occ) : duration;
             }
             emit(local, *occ, occDuration);
@@ -1165,13 +1254,28 @@ std::vector<CalendarEvent> occurrencesOf(const ScannedFile& file, const std::str
             // libical read the whole block differently from its timing lines: show the times at least.
             log.warning("The texts of event {} cannot be read",
                         textOf(icalcomponent_get_uid(o.source)).value_or(""));
-            out.push_back(occurrence(templateOf(o.source, ctx, nullptr), calendarID, o.start, o.end,
-                                     o.original, o.allDay));
+            out.push_back(occurrence(templateOf(o.source, ctx, nullptr), calendarID, o));
             continue;
         }
-        out.push_back(occurrence(t->second, calendarID, o.start, o.end, o.original, o.allDay));
+        out.push_back(occurrence(t->second, calendarID, o));
     }
     return out;
+}
+
+/// Says once per calendar and zone that a zone was not understood (the meeting may be at the wrong hour).
+void noteUnknownZones(const std::string& calendarID, const std::vector<CalendarEvent>& events) {
+    static std::mutex mutex;
+    static std::set<std::pair<std::string, std::string>> told;
+    for (const auto& e : events) {
+        if (!e.unknownTimeZone) {
+            continue;
+        }
+        std::lock_guard lock(mutex);
+        if (told.emplace(calendarID, *e.unknownTimeZone).second) {
+            log.warning("Calendar {}: time zone '{}' not known: its times are read as local time", calendarID,
+                        *e.unknownTimeZone);
+        }
+    }
 }
 
 std::int64_t unixFloor(Support::Date d) {
@@ -1865,6 +1969,7 @@ Support::Task<std::vector<CalendarEvent>> ICalendarStore::events(Support::Date s
             for (const auto& file : calendar->files) {
                 try {
                     auto events = occurrencesOf(*file, calendar->descriptor.id, from, to, zone, emails);
+                    noteUnknownZones(calendar->descriptor.id, events);
                     out.insert(out.end(), std::make_move_iterator(events.begin()),
                                std::make_move_iterator(events.end()));
                 } catch (const std::exception& e) {

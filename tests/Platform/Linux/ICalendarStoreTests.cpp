@@ -483,3 +483,105 @@ TEST(ICalendarStoreOptions, ReadsSourcesAndAddressesFromTheDefaults) {
     EXPECT_EQ(o.sources, (std::vector<std::string>{"~/cal", "https://x/y.ics"}));
     EXPECT_EQ(o.userEmails, (std::vector<std::string>{"me@example.com", "me@work.example"}));
 }
+
+TEST(ICalendarStore, ReadsEachSpellingOfAZoneWithoutItsBlockAcrossTheChangeOfSummerTime) {
+    struct Case {
+        const char* tzid;
+        std::vector<std::string> starts; // 22 Oct, 29 Oct, 5 Nov at 10:00 in the zone
+    } cases[] = {
+        {"America/New_York", {"2026-10-22T14:00:00Z", "2026-10-29T14:00:00Z", "2026-11-05T15:00:00Z"}},
+        {"\"Pacific Standard Time\"",
+         {"2026-10-22T17:00:00Z", "2026-10-29T17:00:00Z", "2026-11-05T18:00:00Z"}},
+        {"W. Europe Standard Time", {"2026-10-22T08:00:00Z", "2026-10-29T09:00:00Z", "2026-11-05T09:00:00Z"}},
+        {"/mozilla.org/20050126_1/Europe/Berlin",
+         {"2026-10-22T08:00:00Z", "2026-10-29T09:00:00Z", "2026-11-05T09:00:00Z"}},
+        {"/freeassociation.sourceforge.net/Tzfile/Europe/Berlin",
+         {"2026-10-22T08:00:00Z", "2026-10-29T09:00:00Z", "2026-11-05T09:00:00Z"}},
+        {"/softwarestudio.org/Olson_20011030_5/America/New_York",
+         {"2026-10-22T14:00:00Z", "2026-10-29T14:00:00Z", "2026-11-05T15:00:00Z"}},
+    };
+    for (const auto& c : cases) {
+        auto text = calendar("BEGIN:VEVENT\r\nUID:w\r\nDTSTAMP:20261101T000000Z\r\nDTSTART;TZID=" +
+                             std::string(c.tzid) + ":20261022T100000\r\nDURATION:PT30M\r\n" +
+                             "RRULE:FREQ=WEEKLY;COUNT=3\r\nSUMMARY:Sync\r\nEND:VEVENT\r\n");
+        std::vector<std::string> starts;
+        for (const auto& e : occurrences(text, "2026-10-20T00:00:00Z", "2026-11-10T00:00:00Z", "UTC")) {
+            starts.push_back(iso(e.start));
+            EXPECT_FALSE(e.unknownTimeZone) << c.tzid;
+        }
+        EXPECT_EQ(starts, c.starts) << c.tzid;
+    }
+}
+
+TEST(ICalendarStore, KeepsTheFilesOwnZoneBlockWhenItContradictsTheZoneDatabase) {
+    // A block named like a database zone but with other rules: what the writer meant is its block.
+    for (const std::string tzid : {"Europe/Berlin", "Pacific Standard Time"}) {
+        auto text = calendar("BEGIN:VTIMEZONE\r\nTZID:" + tzid +
+                             "\r\nBEGIN:STANDARD\r\nTZOFFSETFROM:+0500\r\nTZOFFSETTO:+0500\r\n"
+                             "DTSTART:19700101T000000\r\nEND:STANDARD\r\nEND:VTIMEZONE\r\n"
+                             "BEGIN:VEVENT\r\nUID:b\r\nDTSTART;TZID=\"" +
+                             tzid + "\":20261126T100000\r\nDURATION:PT30M\r\nEND:VEVENT\r\n");
+        auto events = occurrences(text, "2026-11-26T00:00:00Z", "2026-11-27T00:00:00Z", "UTC");
+        ASSERT_EQ(events.size(), 1u) << tzid;
+        EXPECT_EQ(iso(events[0].start), "2026-11-26T05:00:00Z") << tzid;
+    }
+}
+
+TEST(ICalendarStore, ReadsAnUnknownZoneAsLocalTimeAndSaysWhichZoneItWas) {
+    auto text = calendar("BEGIN:VEVENT\r\nUID:u\r\nDTSTART;TZID=Mars/Olympus_Mons:20261126T100000\r\n"
+                         "DTEND;TZID=Mars/Olympus_Mons:20261126T103000\r\nEND:VEVENT\r\n" +
+                         simpleEvent("known", "20261126T120000Z"));
+    auto events = occurrences(text, "2026-11-26T00:00:00Z", "2026-11-27T00:00:00Z", "Europe/Berlin");
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(iso(events[0].start), "2026-11-26T09:00:00Z"); // 10:00 in Berlin
+    EXPECT_EQ(iso(events[0].end), "2026-11-26T09:30:00Z");
+    EXPECT_EQ(events[0].unknownTimeZone, "Mars/Olympus_Mons");
+    EXPECT_FALSE(events[1].unknownTimeZone);
+}
+
+TEST(ICalendarStore, CollectsConferenceLinksVideoFirstThenTheVendorsPropertiesAndOverridesInheritThem) {
+    auto text = calendar(
+        "BEGIN:VEVENT\r\nUID:c\r\nDTSTART:20261126T100000Z\r\nDURATION:PT30M\r\nRRULE:FREQ=DAILY;COUNT=2\r\n"
+        "CONFERENCE;VALUE=URI;FEATURE=PHONE;LABEL=Dial in:tel:+1-555-0100,,123#\r\n"
+        "X-MICROSOFT-SKYPETEAMSMEETINGURL:https://teams.microsoft.com/l/meetup-join/abc\r\n"
+        "CONFERENCE;VALUE=URI;FEATURE=AUDIO,VIDEO:https://zoom.us/j/1234567890\r\n"
+        "X-GOOGLE-CONFERENCE:https://meet.google.com/abc-defg-hij\r\n"
+        "CONFERENCE;VALUE=URI:https://example.com/unlabelled\r\nEND:VEVENT\r\n"
+        "BEGIN:VEVENT\r\nUID:c\r\nRECURRENCE-ID:20261127T100000Z\r\nDTSTART:20261127T110000Z\r\n"
+        "DURATION:PT30M\r\nSUMMARY:Moved\r\nEND:VEVENT\r\n");
+    auto events = occurrences(text, "2026-11-26T00:00:00Z", "2026-11-28T00:00:00Z", "UTC");
+    ASSERT_EQ(events.size(), 2u);
+    const std::vector<std::string> expected = {
+        "https://zoom.us/j/1234567890", "https://example.com/unlabelled",
+        "https://teams.microsoft.com/l/meetup-join/abc", "https://meet.google.com/abc-defg-hij",
+        "tel:+1-555-0100,,123#"};
+    EXPECT_EQ(events[0].conferenceURLs, expected);
+    EXPECT_EQ(events[1].conferenceURLs, expected); // the moved occurrence keeps its series' links
+}
+
+TEST(ICalendarStore, MarksAnEventWhoseDateOrDurationNoCalendarMeansAndKeepsItsTimesInRange) {
+    struct Case {
+        const char* name;
+        std::string event;
+        bool outOfRange;
+    } cases[] = {
+        {"a duration of two million years", "DTSTART:20261127T090000Z\r\nDURATION:P99999999W\r\n", true},
+        {"an end in the year 9999", "DTSTART:20261127T090000Z\r\nDTEND:99991231T000000Z\r\n", true},
+        {"an end after 2200", "DTSTART:20261127T090000Z\r\nDTEND:22000101T000100Z\r\n", true},
+        {"a six-year duration", "DTSTART:20261127T090000Z\r\nDURATION:P2200D\r\n", true},
+        {"a start before 1900 running to now", "DTSTART:18991231T000000Z\r\nDTEND:20261128T000000Z\r\n",
+         true},
+        {"a week-long conference", "DTSTART:20261125T090000Z\r\nDURATION:P7D\r\n", false},
+        {"a daily series begun in 1899", "DTSTART:18990101T090000Z\r\nDURATION:PT1H\r\nRRULE:FREQ=DAILY\r\n",
+         false},
+    };
+    for (const auto& c : cases) {
+        auto text = calendar("BEGIN:VEVENT\r\nUID:x\r\n" + c.event + "SUMMARY:X\r\nEND:VEVENT\r\n");
+        auto events = occurrences(text, "2026-11-27T00:00:00Z", "2026-11-28T00:00:00Z", "UTC");
+        ASSERT_EQ(events.size(), 1u) << c.name;
+        EXPECT_EQ(events[0].timesOutOfRange, c.outOfRange) << c.name;
+        EXPECT_GE(events[0].start, at("1900-01-01T00:00:00Z")) << c.name;
+        EXPECT_LE(events[0].end, at("2200-01-01T00:00:00Z")) << c.name;
+        EXPECT_LE(events[0].start, events[0].end) << c.name;
+    }
+}
