@@ -596,13 +596,22 @@ std::optional<std::string> unknownZoneOf(icalcomponent* event, icalcomponent* ro
 /// The instant of a time value: UTC as it is, a zoned time in its zone, a floating time or a date in the
 /// user's zone (a date at its midnight).
 std::optional<std::int64_t> unixOf(icaltimetype t, const Context& ctx) {
-    if (icaltime_is_null_time(t) || !icaltime_is_valid_time(t)) {
+    if (icaltime_is_null_time(t)) {
         return std::nullopt;
     }
     if (t.is_date) {
         t.is_date = 0;
         t.hour = t.minute = t.second = 0;
         t.zone = nullptr;
+    }
+    if ((t.year < 1900 || t.year >= 2200) && t.month >= 1 && t.month <= 12 && t.day >= 1 && t.day <= 31) {
+        // No calendar means such a year, and libical calls years past 3000 invalid: read it as UTC, so that
+        // the occurrence is seen to lie out of range rather than lose its end.
+        return daysFromCivil(t.year, static_cast<unsigned>(t.month), static_cast<unsigned>(t.day)) * 86400 +
+               t.hour * 3600 + t.minute * 60 + t.second;
+    }
+    if (!icaltime_is_valid_time(t)) {
+        return std::nullopt;
     }
     if (icaltime_is_utc(t)) {
         return static_cast<std::int64_t>(icaltime_as_timet_with_zone(t, icaltimezone_get_utc_timezone()));
@@ -704,8 +713,10 @@ bool isVideoConference(icalproperty* p) {
     if (!feature) {
         return true;
     }
+    // FEATURE is a list ("AUDIO,VIDEO"), which libical keeps as one text.
     for (; feature; feature = icalproperty_get_next_parameter(p, ICAL_FEATURE_PARAMETER)) {
-        if (icalparameter_get_feature(feature) == ICAL_FEATURE_VIDEO) {
+        const char* text = icalparameter_as_ical_string(feature);
+        if (text && lowerAscii(text).find("video") != std::string::npos) {
             return true;
         }
     }
