@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/ICalendarStore.h"
 
+#include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/MainLoop.h"
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -584,4 +586,70 @@ TEST(ICalendarStore, MarksAnEventWhoseDateOrDurationNoCalendarMeansAndKeepsItsTi
         EXPECT_LE(events[0].end, at("2200-01-01T00:00:00Z")) << c.name;
         EXPECT_LE(events[0].start, events[0].end) << c.name;
     }
+}
+
+TEST_F(ICalendarStoreFolders, ForgetsTheScansOfFilesThatWereDeleted) {
+    temp.write("cal/a.ics", calendar(simpleEvent("a", "20261127T090000Z")));
+    temp.write("cal/b.ics", calendar(simpleEvent("b", "20261127T100000Z")));
+    Support::VirtualScheduler scheduler(loop, at("2026-11-27T08:00:00Z"));
+    auto o = options({(temp.path / "cal").string()});
+    o.watchForChanges = true;
+    o.scheduler = &scheduler;
+    ICalendarStore store(o);
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 2u);
+    EXPECT_EQ(store.cachedFileCount(), 2u);
+    fs::remove(temp.path / "cal/b.ics");
+    for (int i = 0; i < 20; ++i) {
+        loop.runOne(5);
+    }
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 1u);
+    EXPECT_EQ(store.cachedFileCount(), 1u);
+}
+
+TEST(ICalendarStoreQuitting, QuitsAtOnceWhileASubscriptionDownloadsAndTouchesNothingAfterwards) {
+    // The server answers only when the test lets it, or after half a minute.
+    httplib::Server server;
+    std::mutex mutex;
+    std::condition_variable release;
+    bool released = false;
+    std::atomic<bool> asked{false};
+    std::atomic<bool> answered{false};
+    server.Get("/cal.ics", [&](const httplib::Request&, httplib::Response& res) {
+        asked = true;
+        std::unique_lock lock(mutex);
+        release.wait_for(lock, std::chrono::seconds(30), [&] { return released; });
+        answered = true;
+        res.set_content(calendar(simpleEvent("s", "20261127T090000Z")), "text/calendar");
+    });
+    int port = server.bind_to_any_port("127.0.0.1");
+    std::thread thread([&] { server.listen_after_bind(); });
+    TempFolder temp;
+    bool answeredBeforeQuitEnded = false;
+    {
+        Support::MainLoop loop;
+        Support::VirtualScheduler scheduler(loop, at("2026-11-27T08:00:00Z"));
+        ICalendarStore::Options o;
+        o.sources = {"http://127.0.0.1:" + std::to_string(port) + "/cal.ics"};
+        o.cacheFolder = temp.path / "cache";
+        o.scheduler = &scheduler;
+        o.watchForChanges = false;
+        auto store = std::make_unique<ICalendarStore>(o);
+        for (int i = 0; i < 1000 && !asked; ++i) {
+            loop.runOne(10);
+        }
+        ASSERT_TRUE(asked);
+        store.reset();
+        loop.runUntilIdle();
+    }
+    Support::BlockingWork::drain(); // what the host's exit waits for
+    answeredBeforeQuitEnded = answered;
+    {
+        std::lock_guard lock(mutex);
+        released = true;
+    }
+    release.notify_all();
+    server.stop();
+    thread.join();
+    EXPECT_FALSE(answeredBeforeQuitEnded);
+    EXPECT_FALSE(fs::exists(temp.path / "cache" / "subscriptions")); // nothing written after the quit
 }
