@@ -202,17 +202,25 @@ struct ICalendarStore::Impl : std::enable_shared_from_this<Impl> {
     Support::Subscription refreshTimer;
     Support::Subscription debounce;
     Support::Task<void> refreshing;
+    Support::Task<void> rescanning;
 
     ~Impl() {
         // A download in flight stops now: its task holds no part of the store, and its transfer is cancelled.
         refreshing.cancel();
+        rescanning.cancel();
     }
 
     Support::Date now() const { return options.scheduler ? options.scheduler->now() : Support::systemNow(); }
 
-    void markChanged() {
+    /// Scans what changed on the pool, then tells the observers: the fetches they start find the
+    /// calendars scanned, and the main loop reads no calendar file.
+    static Support::Task<void> rescanAndTell(std::weak_ptr<Impl> weak, std::shared_ptr<Catalog> catalog) {
         catalog->markDirty();
-        changed.emit();
+        auto scan = [catalog] { (void)catalog->snapshot(); };
+        co_await Support::BlockingWork::run(std::move(scan));
+        if (auto self = weak.lock()) {
+            self->changed.emit();
+        }
     }
 
     void filesChanged() {
@@ -225,7 +233,7 @@ struct ICalendarStore::Impl : std::enable_shared_from_this<Impl> {
         std::weak_ptr<Impl> weak = shared_from_this();
         debounce = options.scheduler->after(Support::seconds(0.5), [weak] {
             if (auto self = weak.lock()) {
-                self->changed.emit();
+                self->rescanning = rescanAndTell(weak, self->catalog);
             }
         });
     }
@@ -307,7 +315,9 @@ struct ICalendarStore::Impl : std::enable_shared_from_this<Impl> {
             }
         }
         if (auto self = weak.lock(); self && anyChanged) {
-            self->markChanged();
+            auto catalog = self->catalog;
+            self.reset();
+            co_await rescanAndTell(weak, std::move(catalog));
         }
     }
 

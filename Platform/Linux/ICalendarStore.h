@@ -15,9 +15,10 @@
 // time zone that is not known is read as local time and logged once per calendar. Access is always granted
 // (the files are the user's own).
 //
-// Threads: `events` scans and expands on the thread pool; `calendars()` answers from the last scan (and
-// scans on the calling thread only after a change). Destroying the store cancels a download under way at
-// once; nothing that outlives it (a pool job, a cancelled task) holds a part of it that needs the loop.
+// Threads: `events` scans and expands on the thread pool, and a change (files, a subscription's new copy) is
+// scanned on the pool before the observers are told, so that `calendars()` answers from that scan; it scans
+// on the calling thread only the first time. Destroying the store cancels a download under way at once;
+// nothing that outlives it (a pool job, a cancelled task) holds a part of it that needs the loop.
 //
 // Changes: the source folders (and the folders of single files) are watched and a changed subscription
 // each call the change observers once (several file events within half a second count as one when a
