@@ -657,3 +657,17 @@ TEST(ICalendarStoreQuitting, QuitsAtOnceWhileASubscriptionDownloadsAndTouchesNot
     EXPECT_FALSE(answeredBeforeQuitEnded);
     EXPECT_FALSE(fs::exists(temp.path / "cache" / "subscriptions")); // nothing written after the quit
 }
+
+TEST_F(ICalendarStoreFolders, LogsAnUnknownZoneOncePerCalendar) {
+    Support::LogCapture logs;
+    temp.write("cal/a.ics",
+               calendar("BEGIN:VEVENT\r\nUID:u\r\nDTSTART;TZID=Mars/Olympus_Mons:20261127T100000\r\n"
+                        "DURATION:PT30M\r\nRRULE:FREQ=HOURLY;COUNT=3\r\nEND:VEVENT\r\n"));
+    ICalendarStore store(options({(temp.path / "cal").string()}));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 3u);
+    }
+    auto messages = logs.messages("calendarStore");
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_NE(messages[0].find("time zone 'Mars/Olympus_Mons' not known"), std::string::npos) << messages[0];
+}
