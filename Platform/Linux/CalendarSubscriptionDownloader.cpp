@@ -4,6 +4,7 @@
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <nlohmann/json.hpp>
 
@@ -16,20 +17,6 @@ namespace Platform {
 namespace {
 
 const Support::Logger log("calendarStore");
-
-std::string lowerAscii(std::string_view s) {
-    std::string out(s);
-    for (auto& c : out) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return out;
-}
-
-bool startsWith(std::string_view s, std::string_view p) {
-    return s.substr(0, p.size()) == p;
-}
 
 std::string fnv1a(const std::string& s) {
     std::uint64_t h = 1469598103934665603ULL;
@@ -119,17 +106,17 @@ CalendarSubscriptionDownloader::CalendarSubscriptionDownloader(HttpClient& http,
     : http_(http), cacheFolder_(std::move(cacheFolder)), now_(std::move(now)) {}
 
 bool CalendarSubscriptionDownloader::isSubscription(std::string_view source) {
-    auto lower = lowerAscii(source);
-    return startsWith(lower, "https://") || startsWith(lower, "http://") || startsWith(lower, "webcal://") ||
-           startsWith(lower, "webcals://");
+    auto lower = Support::Text::asciiLowercased(source);
+    return Support::Text::startsWith(lower, "https://") || Support::Text::startsWith(lower, "http://") ||
+           Support::Text::startsWith(lower, "webcal://") || Support::Text::startsWith(lower, "webcals://");
 }
 
 std::string CalendarSubscriptionDownloader::downloadURL(const std::string& source) {
-    auto lower = lowerAscii(source);
-    if (startsWith(lower, "webcals://")) {
+    auto lower = Support::Text::asciiLowercased(source);
+    if (Support::Text::startsWith(lower, "webcals://")) {
         return "https://" + source.substr(10);
     }
-    if (startsWith(lower, "webcal://")) {
+    if (Support::Text::startsWith(lower, "webcal://")) {
         return "https://" + source.substr(9);
     }
     return source;
@@ -143,7 +130,7 @@ std::string CalendarSubscriptionDownloader::hostOf(const std::string& url) {
     if (auto at = host.rfind('@'); at != std::string::npos) {
         host = host.substr(at + 1);
     }
-    return lowerAscii(host);
+    return Support::Text::asciiLowercased(host);
 }
 
 fs::path CalendarSubscriptionDownloader::copyFile(const fs::path& cacheFolder, const std::string& url) {

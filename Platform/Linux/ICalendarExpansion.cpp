@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/ICalendarTimeZoneNames.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <libical/ical.h>
 #include <strings.h>
@@ -34,20 +35,6 @@ void initLibical() {
         icalerror_set_errors_are_fatal(0);
         icaltimezone_set_builtin_tzdata(0); // the system zone database
     });
-}
-
-std::string lowerAscii(std::string_view s) {
-    std::string out(s);
-    for (auto& c : out) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return out;
-}
-
-bool startsWith(std::string_view s, std::string_view p) {
-    return s.substr(0, p.size()) == p;
 }
 
 struct Context {
@@ -207,8 +194,9 @@ CalendarParticipant participantOf(icalproperty* prop, bool organizer, const Cont
     p.type = typeOf(prop);
     p.status = statusOf(prop, organizer);
     if (p.url) {
-        auto lower = lowerAscii(*p.url);
-        p.isCurrentUser = startsWith(lower, "mailto:") && ctx.userEmails.count(lower.substr(7)) > 0;
+        auto lower = Support::Text::asciiLowercased(*p.url);
+        p.isCurrentUser =
+            Support::Text::startsWith(lower, "mailto:") && ctx.userEmails.count(lower.substr(7)) > 0;
     }
     return p;
 }
@@ -233,7 +221,7 @@ bool isVideoConference(icalproperty* p) {
     // FEATURE is a list ("AUDIO,VIDEO"), which libical keeps as one text.
     for (; feature; feature = icalproperty_get_next_parameter(p, ICAL_FEATURE_PARAMETER)) {
         const char* text = icalparameter_as_ical_string(feature);
-        if (text && lowerAscii(text).find("video") != std::string::npos) {
+        if (text && Support::Text::asciiLowercased(text).find("video") != std::string::npos) {
             return true;
         }
     }
@@ -300,7 +288,7 @@ EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTempla
             } else if (name && std::strcmp(name, "X-ALT-DESC") == 0) {
                 auto* fmt = icalproperty_get_first_parameter(p, ICAL_FMTTYPE_PARAMETER);
                 const char* type = fmt ? icalparameter_get_fmttype(fmt) : nullptr;
-                if (type && lowerAscii(type) == "text/html") {
+                if (type && Support::Text::asciiLowercased(type) == "text/html") {
                     t.htmlNotes = textOf(icalproperty_get_x(p));
                 }
             }
@@ -751,7 +739,7 @@ std::vector<CalendarEvent> ICalendarExpansion::occurrences(const ICalendarScanne
         ctx.userZone = icaltimezone_get_builtin_timezone(timeZoneID.c_str());
     }
     for (const auto& email : userEmails) {
-        ctx.userEmails.insert(lowerAscii(email));
+        ctx.userEmails.insert(Support::Text::asciiLowercased(email));
     }
 
     auto timings = parsed(documentOf(timezones, blocks, std::vector<bool>(candidates, true), true));

@@ -1,5 +1,7 @@
 #include "Platform/Linux/ICalendarScanner.h"
 
+#include "Support/Text.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -19,16 +21,6 @@ using EventBlock = ICalendarEventBlock;
 using ScannedFile = ICalendarScannedFile;
 using FileIdentity = ICalendarFileIdentity;
 constexpr std::int64_t unknownDay = ICalendarEventBlock::unknownDay;
-
-std::string lowerAscii(std::string_view s) {
-    std::string out(s);
-    for (auto& c : out) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return out;
-}
 
 /// Days since 1970-01-01 of a civil date.
 std::int64_t civilDays(std::int64_t y, unsigned m, unsigned d) {
@@ -233,7 +225,7 @@ public:
             } else if (name == "RRULE") {
                 current.hasRule = true;
                 auto value = valueOf(line);
-                auto until = lowerAscii(value).find("until=");
+                auto until = Support::Text::asciiLowercased(value).find("until=");
                 current.untilDay =
                     until == std::string::npos ? unknownDay : dayOfValue(value.substr(until + 6));
                 if (until == std::string::npos) {
