@@ -11,10 +11,10 @@
 #include "Platform/Linux/LogindActivityAssertion.h"
 #include "Platform/Linux/LogindPowerEvents.h"
 #include "Platform/Linux/PosixProcessRunner.h"
-#include "Platform/Linux/ProcessSpawning.h"
 #include "Platform/Linux/PulseMicrophoneMonitor.h"
 #include "Platform/Linux/StatusNotifierItem.h"
 #include "Platform/Linux/X11HotKeyService.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 
