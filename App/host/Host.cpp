@@ -4,25 +4,21 @@
 #include "App/host/CallMonitor.h"
 #include "App/host/CallRecorder.h"
 #include "App/host/DemoData.h"
-#include "App/host/DesktopShell.h"
 #include "App/host/HostEnvironment.h"
-#include "App/host/HostMenuDelegate.h"
+#include "App/host/HostMenu.h"
 #include "App/host/HostShutdown.h"
-#include "App/host/HotKeyText.h"
 #include "App/host/InstanceLock.h"
 #include "App/host/LinuxServices.h"
 #include "App/host/RecordingArchiver.h"
 #include "App/host/RecordingController.h"
 #include "App/host/SignalWatcher.h"
 #include "App/host/TerminalPresenter.h"
-#include "App/host/TerminalStatusItem.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
 #include "UI/calendar/CalendarReminderCoordinator.h"
 #include "UI/calendar/MeetingReminderResponseRouter.h"
-#include "UI/recording/MenuBarController.h"
 #include "UI/recording/RecordingControlPresentation.h"
 #include "UI/recording/RecordingNotifications.h"
 #include "UI/recording/SystemUserNotificationClient.h"
@@ -202,41 +198,21 @@ int Host::run(std::ostream& out, std::ostream& err) {
     shutdown.finishFirst([&] { return archiver.idle(); });
     shutdown.add([&] { archiver.stop(); });
 
-    // The menu: the tray's model, printed in the terminal on request; the hot keys.
-    TerminalStatusItem statusItem;
-    UI::MenuBarController menu({.statusItem = statusItem,
-                                .scheduler = scheduler,
-                                .center = center,
-                                .defaults = defaults,
-                                .timeZoneID = env.timeZoneID,
-                                .localeID = env.localeID,
-                                .footerText = std::string("Vellmora ") + VELLMORA_VERSION});
-    platform.attachTray(statusItem);
-    DesktopShell desktop(
-        platform.hotKeys(), defaults, center,
-        {.notes = [&] { say(HotKeyText::notes(calls.meeting(), reminders.upcoming.get(), scheduler.now())); },
-         .liveRecap = [&] { say(HotKeyText::recap(state.phase(), calls.meeting(), scheduler.now())); }},
-        say);
-    auto delegate =
-        std::make_shared<HostMenuDelegate>(HostMenuDelegate::Dependencies{.controller = controller,
-                                                                          .reminders = reminders,
-                                                                          .menu = menu,
-                                                                          .statusItem = statusItem,
-                                                                          .scheduler = scheduler,
-                                                                          .database = database.get(),
-                                                                          .services = services,
-                                                                          .quit = [&] { shutdown.quit(); },
-                                                                          .say = say});
-    shutdown.add([&] { delegate->stop(); });
-    services.attachMenu(menu);
-    menu.setDelegate(delegate);
-    menu.setupMenuBar();
-    menu.setRecordingAvailability(UI::MenuBarController::RecordingAvailability::ready());
-    menu.setPhase(state.phase());
-    subscriptions +=
-        state.phasePublisher().observe([&](const UI::RecordingPhase& phase) { menu.setPhase(phase); });
-    subscriptions += reminders.upcoming.observe(
-        [&](const std::vector<UI::CalendarMeeting>& meetings) { menu.setUpcomingMeetings(meetings); });
+    // The menu (tray and terminal), its actions and the hot keys.
+    HostMenu menu({.scheduler = scheduler,
+                   .center = center,
+                   .defaults = defaults,
+                   .environment = env,
+                   .platform = platform,
+                   .state = state,
+                   .controller = controller,
+                   .reminders = reminders,
+                   .calls = calls,
+                   .database = database.get(),
+                   .services = services,
+                   .quit = [&] { shutdown.quit(); },
+                   .say = say});
+    shutdown.add([&] { menu.stop(); });
 
     // Recording control from anywhere (the terminal's key, the menu) comes through the notification centre.
     subscriptions += center.observe(UI::RecordingNotifications::startRecordingRequested,
@@ -252,9 +228,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
                  }
              },
          .quit = [&] { shutdown.quit(); },
-         .showMenu = [&] { delegate->showMenu(); },
-         .joinNext = [&] { delegate->joinNext(); },
-         .showLibrary = [&] { delegate->showLibrary(); }});
+         .showMenu = [&] { menu.actions().showMenu(); },
+         .joinNext = [&] { menu.actions().joinNext(); },
+         .showLibrary = [&] { menu.actions().showLibrary(); }});
     SignalWatcher signals(loop, [&](int) { shutdown.quit(); });
 
     // A pass that read large calendars leaves freed memory in the worker threads' heaps; give it back, so
@@ -269,7 +245,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
         callMonitor->start();
     }
     reminders.start();
-    menu.setReminderCoordinatorRunning(true);
+    menu.start();
     log.info("Host started (capture: {}, time zone {}, locale {})", platform.capture().name(), env.timeZoneID,
              env.localeID);
     loop.run();
