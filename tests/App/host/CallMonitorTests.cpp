@@ -1,6 +1,7 @@
 #include "App/host/CallMonitor.h"
 
 #include "Fakes/FakeMicrophoneMonitor.h"
+#include "Fakes/ScriptFolder.h"
 #include "Support/MainLoop.h"
 #include "UI/calendar/JoinIntentStore.h"
 
@@ -30,9 +31,13 @@ struct CallMonitorTest : ::testing::Test {
     Support::Subscription startedSubscription = monitor.callStarted.connect(
         [this](const std::string& bundleID, bool isBrowser) { started.emplace_back(bundleID, isBrowser); });
 
+    /// Starts the monitor and turns the loop until its start has been answered.
     void startWatching() {
+        int before = microphones.starts;
         monitor.start();
-        while (loop.runOne(0)) {
+        ASSERT_TRUE(Fakes::runUntil(loop, [&] { return microphones.starts > before; }));
+        for (int i = 0; i < 5; ++i) {
+            loop.runOne(1);
         }
     }
 };
