@@ -1,6 +1,6 @@
 # Front door for people: every target installs what it needs first (scripts/install-deps is quiet and quick
 # when everything is there).
-.PHONY: run test asan-test build deps format bench fuzz clean
+.PHONY: run test asan-test tsan-test build deps format bench fuzz clean
 
 CMAKE_BUILD := cmake --build --preset
 
@@ -25,6 +25,13 @@ asan-test: deps
 	@$(CMAKE_BUILD) asan
 	@ctest --preset asan
 
+# The code with threads (the runtime, the HTTP client, the calendar store, capture, the library, the host)
+# under ThreadSanitizer.
+tsan-test: deps
+	@cmake --preset tsan >/dev/null
+	@$(CMAKE_BUILD) tsan
+	@ctest --preset tsan
+
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i
 
@@ -38,4 +45,4 @@ fuzz: deps
 	@$(CMAKE_BUILD) fuzz
 
 clean:
-	@rm -rf build build-asan build-fuzz build-bench
+	@rm -rf build build-asan build-tsan build-fuzz build-bench
