@@ -3,9 +3,10 @@
 // its tests.
 //
 // Offered once per user ("autostart.offered" remembers it, whatever the answer), only on a desktop session
-// (a session bus and a display; never with --terminal-only), never in the demo, never when start-at-login is
-// already on, and only for an installed Vellmora (an entry pointing into a build folder or a temporary
-// folder would break). An entry the desktop turned off counts as an answer already given: no offer.
+// (a session bus and a display; never with --terminal-only), never in the demo, never when start-at-login
+// is already on or Vellmora runs as the systemd user unit, and only for an installed Vellmora (an entry
+// pointing into a build folder or a temporary folder would break). An entry the desktop turned off counts
+// as an answer already given: no offer.
 #pragma once
 
 #include "Platform/UserNotificationCenter.h"
@@ -33,6 +34,8 @@ struct AutostartOffer {
         /// An autostart entry exists (on, or turned off in the desktop's settings).
         bool entryExists = false;
         bool installed = false;
+        /// Started by systemd (the user unit), which already starts it at login.
+        bool systemdService = false;
     };
     static bool shouldOffer(const Facts& facts);
 

@@ -52,6 +52,7 @@ AutostartOffer::Facts AutostartPrompt::facts(bool demo, bool terminalOnly) const
         facts.entryExists = true; // unreadable: do not offer to overwrite it
     }
     facts.installed = d_.installed;
+    facts.systemdService = environment("INVOCATION_ID").has_value();
     return facts;
 }
 

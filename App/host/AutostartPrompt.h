@@ -37,7 +37,8 @@ public:
                                 std::function<void(const std::string&)> say);
 
     /// The facts of now: the session from the environment ($DBUS_SESSION_BUS_ADDRESS and $DISPLAY or
-    /// $WAYLAND_DISPLAY), the entry and the remembered offer from disk.
+    /// $WAYLAND_DISPLAY; $INVOCATION_ID when systemd started it), the entry and the remembered offer from
+    /// disk.
     AutostartOffer::Facts facts(bool demo, bool terminalOnly) const;
     /// Offers when `facts` say so.
     void start(const AutostartOffer::Facts& facts);

@@ -1,5 +1,6 @@
 #include "App/host/Host.h"
 
+#include "App/host/AutostartPrompt.h"
 #include "App/host/BackgroundServices.h"
 #include "App/host/CallRecorder.h"
 #include "App/host/DemoData.h"
@@ -226,6 +227,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
     }
     UI::SystemUserNotificationClient notificationClient(*notificationCenter);
     UI::MeetingReminderNotifier notifier(notificationClient);
+    auto autostartPrompt = AutostartPrompt::live(*notificationCenter, defaults, say);
+    autostartPrompt.start(autostartPrompt.facts(options_.demo, options_.terminalOnly));
 
     // Calendar and reminders.
     auto calendarOptions = Platform::ICalendarStore::optionsFromDefaults(defaults, timeZone);

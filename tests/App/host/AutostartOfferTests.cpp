@@ -25,6 +25,7 @@ TEST(AutostartOffer, IsMadeOnlyOnceOnTheDesktopOfAnInstalledVellmoraWithoutAnEnt
     EXPECT_FALSE(with([](auto& f) { f.offeredBefore = true; }));
     EXPECT_FALSE(with([](auto& f) { f.entryExists = true; }));
     EXPECT_FALSE(with([](auto& f) { f.installed = false; }));
+    EXPECT_FALSE(with([](auto& f) { f.systemdService = true; }));
 }
 
 TEST(AutostartOffer, AClickAcceptsClosingDeclinesAndOtherNotificationsAreNotAnswers) {
