@@ -4,7 +4,7 @@ namespace App {
 
 bool AutostartOffer::shouldOffer(const Facts& facts) {
     return facts.desktopSession && !facts.demo && !facts.offeredBefore && !facts.entryExists &&
-           facts.installed;
+           facts.installed && !facts.systemdService;
 }
 
 AutostartOffer::Answer AutostartOffer::answer(const Platform::NotificationResponse& response) {
