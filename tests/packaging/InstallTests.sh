@@ -29,6 +29,8 @@ chmod 700 "$root/runtime"
 export HOME="$root/home" XDG_CONFIG_HOME="$root/home/config" XDG_DATA_HOME="$root/home/share"
 export XDG_CACHE_HOME="$root/home/cache" XDG_STATE_HOME="$root/home/state" XDG_RUNTIME_DIR="$root/runtime"
 export XDG_DATA_DIRS="$root/none"
+# In the sanitizer build, leaks are the unit tests' business; here only what the programs say counts.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
 unset VELLMORA_MCP_HELPER VELLMORA_CONFIG_HOME VELLMORA_DATA_HOME VELLMORA_CACHE_HOME VELLMORA_STATE_HOME
 
 echo "== files"
