@@ -3,12 +3,14 @@
 # user meets there: the installed program and helper with the build's version, a desktop entry and metainfo
 # the desktop's validators accept, the icon, man page, completions and user unit, `mcp connect` naming the
 # installed helper, and `autostart on/off` writing and removing exactly one entry.
-# Usage: InstallTests.sh BUILD_DIR VERSION
+# Usage: [INSTALL_TEST_ROOT=DIR] InstallTests.sh BUILD_DIR VERSION
 set -euo pipefail
 build=$(cd "$1" && pwd)
 version=$2
 
-root=$(mktemp -d "$build/install-test.XXXXXX")
+# Inside the build folder by default; INSTALL_TEST_ROOT=/tmp checks how a Vellmora in a temporary folder
+# behaves.
+root=$(mktemp -d "${INSTALL_TEST_ROOT:-$build}/install-test.XXXXXX")
 trap 'rm -rf "$root"' EXIT
 prefix=/opt/vellmora-test
 inst="$root/dest$prefix"
@@ -108,6 +110,16 @@ status_text=$("$inst/bin/vellmora" autostart status)
 status=$?
 set -e
 expect_eq "status before" "off/1" "$status_text/$status"
+if [ "$temporary" = 1 ]; then
+  # An entry pointing into a temporary folder would break: a Vellmora there refuses.
+  set +e
+  "$inst/bin/vellmora" autostart on >/dev/null 2>"$root/err"
+  status=$?
+  set -e
+  expect_eq "autostart from a temporary folder: status" 1 "$status"
+  [[ $(cat "$root/err") == *"install Vellmora first"* ]] || fail "autostart from a temporary folder said $(cat "$root/err")"
+  expect_eq "entries after a refusal" "" "$(entries)"
+else
 "$inst/bin/vellmora" autostart on >/dev/null
 "$inst/bin/vellmora" autostart on >/dev/null
 expect_eq "entries after on" "$XDG_CONFIG_HOME/autostart/dev.tessadine.vellmora.desktop" "$(entries)"
@@ -120,6 +132,7 @@ touch "$XDG_CONFIG_HOME/autostart/someone-else.desktop"
 expect_eq "off" "Vellmora will no longer start when you log in." "$("$inst/bin/vellmora" autostart off)"
 expect_eq "entries after off" "$XDG_CONFIG_HOME/autostart/someone-else.desktop" "$(entries)"
 expect_eq "off again" "Vellmora was not set to start when you log in." "$("$inst/bin/vellmora" autostart off)"
+fi
 
 echo "== completions"
 completions=$(PATH="$inst/bin:$PATH" bash -c '
