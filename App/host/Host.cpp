@@ -1,5 +1,6 @@
 #include "App/host/Host.h"
 
+#include "App/host/AutostartPrompt.h"
 #include "App/host/BackgroundServices.h"
 #include "App/host/CallMonitor.h"
 #include "App/host/CallRecorder.h"
@@ -118,6 +119,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
     // Calendar, reminders and notifications.
     UI::SystemUserNotificationClient notificationClient(platform.notifications());
     UI::MeetingReminderNotifier notifier(notificationClient);
+    auto autostartPrompt = AutostartPrompt::live(platform.notifications(), defaults, say);
+    autostartPrompt.start(autostartPrompt.facts(options_.demo, options_.terminalOnly));
     auto calendarStore = platform.calendarStore(defaults);
     UI::CalendarSource calendar(*calendarStore);
     UI::JoinIntentStore intents;
