@@ -6,7 +6,7 @@
 // never a clock. Should a test die without stopping it, the daemon exits by itself after 20 s alone.
 #pragma once
 
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 
 #include <chrono>
 #include <csignal>
