@@ -84,7 +84,7 @@ struct PulseCapture::Core {
 
     void reportSilence(const Track& track) {
         std::string message = track.isMicrophone ? silentMicrophoneMessage : silentCallMessage;
-        log.warning("{}", message);
+        log.info("{}", message);
         toOwner([message](PulseCapture& owner) { owner.silenceReported.emit(message); });
     }
 
