@@ -11,6 +11,7 @@
 #include <libedataserver/libedataserver.h>
 
 #include <chrono>
+#include <ctime>
 #include <future>
 #include <map>
 #include <mutex>
@@ -474,28 +475,10 @@ struct EdsCalendarStore::Impl : std::enable_shared_from_this<Impl> {
                 mine.insert(lowered(e));
             }
             EdsEventConversion conversion{uid, mine, userZone()};
-            struct Gather {
-                EdsEventConversion* conversion;
-                std::vector<CalendarEvent>* out;
-                time_t from, to;
-            } gather{&conversion, &out, from, to};
-            e_cal_client_generate_instances_sync(
-                client, from, to, cancel,
-                +[](ICalComponent* comp, ICalTime* instanceStart, ICalTime* instanceEnd, gpointer data,
-                    GCancellable*, GError**) -> gboolean {
-                    auto* g = static_cast<Gather*>(data);
-                    if (auto e = g->conversion->event(comp, instanceStart, instanceEnd)) {
-                        auto s = Support::unixSeconds(e->start);
-                        auto t = Support::unixSeconds(e->end);
-                        if (s < static_cast<double>(g->to) &&
-                            (t > static_cast<double>(g->from) ||
-                             (s == t && s >= static_cast<double>(g->from)))) {
-                            g->out->push_back(std::move(*e));
-                        }
-                    }
-                    return TRUE;
-                },
-                &gather);
+            if (auto problem = read(client, conversion, from, to, cancel, out); !problem.empty()) {
+                setProblem(uid, problem);
+                continue;
+            }
             if (cancel && g_cancellable_is_cancelled(cancel)) {
                 setProblem(uid, "it did not answer within " +
                                     std::to_string(static_cast<int>(options.fetchTimeoutSeconds)) +
@@ -505,6 +488,98 @@ struct EdsCalendarStore::Impl : std::enable_shared_from_this<Impl> {
             }
         }
         return out;
+    }
+
+    /// The occurrences of one calendar overlapping [from, to): the events EDS finds in the range, each
+    /// series expanded by EDS's recurrence rules with its detached occurrences (moved, cancelled) in place
+    /// of the ones they replace. Returns the problem, or "".
+    std::string read(ECalClient* client, const EdsEventConversion& conversion, time_t from, time_t to,
+                     GCancellable* cancel, std::vector<CalendarEvent>& out) {
+        auto iso = [](time_t t) {
+            char text[32];
+            std::tm tm{};
+            ::gmtime_r(&t, &tm);
+            std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &tm);
+            return std::string(text);
+        };
+        auto sexp =
+            "(occur-in-time-range? (make-time \"" + iso(from) + "\") (make-time \"" + iso(to) + "\"))";
+        GSList* components = nullptr;
+        GError* error = nullptr;
+        if (!e_cal_client_get_object_list_sync(client, sexp.c_str(), &components, cancel, &error)) {
+            auto problem = "it cannot be read: " + errorText(error, "unknown error");
+            g_clear_error(&error);
+            return problem;
+        }
+        // The range query gives a series without the occurrences detached from it (moved or cancelled
+        // ones): those come with the series' other components.
+        std::map<std::string, std::set<std::int64_t>> detached;
+        std::set<std::string> series;
+        for (GSList* l = components; l; l = l->next) {
+            auto* c = static_cast<ICalComponent*>(l->data);
+            auto uid = text(i_cal_component_get_uid(c));
+            if (auto rid = conversion.recurrenceID(c)) {
+                detached[uid].insert(*rid);
+            } else if (ICalProperty* rule = i_cal_component_get_first_property(c, I_CAL_RRULE_PROPERTY)) {
+                g_object_unref(rule);
+                series.insert(uid);
+            }
+        }
+        for (const auto& uid : series) {
+            GSList* all = nullptr;
+            if (!e_cal_client_get_objects_for_uid_sync(client, uid.c_str(), &all, cancel, nullptr)) {
+                continue;
+            }
+            for (GSList* l = all; l; l = l->next) {
+                auto* c = e_cal_component_get_icalcomponent(static_cast<ECalComponent*>(l->data));
+                auto rid = conversion.recurrenceID(c);
+                if (rid && detached[uid].insert(*rid).second) {
+                    components = g_slist_prepend(components, i_cal_component_clone(c));
+                }
+            }
+            g_slist_free_full(all, g_object_unref);
+        }
+        struct Gather {
+            const EdsEventConversion* conversion;
+            const std::set<std::int64_t>* replaced;
+            std::vector<CalendarEvent>* out;
+            double from, to;
+        };
+        auto* utc = i_cal_timezone_get_utc_timezone();
+        ICalTime* start = i_cal_time_new_from_timet_with_zone(from, FALSE, utc);
+        ICalTime* end = i_cal_time_new_from_timet_with_zone(to, FALSE, utc);
+        static const std::set<std::int64_t> none;
+        for (GSList* l = components; l; l = l->next) {
+            auto* c = static_cast<ICalComponent*>(l->data);
+            auto found = detached.find(text(i_cal_component_get_uid(c)));
+            bool isSeries = !conversion.recurrenceID(c).has_value();
+            Gather gather{&conversion, isSeries && found != detached.end() ? &found->second : &none, &out,
+                          static_cast<double>(from), static_cast<double>(to)};
+            e_cal_recur_generate_instances_sync(
+                c, start, end,
+                +[](ICalComponent* comp, ICalTime* instanceStart, ICalTime* instanceEnd, gpointer data,
+                    GCancellable*, GError**) -> gboolean {
+                    auto* g = static_cast<Gather*>(data);
+                    auto e = g->conversion->event(comp, instanceStart, instanceEnd);
+                    if (!e) {
+                        return TRUE;
+                    }
+                    auto s = Support::unixSeconds(e->start);
+                    auto t = Support::unixSeconds(e->end);
+                    if (g->replaced->count(static_cast<std::int64_t>(s)) > 0) {
+                        return TRUE; // a detached occurrence stands in for this one
+                    }
+                    if (s < g->to && (t > g->from || (s == t && s >= g->from))) {
+                        g->out->push_back(std::move(*e));
+                    }
+                    return TRUE;
+                },
+                &gather, e_cal_client_tzlookup_cb, client, conversion.userZone, cancel, nullptr);
+        }
+        g_object_unref(start);
+        g_object_unref(end);
+        g_slist_free_full(components, g_object_unref);
+        return "";
     }
 
     /// Runs `work` on the store's thread and waits for it (not on the main loop); after `timeout` the
@@ -558,7 +633,10 @@ EdsCalendarStore::Opened EdsCalendarStore::open(Options options) {
     auto impl = std::make_shared<Impl>();
     impl->options = std::move(options);
     impl->mainLoop = Support::MainLoop::hasCurrent() ? &Support::MainLoop::current() : nullptr;
-    impl->context = g_main_context_new();
+    // EDS hands its registry's and views' signals to GLib's global default context (whatever the
+    // thread-default context was when they were made), so the store's thread is the one that runs it; nothing
+    // else in Vellmora uses GLib's default context, and one store is open at a time.
+    impl->context = g_main_context_ref(g_main_context_default());
     impl->loop = g_main_loop_new(impl->context, FALSE);
     impl->connecting = g_cancellable_new();
     std::promise<std::string> ready;

@@ -12,12 +12,12 @@
 // own addresses are the calendar's own address (CalDAV's calendar-user address), the sign-in user of its
 // account when that is an address, the mail identities registered with EDS, and `userEmails`.
 //
-// Threads: every EDS call runs on the store's own thread with its own GLib main context (EDS talks GDBus
-// there); `events` waits on a worker thread, never on the main loop, and gives up on a calendar that does
-// not answer within `fetchTimeoutSeconds` (it is then named unreadable). Changes (an event added, changed or
-// removed through a client view; a calendar added, removed, enabled, disabled or changed; an account going
-// online or offline) are gathered for `debounceSeconds` and reach the observers once, on the main loop.
-// Nothing polls: the thread sleeps in its main context until EDS says something.
+// Threads: every EDS call runs on the store's own thread, which runs GLib's default main context (EDS talks
+// GDBus there); `events` waits on a worker thread, never on the main loop, and gives up on a calendar that
+// does not answer within `fetchTimeoutSeconds` (it is then named unreadable). Changes (an event added,
+// changed or removed through a client view; a calendar added, removed, enabled, disabled or changed; an
+// account going online or offline) are gathered for `debounceSeconds` and reach the observers once, on the
+// main loop. Nothing polls: the thread sleeps in its main context until EDS says something.
 //
 // Availability: `open` fails with one sentence when EDS is not reachable (no session bus, no source
 // registry) or when Vellmora was built without EDS (`isBuiltIn` is then false).

@@ -211,4 +211,11 @@ std::optional<CalendarEvent> EdsEventConversion::event(ICalComponent* component,
     return e;
 }
 
+std::optional<std::int64_t> EdsEventConversion::recurrenceID(ICalComponent* component) const {
+    auto* c = static_cast<icalcomponent*>(i_cal_object_get_native(I_CAL_OBJECT(component)));
+    auto* zone = userZone ? static_cast<icaltimezone*>(i_cal_object_get_native(I_CAL_OBJECT(userZone)))
+                          : icaltimezone_get_utc_timezone();
+    return c ? recurrenceOf(c, zone) : std::nullopt;
+}
+
 } // namespace Platform

@@ -13,6 +13,7 @@
 
 #include <libical-glib/libical-glib.h>
 
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
@@ -26,6 +27,8 @@ struct EdsEventConversion {
 
     std::optional<CalendarEvent> event(ICalComponent* component, ICalTime* instanceStart,
                                        ICalTime* instanceEnd) const;
+    /// The component's RECURRENCE-ID in seconds since 1970 (a detached occurrence), or nothing.
+    std::optional<std::int64_t> recurrenceID(ICalComponent* component) const;
 };
 
 } // namespace Platform
