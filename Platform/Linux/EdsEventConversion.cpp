@@ -4,7 +4,9 @@
 
 #include <libical/ical.h>
 
+#include <algorithm>
 #include <cstring>
+#include <strings.h>
 
 namespace Platform {
 
@@ -76,6 +78,21 @@ CalendarParticipant participantOf(icalproperty* prop, bool organizer, const std:
     return p;
 }
 
+/// Whether a CONFERENCE property is for joining the call: one for video, or one that does not say.
+bool isVideoConference(icalproperty* p) {
+    auto* feature = icalproperty_get_first_parameter(p, ICAL_FEATURE_PARAMETER);
+    if (!feature) {
+        return true;
+    }
+    for (; feature; feature = icalproperty_get_next_parameter(p, ICAL_FEATURE_PARAMETER)) {
+        const char* text = icalparameter_as_ical_string(feature);
+        if (text && Support::Text::asciiLowercased(text).find("video") != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::int64_t secondsOf(icaltimetype t, icaltimezone* fallback) {
     if (t.is_date) {
         t.is_date = 0;
@@ -143,6 +160,11 @@ std::optional<CalendarEvent> EdsEventConversion::event(ICalComponent* component,
     if (e.isAllDay && endSeconds <= startSeconds) {
         endSeconds = startSeconds + 86400;
     }
+    if (!CalendarEvent::isWithinRange(startSeconds, endSeconds)) {
+        e.timesOutOfRange = true;
+        startSeconds = std::clamp(startSeconds, CalendarEvent::earliestUnixSeconds, CalendarEvent::latestUnixSeconds);
+        endSeconds = std::clamp(endSeconds, startSeconds, CalendarEvent::latestUnixSeconds);
+    }
     e.start = Support::dateFromUnix(static_cast<double>(startSeconds));
     e.end = Support::dateFromUnix(static_cast<double>(endSeconds));
     if (auto original = recurrenceOf(c, zone)) {
@@ -150,6 +172,9 @@ std::optional<CalendarEvent> EdsEventConversion::event(ICalComponent* component,
     }
 
     std::optional<std::string> description;
+    // The call's own links, best first: CONFERENCE for video (or unlabelled), the vendors' properties, then
+    // the other CONFERENCE values (audio, chat, ...).
+    std::vector<std::string> videoConferences, vendorConferences, otherConferences;
     for (auto* p = icalcomponent_get_first_property(c, ICAL_ANY_PROPERTY); p;
          p = icalcomponent_get_next_property(c, ICAL_ANY_PROPERTY)) {
         switch (icalproperty_isa(p)) {
@@ -188,9 +213,19 @@ std::optional<CalendarEvent> EdsEventConversion::event(ICalComponent* component,
         case ICAL_ORGANIZER_PROPERTY:
             e.organizer = participantOf(p, true, userAddresses);
             break;
+        case ICAL_CONFERENCE_PROPERTY:
+            if (auto value = textOf(icalproperty_get_conference(p))) {
+                (isVideoConference(p) ? videoConferences : otherConferences).push_back(std::move(*value));
+            }
+            break;
         case ICAL_X_PROPERTY: {
             const char* name = icalproperty_get_x_name(p);
-            if (name && std::strcmp(name, "X-ALT-DESC") == 0) {
+            if (name && (strcasecmp(name, "X-GOOGLE-CONFERENCE") == 0 ||
+                         strcasecmp(name, "X-MICROSOFT-SKYPETEAMSMEETINGURL") == 0)) {
+                if (auto value = textOf(icalproperty_get_x(p))) {
+                    vendorConferences.push_back(std::move(*value));
+                }
+            } else if (name && std::strcmp(name, "X-ALT-DESC") == 0) {
                 auto* fmt = icalproperty_get_first_parameter(p, ICAL_FMTTYPE_PARAMETER);
                 const char* type = fmt ? icalparameter_get_fmttype(fmt) : nullptr;
                 if (type && Support::Text::asciiLowercased(type) == "text/html") {
@@ -202,6 +237,9 @@ std::optional<CalendarEvent> EdsEventConversion::event(ICalComponent* component,
         default:
             break;
         }
+    }
+    for (auto* list : {&videoConferences, &vendorConferences, &otherConferences}) {
+        e.conferenceURLs.insert(e.conferenceURLs.end(), list->begin(), list->end());
     }
     if (description) {
         e.notes = description;

@@ -60,6 +60,8 @@ struct Calendars {
                                   "ATTENDEE;CN=Me;PARTSTAT=DECLINED:mailto:ME@example.com\n"));
         Desktop::create(w, single("board", "Board sync", "20261204T100000Z", "20261204T110000Z",
                                   "DESCRIPTION:See the invitation.\n"
+                                  "CONFERENCE;VALUE=URI;FEATURE=AUDIO:tel:+15551234\n"
+
                                   "X-ALT-DESC;FMTTYPE=text/html:<p>Join <a href=\"https://meet.google.com/"
                                   "xyz-abcd-efg\">here</a></p>\n"));
         ECalClient* h = desktop.connect(home);
