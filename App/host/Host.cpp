@@ -15,6 +15,8 @@
 #include "AudioEngine/CommandCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Platform/CompositeCalendarStore.h"
+#include "Platform/Linux/EdsCalendarStore.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
 #include "Platform/Linux/LinuxWorkspace.h"
@@ -231,7 +233,27 @@ int Host::run(std::ostream& out, std::ostream& err) {
     auto calendarOptions = Platform::ICalendarStore::optionsFromDefaults(defaults, timeZone);
     calendarOptions.scheduler = &scheduler;
     Platform::ICalendarStore calendarStore(calendarOptions);
-    UI::CalendarSource calendar(calendarStore);
+    // The desktop's calendars (Evolution Data Server: GNOME's online accounts, CalDAV, local) beside
+    // calendar.sources, unless turned off; never in the demo, whose calendar is made up.
+    std::unique_ptr<Platform::EdsCalendarStore> desktopCalendars;
+    if (!options_.demo && defaults.boolean(Platform::EdsCalendarStore::enabledKey).value_or(true)) {
+        Platform::EdsCalendarStore::Options desktopOptions;
+        desktopOptions.userEmails = calendarOptions.userEmails;
+        desktopOptions.timeZoneID = timeZone;
+        desktopOptions.connectTimeoutSeconds = 5;
+        auto opened = Platform::EdsCalendarStore::open(desktopOptions);
+        desktopCalendars = std::move(opened.store);
+        if (!desktopCalendars) {
+            say(opened.problem);
+        }
+    }
+    std::vector<Platform::CalendarStore*> calendarStores;
+    if (desktopCalendars) {
+        calendarStores.push_back(desktopCalendars.get());
+    }
+    calendarStores.push_back(&calendarStore);
+    Platform::CompositeCalendarStore allCalendars(std::move(calendarStores));
+    UI::CalendarSource calendar(allCalendars);
     std::unique_ptr<Platform::Workspace> workspace;
     Support::Signal<const std::string&, bool> callStarted; // app bundle id, is a browser
     if (options_.demo) {

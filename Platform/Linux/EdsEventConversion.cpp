@@ -162,7 +162,8 @@ std::optional<CalendarEvent> EdsEventConversion::event(ICalComponent* component,
     }
     if (!CalendarEvent::isWithinRange(startSeconds, endSeconds)) {
         e.timesOutOfRange = true;
-        startSeconds = std::clamp(startSeconds, CalendarEvent::earliestUnixSeconds, CalendarEvent::latestUnixSeconds);
+        startSeconds =
+            std::clamp(startSeconds, CalendarEvent::earliestUnixSeconds, CalendarEvent::latestUnixSeconds);
         endSeconds = std::clamp(endSeconds, startSeconds, CalendarEvent::latestUnixSeconds);
     }
     e.start = Support::dateFromUnix(static_cast<double>(startSeconds));

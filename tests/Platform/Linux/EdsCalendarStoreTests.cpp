@@ -130,8 +130,7 @@ TEST_F(EdsCalendarStoreTest, GivesTheOccurrencesOfTheWindowAsEdsExpandsThem) {
     EXPECT_EQ(board[0].notes, "See the invitation.");
     ASSERT_TRUE(board[0].htmlNotes);
     EXPECT_NE(board[0].htmlNotes->find("https://meet.google.com/xyz-abcd-efg"), std::string::npos);
-    EXPECT_EQ(board[0].conferenceURLs,
-              (std::vector<std::string>{"tel:+15551234"}));
+    EXPECT_EQ(board[0].conferenceURLs, (std::vector<std::string>{"tel:+15551234"}));
 
     // Only the asked calendar is read.
     EXPECT_TRUE(eventsNamed(events, "Dentist call").empty());
