@@ -24,6 +24,13 @@ class CompositeCalendarStore final : public CalendarStore {
 public:
     /// The stores are not owned; they outlive the composite.
     explicit CompositeCalendarStore(std::vector<CalendarStore*> stores) : stores_(std::move(stores)) {}
+    /// The same, owning the stores.
+    explicit CompositeCalendarStore(std::vector<std::unique_ptr<CalendarStore>> stores)
+        : owned_(std::move(stores)) {
+        for (auto& store : owned_) {
+            stores_.push_back(store.get());
+        }
+    }
 
     CalendarAuthorization authorizationStatus() const override {
         auto best = CalendarAuthorization::denied;
@@ -106,6 +113,7 @@ public:
     }
 
 private:
+    std::vector<std::unique_ptr<CalendarStore>> owned_;
     std::vector<CalendarStore*> stores_;
 };
 

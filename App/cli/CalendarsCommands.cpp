@@ -4,6 +4,7 @@
 #include "App/Cli.h"
 
 #include "App/cli/CalendarCliSupport.h"
+#include "App/host/HostEnvironment.h"
 #include "UI/calendar/CalendarAccounts.h"
 #include "UI/calendar/CalendarFetchWindow.h"
 #include "UI/calendar/CalendarReminderSettings.h"
@@ -26,8 +27,7 @@ struct CalendarsOptions {
 
 void list(CliContext& ctx, const CalendarsOptions& o) {
     Support::MainLoop loop;
-    auto stores =
-        openCliCalendars(ctx, loop, {{}, !o.noDesktop, UI::CalendarFetchWindow::currentTimeZoneID()});
+    auto stores = openCliCalendars(ctx, loop, {{}, !o.noDesktop, HostEnvironment::read().timeZoneID});
     auto descriptors = stores.all->calendars();
     auto excluded = UI::CalendarReminderSettings::load(ctx.defaults()).excludedCalendarIDs;
     std::vector<UI::CalendarInfo> infos;
@@ -86,8 +86,7 @@ void setExcluded(CliContext& ctx, const CalendarsOptions& o, bool exclude) {
                            : settings.excludedCalendarIDs.erase(o.id) > 0;
     if (exclude) {
         Support::MainLoop loop;
-        auto stores =
-            openCliCalendars(ctx, loop, {{}, !o.noDesktop, UI::CalendarFetchWindow::currentTimeZoneID()});
+        auto stores = openCliCalendars(ctx, loop, {{}, !o.noDesktop, HostEnvironment::read().timeZoneID});
         auto calendars = stores.all->calendars();
         if (std::none_of(calendars.begin(), calendars.end(), [&](const auto& c) { return c.id == o.id; })) {
             ctx.err() << "vellmora: no calendar has the id " << o.id

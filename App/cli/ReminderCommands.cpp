@@ -3,6 +3,7 @@
 // `vellmora reminders status`: the user's reminder settings, the ledger entries of the coming meetings and
 // the next moment the reminders change, read from the user's defaults and calendars.
 #include "App/Cli.h"
+#include "App/host/HostEnvironment.h"
 
 #include "App/cli/CalendarCliSupport.h"
 #include "Support/Files.h"
@@ -160,7 +161,7 @@ std::string entryText(const UI::CalendarReminderLedger::Entry& entry) {
 /// The meetings of the fetch window from the user's calendars, or nothing when none are set up.
 std::optional<std::vector<UI::CalendarMeeting>>
 userMeetings(CliContext& ctx, Support::Date now, const UI::CalendarReminderSettings& settings, bool desktop) {
-    auto zone = UI::CalendarFetchWindow::currentTimeZoneID();
+    auto zone = HostEnvironment::read().timeZoneID;
     Support::MainLoop loop;
     auto stores = openCliCalendars(ctx, loop, {{}, desktop, zone});
     if (!stores.hasAny()) {
