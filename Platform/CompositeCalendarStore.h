@@ -25,11 +25,15 @@ public:
     /// The stores are not owned; they outlive the composite.
     explicit CompositeCalendarStore(std::vector<CalendarStore*> stores) : stores_(std::move(stores)) {}
     /// The same, owning the stores.
-    explicit CompositeCalendarStore(std::vector<std::unique_ptr<CalendarStore>> stores)
-        : owned_(std::move(stores)) {
-        for (auto& store : owned_) {
-            stores_.push_back(store.get());
+    static std::unique_ptr<CompositeCalendarStore>
+    owning(std::vector<std::unique_ptr<CalendarStore>> stores) {
+        std::vector<CalendarStore*> raw;
+        for (auto& store : stores) {
+            raw.push_back(store.get());
         }
+        auto composite = std::make_unique<CompositeCalendarStore>(std::move(raw));
+        composite->owned_ = std::move(stores);
+        return composite;
     }
 
     CalendarAuthorization authorizationStatus() const override {

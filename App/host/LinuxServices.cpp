@@ -125,7 +125,7 @@ std::unique_ptr<Platform::CalendarStore> LinuxServices::calendarStore(const Supp
     std::vector<std::unique_ptr<Platform::CalendarStore>> stores;
     stores.push_back(std::move(opened.store));
     stores.push_back(std::move(files));
-    return std::make_unique<Platform::CompositeCalendarStore>(std::move(stores));
+    return Platform::CompositeCalendarStore::owning(std::move(stores));
 }
 
 void LinuxServices::attachTray(TerminalStatusItem& statusItem) {
