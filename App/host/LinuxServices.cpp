@@ -6,6 +6,8 @@
 #include "AudioEngine/CommandCapture.h"
 #include "AudioEngine/PulseCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
+#include "Platform/CompositeCalendarStore.h"
+#include "Platform/Linux/EdsCalendarStore.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
 #include "Platform/Linux/LinuxWorkspace.h"
@@ -122,7 +124,25 @@ std::set<int> LinuxServices::captureProcessIds() const {
 std::unique_ptr<Platform::CalendarStore> LinuxServices::calendarStore(const Support::UserDefaults& defaults) {
     auto options = Platform::ICalendarStore::optionsFromDefaults(defaults, environment_.timeZoneID);
     options.scheduler = &scheduler_;
-    return std::make_unique<Platform::ICalendarStore>(options);
+    auto files = std::make_unique<Platform::ICalendarStore>(options);
+    // The desktop's calendars (Evolution Data Server: GNOME's online accounts, CalDAV, local) beside
+    // calendar.sources, unless turned off; never in the demo, whose calendar is made up.
+    if (options_.demo || !defaults.boolean(Platform::EdsCalendarStore::enabledKey).value_or(true)) {
+        return files;
+    }
+    Platform::EdsCalendarStore::Options desktopOptions;
+    desktopOptions.userEmails = options.userEmails;
+    desktopOptions.timeZoneID = environment_.timeZoneID;
+    desktopOptions.connectTimeoutSeconds = 5;
+    auto opened = Platform::EdsCalendarStore::open(desktopOptions);
+    if (!opened.store) {
+        say_(opened.problem);
+        return files;
+    }
+    std::vector<std::unique_ptr<Platform::CalendarStore>> stores;
+    stores.push_back(std::move(opened.store));
+    stores.push_back(std::move(files));
+    return Platform::CompositeCalendarStore::owning(std::move(stores));
 }
 
 void LinuxServices::attachTray(TerminalStatusItem& statusItem) {

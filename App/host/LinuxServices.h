@@ -12,6 +12,8 @@
 //   the call starts two seconds later (`pretendCallStarted`);
 // - wake from sleep and the activity lock: systemd-logind on the system bus; without a system bus (a
 //   container, the demo in CI) clock changes are still noticed and nothing is said;
+// - calendars: the desktop's (Evolution Data Server) beside calendar.sources, else (and in the demo) only
+//   calendar.sources;
 // - tray (StatusNotifierItem, session bus) and global hot keys (X11, $DISPLAY): attached on request.
 // A new platform service (another capture engine, a transcriber) is chosen here, next to its fallback.
 // Main loop only.
@@ -72,7 +74,8 @@ public:
     Platform::PowerEvents& power() { return *power_; }
     /// Null without a system bus.
     Platform::ActivityAssertion* activity() { return activity_.get(); }
-    /// The user's calendars as the settings in `defaults` name them.
+    /// The user's calendars: the desktop's (Evolution Data Server; said once when not available) beside
+    /// those the settings in `defaults` name.
     std::unique_ptr<Platform::CalendarStore> calendarStore(const Support::UserDefaults& defaults);
 
     /// Mirrors the menu to a tray icon when there is a desktop session.

@@ -106,7 +106,8 @@ TEST_F(CalendarCommands, MeetingsExplainsWhyAnEventIsNoMeeting) {
                            event("standup", "20261127T090000Z", "LOCATION:https://zoom.us/j/1234567890\r\n") +
                            event("lunch", "20261127T120000Z", "LOCATION:Canteen\r\n") + "END:VCALENDAR\r\n");
     write("config/defaults.json", "{\"calendar.sources\": [\"" + (home / "cal").string() + "\"]}");
-    auto r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain"});
+    auto r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain",
+                  "--no-desktop-calendars"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("standup\t" + (home / "cal").string() + "\tzoom link from location"),
               std::string::npos)
@@ -114,7 +115,7 @@ TEST_F(CalendarCommands, MeetingsExplainsWhyAnEventIsNoMeeting) {
     EXPECT_NE(r.out.find("lunch\t" + (home / "cal").string() + "\tnoLink: "), std::string::npos) << r.out;
 
     r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain", "--json",
-             "--exclude", (home / "cal").string()});
+             "--no-desktop-calendars", "--exclude", (home / "cal").string()});
     auto json = nlohmann::json::parse(r.out);
     EXPECT_TRUE(json["meetings"].empty());
     EXPECT_EQ(json["dropped"][0]["rule"], "excludedCalendar");
@@ -126,7 +127,7 @@ TEST_F(CalendarCommands, MeetingsReportsUnreadableCalendarsAndBadInput) {
     EXPECT_EQ(r.status, 0);
     EXPECT_NE(r.err.find("cannot be read"), std::string::npos);
     EXPECT_EQ(run({"meetings", "--now", "yesterday", "--calendar", "x"}).status, 2);
-    EXPECT_EQ(run({"meetings"}).status, 2); // no calendars configured
+    EXPECT_EQ(run({"meetings", "--no-desktop-calendars"}).status, 2); // no calendars configured
 }
 
 TEST_F(CalendarCommands, MeetingsPutsAFloatingMeetingInTheZoneTzNamesHoweverItIsSpelled) {
