@@ -15,10 +15,11 @@ namespace Intelligence {
 WhisperCliTranscriber::WhisperCliTranscriber(Platform::ProcessRunner& runner, Config config)
     : runner_(runner), config_(std::move(config)) {}
 
-std::vector<std::string> WhisperCliTranscriber::arguments(const Config& config, const std::filesystem::path& wav,
+std::vector<std::string> WhisperCliTranscriber::arguments(const Config& config,
+                                                          const std::filesystem::path& wav,
                                                           const std::filesystem::path& stem,
                                                           const SpeechOptions& options) {
-    std::vector<std::string> args = {"-m", config.model.string(), "-f", wav.string(), "-oj",
+    std::vector<std::string> args = {"-m",  config.model.string(), "-f", wav.string(), "-oj",
                                      "-of", stem.string(),         "-np"};
     args.push_back("-l");
     args.push_back(options.language.empty() ? "auto" : options.language);
@@ -47,14 +48,15 @@ std::string lastLine(const std::string& text) {
 }
 } // namespace
 
-Support::Task<std::vector<SpeechSegment>> WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options,
-                                                                            Progress progress) {
+Support::Task<std::vector<SpeechSegment>>
+WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Progress progress) {
     if (!std::filesystem::exists(config_.model)) {
-        throw TranscriptionError("The speech model " + config_.model.string() +
-                                     " is not there. Download one with `vellmora transcription models download "
-                                     "base.en`, or name a ggml file with `vellmora transcription configure "
-                                     "--model`.",
-                                 true);
+        throw TranscriptionError(
+            "The speech model " + config_.model.string() +
+                " is not there. Download one with `vellmora transcription models download "
+                "base.en`, or name a ggml file with `vellmora transcription configure "
+                "--model`.",
+            true);
     }
     auto files = std::make_shared<WorkFiles>();
     const auto name = Support::Uuid::generate();
@@ -71,7 +73,8 @@ Support::Task<std::vector<SpeechSegment>> WhisperCliTranscriber::transcribe(Spee
         });
         out.flush();
         if (!out) {
-            throw TranscriptionError("The temporary audio file " + files->wav.string() + " cannot be written.", true);
+            throw TranscriptionError(
+                "The temporary audio file " + files->wav.string() + " cannot be written.", true);
         }
     });
 
@@ -84,27 +87,30 @@ Support::Task<std::vector<SpeechSegment>> WhisperCliTranscriber::transcribe(Spee
         auto run = runner_.run(request);
         result = co_await run;
     } catch (const std::system_error& e) {
-        throw TranscriptionError(config_.program.string() + " cannot be started (" + e.code().message() +
-                                     "). Install whisper.cpp or name its whisper-cli with `vellmora transcription "
-                                     "configure --program`.",
-                                 true);
+        throw TranscriptionError(
+            config_.program.string() + " cannot be started (" + e.code().message() +
+                "). Install whisper.cpp or name its whisper-cli with `vellmora transcription "
+                "configure --program`.",
+            true);
     }
     if (!result.succeeded()) {
         auto said = lastLine(result.standardError);
-        throw TranscriptionError(std::string("whisper-cli ") +
-                                     (result.timedOut ? "took too long and was stopped"
-                                                      : "failed (exit status " + std::to_string(result.exitStatus) + ")") +
-                                     (said.empty() ? "." : ": " + said),
-                                 true);
+        throw TranscriptionError(
+            std::string("whisper-cli ") +
+                (result.timedOut ? "took too long and was stopped"
+                                 : "failed (exit status " + std::to_string(result.exitStatus) + ")") +
+                (said.empty() ? "." : ": " + said),
+            true);
     }
-    auto output = co_await Support::BlockingWork::run([files] { return Support::Files::readIfExists(files->json); });
+    auto output =
+        co_await Support::BlockingWork::run([files] { return Support::Files::readIfExists(files->json); });
     std::optional<std::vector<SpeechSegment>> segments;
     if (output) {
         segments = TranscriptionResponse::parseWhisperCliOutput(*output);
     }
     if (!segments) {
-        throw TranscriptionError("whisper-cli wrote no transcript that can be read (" + files->json.string() + ").",
-                                 true);
+        throw TranscriptionError(
+            "whisper-cli wrote no transcript that can be read (" + files->json.string() + ").", true);
     }
     for (auto& s : *segments) {
         s.start += track.offset;

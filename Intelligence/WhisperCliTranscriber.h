@@ -36,7 +36,8 @@ public:
 
     /// The program's arguments for one track.
     static std::vector<std::string> arguments(const Config& config, const std::filesystem::path& wav,
-                                              const std::filesystem::path& stem, const SpeechOptions& options);
+                                              const std::filesystem::path& stem,
+                                              const SpeechOptions& options);
 
 private:
     Platform::ProcessRunner& runner_;

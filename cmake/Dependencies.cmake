@@ -7,6 +7,8 @@ pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 # Decoding recorded audio (WAV, FLAC, Ogg Opus) in pieces for the speech engines.
 pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
+# SHA-1 of downloaded speech models.
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(RapidJSON REQUIRED)
 find_package(fmt REQUIRED)
