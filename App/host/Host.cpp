@@ -12,9 +12,11 @@
 #include "App/host/TerminalNotificationCenter.h"
 #include "App/host/TerminalPresenter.h"
 #include "App/host/TerminalStatusItem.h"
+#include "App/host/TranscriptionService.h"
 #include "AudioEngine/CommandCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Platform/Linux/CurlHttpClient.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
 #include "Platform/Linux/LinuxWorkspace.h"
@@ -353,6 +355,23 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                  .installedVersion = VELLMORA_VERSION,
                                  .say = say});
     services.attachMenu(menu);
+    // Transcription: saved recordings are queued; an interrupted queue resumes now.
+    Platform::CurlHttpClient transcriptionHttp;
+    std::unique_ptr<TranscriptionService> transcription;
+    if (database) {
+        transcription = std::make_unique<TranscriptionService>(TranscriptionService::Dependencies{
+            .database = *database,
+            .center = center,
+            .scheduler = scheduler,
+            .defaults = defaults,
+            .http = transcriptionHttp,
+            .runner = processRunner,
+            .searchPath = searchPath,
+            .demo = options_.demo,
+            .say = say,
+        });
+        transcription->start();
+    }
     auto delegate = std::make_shared<HostMenuDelegate>();
     menu.setDelegate(delegate);
     menu.setupMenuBar();
@@ -424,6 +443,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
         record.duration = r.durationSeconds;
         record.fileURL = r.audioFile;
         record.videoFileURL = r.videoFile;
+        for (const auto& track : r.tracks) {
+            record.tracks.push_back({track.file, track.isMicrophone, Support::toSeconds(track.offset)});
+        }
         if (meeting) {
             record.calendarEventTitle = meeting->title;
             record.calendarEventNotes = meeting->notesExcerpt;
@@ -438,6 +460,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
             auto id = database->insertRecording(record);
             say(fmt::format("Saved “{}” ({:.0f} s) to the library as #{}", title, r.durationSeconds, id));
             services.recordingAdded(id, r.videoFile.has_value());
+            if (transcription) {
+                transcription->recordingSaved(id);
+            }
         } catch (const std::exception& e) {
             say(fmt::format("The recording was kept at {} but could not be added to the library: {}",
                             r.audioFile.string(), e.what()));
@@ -455,6 +480,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
             co_await controller.stopAndDrain();
             if (microphones) {
                 microphones->stop();
+            }
+            if (transcription) {
+                transcription->stop(); // an unfinished transcription stays queued for the next start
             }
             services.stop();
             reminders.stop();
