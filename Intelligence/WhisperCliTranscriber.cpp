@@ -2,6 +2,7 @@
 
 #include "Intelligence/AudioPieces.h"
 #include "Intelligence/TranscriptionResponse.h"
+#include "Platform/HttpClient.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "Support/Text.h"
@@ -50,6 +51,18 @@ std::string lastLine(const std::string& text) {
 
 Support::Task<std::vector<SpeechSegment>>
 WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Progress progress) {
+    if (!std::filesystem::exists(config_.model) && config_.fetchModel) {
+        std::optional<std::string> fetchFailure;
+        try {
+            auto fetch = config_.fetchModel();
+            co_await Platform::awaitTransfer(fetch);
+        } catch (const Support::UserFacingError& e) {
+            fetchFailure = e.description();
+        }
+        if (fetchFailure) {
+            throw TranscriptionError(*fetchFailure, true);
+        }
+    }
     if (!std::filesystem::exists(config_.model)) {
         throw TranscriptionError(
             "The speech model " + config_.model.string() +

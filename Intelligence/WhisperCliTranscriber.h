@@ -14,6 +14,7 @@
 #include "Platform/ProcessRunner.h"
 
 #include <filesystem>
+#include <functional>
 
 namespace Intelligence {
 
@@ -26,6 +27,10 @@ public:
         /// Where the temporary WAV and JSON files go.
         std::filesystem::path workFolder;
         Support::Duration timeout = Support::seconds(6 * 3600);
+        /// Fetches the model when its file is missing (the host downloads a catalogue model, showing
+        /// "Speech models N%"); throws `Support::UserFacingError` when it cannot. Empty: a missing model is
+        /// an error.
+        std::function<Support::Task<void>()> fetchModel;
     };
 
     WhisperCliTranscriber(Platform::ProcessRunner& runner, Config config);

@@ -88,6 +88,28 @@ std::shared_ptr<Intelligence::SpeechRecognizer> make(const Intelligence::Transcr
         config.program = *program;
         config.model = modelFile(settings.whisperModel);
         config.workFolder = Support::Files::cacheHome() / "transcription";
+        if (environment.modelDownloadProgress && Intelligence::SpeechModels::find(settings.whisperModel)) {
+            auto* http = &environment.http;
+            auto report = environment.modelDownloadProgress;
+            const auto name = settings.whisperModel;
+            config.fetchModel = [http, report, name] {
+                return Support::startTask([http, report, name]() -> Support::Task<void> {
+                    Intelligence::SpeechModels models;
+                    report(0.0);
+                    std::optional<std::string> failure;
+                    try {
+                        auto download = models.download(*http, name, [report](double p) { report(p); });
+                        co_await Platform::awaitTransfer(download);
+                    } catch (const Support::UserFacingError& e) {
+                        failure = e.description();
+                    }
+                    report(std::nullopt);
+                    if (failure) {
+                        throw Support::UserFacingError(*failure);
+                    }
+                });
+            };
+        }
         return std::make_shared<Intelligence::WhisperCliTranscriber>(environment.runner, config);
     }
     }

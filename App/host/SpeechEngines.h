@@ -11,7 +11,9 @@
 #include "Platform/ProcessRunner.h"
 #include "Support/Scheduler.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace App::SpeechEngines {
@@ -22,6 +24,9 @@ struct Environment {
     Platform::ProcessRunner& runner;
     /// A PATH value for finding whisper-cli.
     std::string searchPath;
+    /// When set, a missing catalogue model of whisper-cli is downloaded at the first transcription, its
+    /// progress (0…1, then nothing at the end) reported here; unset, a missing model is an error.
+    std::function<void(std::optional<double>)> modelDownloadProgress = {};
 };
 
 std::shared_ptr<Intelligence::SpeechRecognizer> make(const Intelligence::TranscriptionSettings& settings,

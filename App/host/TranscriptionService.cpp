@@ -2,6 +2,7 @@
 
 #include "App/host/SpeechEngines.h"
 #include "Intelligence/TranscriptionSettings.h"
+#include "UI/recording/ProcessingNotifications.h"
 
 namespace App {
 
