@@ -4,6 +4,8 @@
 #include "Intelligence/TranscriptionSettings.h"
 #include "UI/recording/ProcessingNotifications.h"
 
+#include <fmt/format.h>
+
 namespace App {
 
 TranscriptionService::TranscriptionService(Dependencies dependencies) : deps_(std::move(dependencies)) {
@@ -23,6 +25,12 @@ TranscriptionService::TranscriptionService(Dependencies dependencies) : deps_(st
         .language = [this] { return Intelligence::TranscriptionSettings::load(deps_.defaults).language; },
         .file = deps_.file,
         .say = deps_.say,
+    });
+    transcribed_ = queue_->transcribed.connect([this](Database::RecordingId id, int segments) {
+        if (deps_.say) {
+            deps_.say(fmt::format("Transcribed #{}: {} segment{} in the library", id, segments,
+                                  segments == 1 ? "" : "s"));
+        }
     });
 }
 

@@ -1,7 +1,8 @@
 // The host's transcription: the persisted `UI::TranscriptionQueue` with the engine the settings name (read
 // again for each recording, so `vellmora transcription configure` applies without a restart; the demo uses
 // the simulated engine unless another is set). Created at launch, which resumes an interrupted queue; a
-// saved recording is handed over by id. Main loop only.
+// saved recording is handed over by id; each stored transcript is said ("Transcribed #12: 240 segments").
+// Main loop only.
 #pragma once
 
 #include "Database/DatabaseManager.h"
@@ -48,6 +49,7 @@ public:
 private:
     Dependencies deps_;
     std::unique_ptr<UI::TranscriptionQueue> queue_;
+    Support::Subscription transcribed_;
 };
 
 } // namespace App
