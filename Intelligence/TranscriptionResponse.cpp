@@ -67,7 +67,7 @@ void putInOrder(std::vector<SpeechSegment>& segments) {
         if (s.end < s.start || !std::isfinite(s.end)) {
             s.end = s.start;
         }
-        previousEnd = s.end;
+        previousEnd = std::max(s.start, s.end);
     }
 }
 
@@ -91,7 +91,7 @@ std::optional<std::vector<SpeechSegment>> parseServerAnswer(std::string_view bod
             s.end = number(item, "end").value_or(s.start);
             s.text = text(item, "text");
             s.speaker = Support::Text::trimmed(text(item, "speaker"));
-            previousEnd = s.end;
+            previousEnd = std::max(s.start, s.end);
             segments.push_back(std::move(s));
         }
         putInOrder(segments);
@@ -177,7 +177,7 @@ std::optional<std::vector<SpeechSegment>> parseWhisperCliOutput(std::string_view
         s.end = to.value_or(s.start);
         s.text = text(item, "text");
         s.speaker = Support::Text::trimmed(text(item, "speaker"));
-        previousEnd = s.end;
+        previousEnd = std::max(s.start, s.end);
         segments.push_back(std::move(s));
     }
     putInOrder(segments);

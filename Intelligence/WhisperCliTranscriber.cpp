@@ -77,17 +77,20 @@ WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Prog
     files->stem = config_.workFolder / name;
     files->json = config_.workFolder / (name + ".json");
     const auto source = track.file;
-    co_await Support::BlockingWork::run([files, source] {
+    // The work files are removed when this frame ends: the pool's copies of the jobs hold only their paths.
+    const auto wav = files->wav;
+    const auto json = files->json;
+    co_await Support::BlockingWork::run([wav, source] {
         AudioFile audio(source);
-        std::filesystem::create_directories(files->wav.parent_path());
-        std::ofstream out(files->wav, std::ios::binary | std::ios::trunc);
+        std::filesystem::create_directories(wav.parent_path());
+        std::ofstream out(wav, std::ios::binary | std::ios::trunc);
         AudioPieces::encodeWav16k(audio, {0, audio.frames()}, [&out](std::string_view bytes) {
             out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         });
         out.flush();
         if (!out) {
-            throw TranscriptionError(
-                "The temporary audio file " + files->wav.string() + " cannot be written.", true);
+            throw TranscriptionError("The temporary audio file " + wav.string() + " cannot be written.",
+                                     true);
         }
     });
 
@@ -115,8 +118,7 @@ WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Prog
                 (said.empty() ? "." : ": " + said),
             true);
     }
-    auto output =
-        co_await Support::BlockingWork::run([files] { return Support::Files::readIfExists(files->json); });
+    auto output = co_await Support::BlockingWork::run([json] { return Support::Files::readIfExists(json); });
     std::optional<std::vector<SpeechSegment>> segments;
     if (output) {
         segments = TranscriptionResponse::parseWhisperCliOutput(*output);

@@ -36,8 +36,8 @@ struct Outcome {
 struct Rig {
     Support::MainLoop loop;
     Support::VirtualScheduler scheduler{loop, Support::dateFromUnix(1'800'000'000)};
+    FakeTranscriptionServer server; // outlives the client, which closes its kept-alive connections first
     Platform::CurlHttpClient http;
-    FakeTranscriptionServer server;
     std::filesystem::path folder;
 
     Rig() {
