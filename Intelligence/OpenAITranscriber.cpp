@@ -9,6 +9,7 @@
 #include <cmath>
 #include <ctime>
 #include <deque>
+#include <malloc.h>
 #include <memory>
 #include <random>
 
@@ -16,6 +17,10 @@ namespace Intelligence {
 
 namespace {
 const Support::Logger log("transcription");
+
+/// About eight minutes of 16 kHz audio: a piece's body is built whole in memory, so pieces stay this small
+/// even when the server takes more.
+constexpr std::int64_t largestPieceBytes = 16 * 1000 * 1000;
 
 std::string randomBoundary() {
     static const char digits[] = "0123456789abcdef";
@@ -61,19 +66,26 @@ std::string OpenAITranscriber::name() const {
     return "the transcription server at " + config_.baseURL;
 }
 
-std::string OpenAITranscriber::multipartBody(const std::string& boundary, const std::string& wav,
+std::string OpenAITranscriber::multipartBody(const std::string& boundary, AudioFile& file,
+                                             const AudioPiece& piece,
                                              const std::vector<std::pair<std::string, std::string>>& fields) {
-    std::string body;
-    body.reserve(wav.size() + 1024);
+    std::string head;
     for (const auto& [name, value] : fields) {
-        body += "--" + boundary + "\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" +
+        head += "--" + boundary + "\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" +
                 value + "\r\n";
     }
-    body += "--" + boundary +
+    head += "--" + boundary +
             "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"audio.wav\"\r\n"
             "Content-Type: audio/wav\r\n\r\n";
-    body += wav;
-    body += "\r\n--" + boundary + "--\r\n";
+    const std::string tail = "\r\n--" + boundary + "--\r\n";
+    // One buffer of the exact size: the audio is written straight into the body, never copied.
+    std::string body;
+    body.reserve(head.size() + AudioPieces::wavHeaderBytes +
+                 static_cast<size_t>(AudioPieces::encodedSamples(piece, file.sampleRate())) * 2 +
+                 tail.size());
+    body += head;
+    AudioPieces::encodeWav16k(file, piece, [&body](std::string_view bytes) { body.append(bytes); });
+    body += tail;
     return body;
 }
 
@@ -134,8 +146,9 @@ OpenAITranscriber::transcribe(SpeechTrack track, SpeechOptions options, Progress
     });
     const int rate = std::max(1, source->file->sampleRate());
     const std::int64_t total = source->file->frames();
+    const std::int64_t pieceBytes = std::min(config_.maxUploadBytes, largestPieceBytes);
     std::int64_t maxFrames =
-        AudioPieces::maxFramesForBytes(config_.maxUploadBytes - 4096, rate); // room for the form fields
+        AudioPieces::maxFramesForBytes(pieceBytes - 4096, rate); // room for the form fields
     std::deque<AudioPiece> todo;
     for (const auto& p : AudioPieces::planRange(source->energies, source->window, 0, total, maxFrames)) {
         todo.push_back(p);
@@ -175,7 +188,7 @@ OpenAITranscriber::transcribe(SpeechTrack track, SpeechOptions options, Progress
             request.headers.emplace_back("Authorization", "Bearer " + config_.key);
         }
         request.body = co_await Support::BlockingWork::run([source, piece, fields, boundary] {
-            return multipartBody(boundary, AudioPieces::wav16k(*source->file, piece), fields);
+            return multipartBody(boundary, *source->file, piece, fields);
         });
 
         Platform::HttpResponse response;
@@ -188,6 +201,9 @@ OpenAITranscriber::transcribe(SpeechTrack track, SpeechOptions options, Progress
                                      true);
         }
 
+        // The piece's body (up to the upload limit) was built on a pool thread; give its pages back now
+        // rather than keep one such buffer per pool thread's heap for the rest of the track.
+        ::malloc_trim(0);
         const double pieceStart = static_cast<double>(piece.start) / rate;
         const double pieceDuration = static_cast<double>(piece.end - piece.start) / rate;
         if (response.isSuccess()) {

@@ -2,9 +2,10 @@
 // Groq with a key, or a local whisper.cpp `whisper-server` (started with `--inference-path
 // /v1/audio/transcriptions`), speaches or LocalAI with any key.
 //
-// Each track is cut into pieces whose 16 kHz WAV stays under the server's upload limit (cuts at silences;
-// see `AudioPieces`), uploaded one at a time as multipart form data, and the answers' segment times are
-// shifted by the piece's place in the track and the track's offset. Only one piece is in memory at a time.
+// Each track is cut into pieces whose 16 kHz WAV stays under the server's upload limit and 16 MB (cuts at
+// silences; see `AudioPieces`), uploaded one at a time as multipart form data, and the answers' segment times
+// are shifted by the piece's place in the track and the track's offset. Only one piece is in memory at a
+// time.
 //
 // Server answers: `verbose_json` (or `diarized_json`, whose segments name speakers) is asked for; a server
 // that rejects that format (a 400 naming "response_format") is asked again for `json`, whose single text
@@ -46,8 +47,8 @@ public:
     Support::Task<std::vector<SpeechSegment>> transcribe(SpeechTrack track, SpeechOptions options,
                                                          Progress progress) override;
 
-    /// The multipart body of one piece, with `boundary`.
-    static std::string multipartBody(const std::string& boundary, const std::string& wav,
+    /// The multipart body of one piece of `file` as 16 kHz WAV, with `boundary`.
+    static std::string multipartBody(const std::string& boundary, AudioFile& file, const AudioPiece& piece,
                                      const std::vector<std::pair<std::string, std::string>>& fields);
     /// The sentence for a refusal with `status` and `body` from the server called `server`.
     static std::string refusalSentence(int status, const std::string& body, const std::string& server);
