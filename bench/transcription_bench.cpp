@@ -46,9 +46,8 @@ class InstantEngine final : public Intelligence::SpeechRecognizer {
 public:
     explicit InstantEngine(double hours) : hours_(hours) {}
     std::string name() const override { return "instant"; }
-    Support::Task<std::vector<Intelligence::SpeechSegment>> transcribe(Intelligence::SpeechTrack track,
-                                                                     Intelligence::SpeechOptions,
-                                                                     Progress) override {
+    Support::Task<std::vector<Intelligence::SpeechSegment>>
+    transcribe(Intelligence::SpeechTrack track, Intelligence::SpeechOptions, Progress) override {
         std::vector<Intelligence::SpeechSegment> out;
         const bool microphone = track.file.filename() == "microphone.wav";
         for (double t = microphone ? 0.7 : 0; t < hours_ * 3600; t += 1.5) {
@@ -158,7 +157,8 @@ int main(int argc, char** argv) {
                                       .engine = [engine] { return engine; },
                                       .file = UI::TranscriptionQueueFile(folder / "queue.json")});
         int stored = -1;
-        auto done = queue.transcribed.connect([&stored](Database::RecordingId, int count) { stored = count; });
+        auto done =
+            queue.transcribed.connect([&stored](Database::RecordingId, int count) { stored = count; });
         const auto start = Clock::now();
         queue.enqueue(id);
         while (!queue.isIdle()) {

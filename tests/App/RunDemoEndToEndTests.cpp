@@ -45,7 +45,8 @@ public:
     std::string tmux() const { return "TERM=xterm-256color tmux -L " + socket_; }
 
     void start(const std::string& arguments) {
-        // A private runtime folder (demo data, instance lock) and home; no session bus: the terminal presenter.
+        // A private runtime folder (demo data, instance lock) and home; no session bus: the terminal
+        // presenter.
         std::string env = "env -u DBUS_SESSION_BUS_ADDRESS -u DISPLAY XDG_RUNTIME_DIR=" + folder_.string() +
                           " HOME=" + (folder_ / "home").string() + " TZ=UTC LANG=en_US.UTF-8";
         std::string command = env + " " + VELLMORA_BINARY + " " + arguments + "; echo EXIT=$?; sleep 60";
