@@ -160,9 +160,11 @@ void importAudio(CliContext& ctx, const std::string& database, const std::vector
         ctx.out() << nlohmann::json{{"id", id}, {"queued", true}}.dump() << "\n";
         return;
     }
-    ctx.out() << fmt::format("Imported \"{}\" as recording {}; it is queued for transcription (Vellmora "
-                             "transcribes it while running, or run `vellmora library transcribe {}`).\n",
-                             r.title, id, id);
+    ctx.out() << fmt::format(
+        "Imported \"{}\" as recording {}; it is queued for transcription (`vellmora run` "
+        "takes it up when it starts or saves its next recording; now: `vellmora library "
+        "transcribe {}`).\n",
+        r.title, id, id);
 }
 
 std::filesystem::path writeTestAudio() {
