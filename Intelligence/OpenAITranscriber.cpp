@@ -45,18 +45,6 @@ bool mentionsResponseFormat(const std::string& body) {
 }
 } // namespace
 
-std::string SpeechOptions::prompt() const {
-    std::string text;
-    for (const auto& name : attendeeNames) {
-        auto trimmed = Support::Text::trimmed(name);
-        if (trimmed.empty()) {
-            continue;
-        }
-        text += text.empty() ? trimmed : ", " + trimmed;
-    }
-    return text.empty() ? text : text + ".";
-}
-
 OpenAITranscriber::OpenAITranscriber(Platform::HttpClient& http, Support::Scheduler& scheduler, Config config)
     : http_(http), scheduler_(scheduler), config_(std::move(config)) {
     config_.baseURL = withoutTrailingSlash(config_.baseURL);
