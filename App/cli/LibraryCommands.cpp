@@ -2,6 +2,7 @@
 // terminal.
 #include "App/cli/LibraryCliSupport.h"
 #include "App/cli/TranscriptionCliSupport.h"
+#include "Database/TranscriptTextFormatter.h"
 #include "Intelligence/UnifiedSearchEngine.h"
 #include "Support/Text.h"
 #include "UI/library/Formatters.h"
@@ -9,7 +10,6 @@
 #include "UI/library/RecordingImporter.h"
 #include "UI/library/RecordingSort.h"
 #include "UI/library/RecordingTextIndex.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <fmt/format.h>
 
@@ -153,7 +153,7 @@ void search(CliContext& ctx, const LibraryOptions& o) {
             auto it = byId.find(m.recordingId);
             ctx.out() << fmt::format("{:>5}  {} ({}) {}: {}\n", m.recordingId,
                                      it == byId.end() ? "" : it->second->title,
-                                     UI::TranscriptTextFormatter::timestamp(m.startTime),
+                                     Database::TranscriptTextFormatter::timestamp(m.startTime),
                                      m.speaker.empty() ? "Speaker" : m.speaker, m.text);
         }
     }
@@ -203,7 +203,8 @@ void show(CliContext& ctx, const LibraryOptions& o) {
     if (!topics.empty()) {
         out << "\nTopics:\n";
         for (const auto& t : topics) {
-            out << "  " << UI::TranscriptTextFormatter::timestamp(t.startTime) << "  " << t.title << "\n";
+            out << "  " << Database::TranscriptTextFormatter::timestamp(t.startTime) << "  " << t.title
+                << "\n";
         }
     }
 }

@@ -4,13 +4,13 @@
 #include "App/cli/AICommandSupport.h"
 #include "App/cli/TranscriptionCliSupport.h"
 #include "App/host/SpeechEngines.h"
+#include "Database/TranscriptTextFormatter.h"
 #include "Intelligence/AIProviderSettings.h"
 #include "Intelligence/SpeechModels.h"
 #include "Intelligence/TranscriptionSettings.h"
 #include "Platform/Linux/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Text.h"
-#include "UI/library/TranscriptTextFormatter.h"
 #include "UI/transcription/TranscriptAssembly.h"
 #include "UI/transcription/TranscriptionQueueFile.h"
 
@@ -165,7 +165,7 @@ void transcribeFiles(App::CliContext& ctx, const std::vector<std::string>& files
         ctx.out() << out.dump(2) << "\n";
         return;
     }
-    for (const auto& line : UI::TranscriptTextFormatter::lines(segments)) {
+    for (const auto& line : Database::TranscriptTextFormatter::lines(segments)) {
         ctx.out() << line << "\n";
     }
 }
