@@ -5,7 +5,7 @@
 #include "Intelligence/SimulatedTranscriber.h"
 #include "Intelligence/SpeechModels.h"
 #include "Intelligence/WhisperCliTranscriber.h"
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/Files.h"
 
 namespace App::SpeechEngines {
