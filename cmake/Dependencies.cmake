@@ -5,8 +5,6 @@ find_package(ICU REQUIRED COMPONENTS uc i18n)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
-# Decoding recorded audio (WAV, FLAC, Ogg Opus) in pieces for the speech engines.
-pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
 # SHA-1 of downloaded speech models.
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(nlohmann_json 3.11 REQUIRED)
@@ -17,6 +15,12 @@ find_package(CURL REQUIRED)
 find_package(SQLite3 REQUIRED)
 find_package(LibIcal CONFIG REQUIRED)
 find_package(X11 REQUIRED)
+# Two-track capture: the sound server's client library, and Ogg Opus files written and repaired.
+pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+pkg_check_modules(OPUSENC REQUIRED IMPORTED_TARGET libopusenc)
+pkg_check_modules(OGG REQUIRED IMPORTED_TARGET ogg)
+# Decoding recorded audio (WAV, FLAC, Ogg Opus): the capture tests, and the speech engines a second at a time.
+pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
 if(VELLMORA_TESTS)
   find_package(GTest REQUIRED)
 endif()

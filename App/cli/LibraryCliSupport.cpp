@@ -69,6 +69,14 @@ nlohmann::json recordingJson(const Database::DatabaseManager::Recording& r) {
     if (!r.fileURL.empty()) {
         j["audioFile"] = r.fileURL.string();
     }
+    if (!r.tracks.empty()) {
+        j["tracks"] = nlohmann::json::array();
+        for (const auto& t : r.tracks) {
+            j["tracks"].push_back({{"file", t.file.string()},
+                                   {"source", t.isMicrophone ? "microphone" : "call"},
+                                   {"offset", t.offset}});
+        }
+    }
     return j;
 }
 

@@ -185,6 +185,18 @@ void show(CliContext& ctx, const LibraryOptions& o) {
     out << "Duration: " << LibraryCli::durationText(r.duration) << "\n";
     out << "Favorite: " << (r.isFavorite ? "yes" : "no") << "\n";
     out << "Transcript: " << (segments ? fmt::format("{} segments", segments) : "none") << "\n";
+    for (const auto& track : r.tracks) {
+        out << (track.isMicrophone ? "Track, your microphone: "
+                                   : "Track, the call (what the computer played): ")
+            << track.file.string();
+        if (track.offset > 0) {
+            out << fmt::format(" (starts {:.2f} s in)", track.offset);
+        }
+        out << "\n";
+    }
+    if (r.tracks.empty() && !r.fileURL.empty()) {
+        out << "Audio: " << r.fileURL.string() << "\n";
+    }
     if (r.videoFileURL) {
         out << "Video: " << r.videoFileURL->string() << "\n";
     }
@@ -298,7 +310,9 @@ const CommandRegistration registration{
         addDatabaseOption(searchCmd, *o);
         searchCmd->callback([&ctx, o] { search(ctx, *o); });
 
-        auto* showCmd = library->add_subcommand("show", "Show one recording");
+        auto* showCmd = library->add_subcommand(
+            "show",
+            "Show one recording: date, length, its audio tracks (your microphone, the call), notes, summary");
         showCmd->add_option("ID", o->id, "The recording's id")->required();
         showCmd->add_flag("--json", o->json, "Print JSON");
         addDatabaseOption(showCmd, *o);

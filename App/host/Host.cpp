@@ -4,6 +4,7 @@
 #include "App/host/BackgroundServices.h"
 #include "App/host/CallMonitor.h"
 #include "App/host/CallRecorder.h"
+#include "App/host/CaptureAlerts.h"
 #include "App/host/DemoData.h"
 #include "App/host/HostEnvironment.h"
 #include "App/host/HostMenu.h"
@@ -15,6 +16,7 @@
 #include "App/host/SignalWatcher.h"
 #include "App/host/TerminalPresenter.h"
 #include "App/host/TranscriptionService.h"
+#include "AudioEngine/RecordingRecovery.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Platform/Linux/CurlHttpClient.h"
 #include "Platform/Linux/PosixProcessRunner.h"
@@ -226,6 +228,22 @@ int Host::run(std::ostream& out, std::ostream& err) {
         transcription->start();
     }
 
+    // Recordings a crash or a power cut interrupted are finished and added before anything records: here,
+    // before the loop runs (nothing waits on it yet, and no new recording's note can be taken for an old
+    // one).
+    const auto recordings = Support::Files::dataHome() / "Recordings";
+    auto interrupted = AudioEngine::RecordingRecovery::recover(recordings);
+    for (const auto& problem : interrupted.problems) {
+        say(problem);
+    }
+    for (const auto& recording : interrupted.recovered) {
+        archiver.archive(recording);
+    }
+    if (auto line = AudioEngine::RecordingRecovery::summary(
+            interrupted, database ? "the library" : "the recordings folder")) {
+        say(*line);
+    }
+
     // The menu (tray and terminal), its actions and the hot keys.
     HostMenu menu({.scheduler = scheduler,
                    .center = center,
@@ -241,6 +259,24 @@ int Host::run(std::ostream& out, std::ostream& err) {
                    .quit = [&] { shutdown.quit(); },
                    .say = say});
     shutdown.add([&] { menu.stop(); });
+
+    // The two-track capture's news: a silent track in the terminal, the menu and a notification; a full
+    // disk stops the recording.
+    std::optional<CaptureAlerts> captureAlerts;
+    if (auto* twoTracks = platform.twoTrackCapture()) {
+        captureAlerts.emplace(CaptureAlerts::Dependencies{
+            .capture = *twoTracks,
+            .notifications = platform.notifications(),
+            .say = say,
+            .showWarning =
+                [&](std::optional<std::string> warning) { menu.setCaptureWarning(std::move(warning)); },
+            .stopRecording = [&] { controller.requestStop(); }});
+        subscriptions += state.phasePublisher().observe([&](const UI::RecordingPhase& phase) {
+            if (phase.isIdle()) {
+                captureAlerts->recordingEnded();
+            }
+        });
+    }
 
     // Recording control from anywhere (the terminal's key, the menu) comes through the notification centre.
     subscriptions += center.observe(UI::RecordingNotifications::startRecordingRequested,

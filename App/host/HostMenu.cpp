@@ -65,4 +65,8 @@ void HostMenu::stop() {
     delegate_->stop();
 }
 
+void HostMenu::setCaptureWarning(std::optional<std::string> warning) {
+    menu_.setCaptureWarning(std::move(warning));
+}
+
 } // namespace App

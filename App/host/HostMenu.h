@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Database {
@@ -65,6 +66,8 @@ public:
     /// Up Next follows the reminders from now on.
     void start();
     void stop();
+    /// A problem with the running recording, shown under Stop (nothing: none).
+    void setCaptureWarning(std::optional<std::string> warning);
 
 private:
     TerminalStatusItem statusItem_;

@@ -4,6 +4,7 @@
 #include "App/host/TerminalNotificationCenter.h"
 #include "App/host/TerminalStatusItem.h"
 #include "AudioEngine/CommandCapture.h"
+#include "AudioEngine/PulseCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
@@ -19,6 +20,7 @@
 #include "Support/Log.h"
 
 #include <chrono>
+#include <unistd.h>
 
 namespace App {
 
@@ -29,16 +31,30 @@ const Support::Logger log("host");
 LinuxServices::LinuxServices(Support::MainLoop& loop, Support::Scheduler& scheduler,
                              const HostEnvironment& environment, Options options, Say say)
     : loop_(loop), scheduler_(scheduler), environment_(environment), options_(options), say_(std::move(say)) {
-    // Capture.
+    // Capture: both sides of the call through the sound server's client library; without a server that
+    // answers, PipeWire's or PulseAudio's recording tool (the microphone alone); else simulated. The check
+    // connects and disconnects at once: no stream is open until a recording starts.
     if (!options_.demo) {
-        if (auto tool = AudioEngine::CommandCapture::find(environment_.searchPath)) {
+        auto why = AudioEngine::PulseCapture::whyUnavailable();
+        if (why && why->ends_with('.')) {
+            why->pop_back();
+        }
+        if (!why) {
+            auto engine = std::make_unique<AudioEngine::PulseCapture>();
+            pulseCapture_ = engine.get();
+            capture_ = std::move(engine);
+        } else if (auto tool = AudioEngine::CommandCapture::find(environment_.searchPath)) {
             tool->logFile = Support::Files::cacheHome() / "capture.log";
             auto engine = std::make_unique<AudioEngine::CommandCapture>(scheduler_, *tool);
             commandCapture_ = engine.get();
+            say_("Recording your microphone alone, as one track, with " +
+                 std::string(tool->tool == AudioEngine::CommandCapture::Tool::pwRecord ? "pw-record"
+                                                                                       : "parecord") +
+                 " (" + *why + ").");
             capture_ = std::move(engine);
         } else {
-            say_("No pw-record or parecord: recordings are simulated (install pipewire-bin or "
-                 "pulseaudio-utils to record the microphone).");
+            say_("Recordings are simulated: " + *why +
+                 "; install pipewire-pulse (or pulseaudio) to record calls.");
         }
     }
     if (!capture_) {
@@ -95,7 +111,8 @@ LinuxServices::LinuxServices(Support::MainLoop& loop, Support::Scheduler& schedu
 LinuxServices::~LinuxServices() = default;
 
 std::set<int> LinuxServices::captureProcessIds() const {
-    std::set<int> own;
+    // Our own streams, in this process (the two-track capture) or in the recording tool's.
+    std::set<int> own{int(::getpid())};
     if (commandCapture_ && commandCapture_->processId()) {
         own.insert(*commandCapture_->processId());
     }

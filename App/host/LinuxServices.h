@@ -1,8 +1,10 @@
 // The platform half of the host: the one place that names the Linux implementations and decides what
 // stands in when a piece of the system is missing. Each fallback is said once, in one line, through `say`
 // (the terminal), and the host carries on:
-// - capture: PipeWire's or PulseAudio's recording tool found on PATH, else (and always in the demo) the
-//   simulated capture;
+// - capture: the microphone and the call as two tracks through the sound server's client library
+//   (PulseAudio, or PipeWire's pipewire-pulse); without a server that answers, PipeWire's or PulseAudio's
+//   recording tool found on PATH (the microphone alone); else (and always in the demo) the simulated
+//   capture;
 // - call detection: `pactl` watching the microphone streams, else (and in the demo) none;
 // - notifications: the desktop's notification server on the session bus, else (or with --terminal-only)
 //   the terminal;
@@ -37,7 +39,8 @@
 
 namespace AudioEngine {
 class CommandCapture;
-}
+class PulseCapture;
+} // namespace AudioEngine
 
 namespace App {
 
@@ -58,6 +61,8 @@ public:
     LinuxServices& operator=(const LinuxServices&) = delete;
 
     AudioEngine::CaptureEngine& capture() { return *capture_; }
+    /// The two-track capture when it is the engine (its news is shown by `CaptureAlerts`), else null.
+    AudioEngine::PulseCapture* twoTrackCapture() { return pulseCapture_; }
     /// The processes of our own recording tool now (the call detector never takes them for a call).
     std::set<int> captureProcessIds() const;
     /// Null when calls are not noticed (the demo, no pactl).
@@ -85,6 +90,7 @@ private:
     Options options_;
     Say say_;
     AudioEngine::CommandCapture* commandCapture_ = nullptr;
+    AudioEngine::PulseCapture* pulseCapture_ = nullptr;
     std::unique_ptr<AudioEngine::CaptureEngine> capture_;
     std::unique_ptr<Platform::ProcessRunner> processRunner_;
     std::unique_ptr<Platform::MicrophoneMonitor> microphones_;
