@@ -15,8 +15,11 @@
 #include "App/host/RecordingController.h"
 #include "App/host/SignalWatcher.h"
 #include "App/host/TerminalPresenter.h"
+#include "App/host/TranscriptionService.h"
 #include "AudioEngine/RecordingRecovery.h"
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Platform/Linux/CurlHttpClient.h"
+#include "Platform/Linux/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
@@ -28,6 +31,7 @@
 
 #include <cstdlib>
 #include <malloc.h>
+#include <optional>
 #include <ostream>
 
 namespace App {
@@ -202,6 +206,28 @@ int Host::run(std::ostream& out, std::ostream& err) {
         [&](const std::string& why) { say("Could not start recording: " + why); });
     shutdown.finishFirst([&] { return archiver.idle(); });
     shutdown.add([&] { archiver.stop(); });
+
+    // Saved recordings are transcribed, one at a time; the queue resumes what a quit or crash interrupted,
+    // and a stored transcript starts the AI jobs through the processing notifications.
+    Platform::CurlHttpClient transcriptionHttp;
+    Platform::PosixProcessRunner transcriptionRunner;
+    std::optional<TranscriptionService> transcription;
+    if (database) {
+        transcription.emplace(TranscriptionService::Dependencies{.database = *database,
+                                                                 .center = center,
+                                                                 .scheduler = scheduler,
+                                                                 .defaults = defaults,
+                                                                 .http = transcriptionHttp,
+                                                                 .runner = transcriptionRunner,
+                                                                 .searchPath = env.searchPath,
+                                                                 .demo = options_.demo,
+                                                                 .say = say});
+        subscriptions += archiver.recordingAdded.connect(
+            [&](Database::RecordingId id, bool) { transcription->recordingSaved(id); });
+        shutdown.add([&] { transcription->stop(); }); // an unfinished one stays queued for the next start
+        transcription->start();
+    }
+
     // Recordings a crash or a power cut interrupted are finished and added before anything records: here,
     // before the loop runs (nothing waits on it yet, and no new recording's note can be taken for an old
     // one).
