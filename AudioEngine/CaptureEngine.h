@@ -45,9 +45,9 @@ struct CapturedRecording {
     double durationSeconds = 0;
     /// The file a player opens: the first track, or the one mixed file of an engine with one track.
     std::filesystem::path audioFile;
-    /// Every track, microphone first; empty for an engine that records one mixed file.
-    std::vector<CapturedTrack> tracks;
     std::optional<std::filesystem::path> videoFile;
+    /// Every track, microphone first; empty for an engine that records one mixed file.
+    std::vector<CapturedTrack> tracks = {};
 };
 
 class CaptureEngine {
