@@ -5,6 +5,10 @@
 #include "App/host/DemoData.h"
 #include "App/host/DemoWorkspace.h"
 #include "App/host/DesktopShell.h"
+#ifdef VELLMORA_HAS_DESKTOP
+#include "Desktop/app/DesktopWindows.h"
+#include "Desktop/calendar/WindowCardPresenter.h"
+#endif
 #include "App/host/HotKeyText.h"
 #include "App/host/InstanceLock.h"
 #include "App/host/RecordingController.h"
@@ -211,6 +215,20 @@ int Host::run(std::ostream& out, std::ostream& err) {
     for (const auto& n : notices) {
         say(n);
     }
+    // The windows, when there is a display: the library opens from the menu, the card shows as a window too.
+    UI::MeetingReminderPresenter* cardPresenter = &presenter;
+#ifdef VELLMORA_HAS_DESKTOP
+    std::unique_ptr<Desktop::DesktopWindows> windows;
+    std::unique_ptr<Desktop::WindowCardPresenter> windowPresenter;
+    if (!options_.terminalOnly && database && Desktop::DesktopWindows::hasDisplay()) {
+        windows = Desktop::DesktopWindows::connect(
+            {loop, *database, scheduler, center, defaults, UI::DateContext{locale, timeZone}}, say);
+    }
+    if (windows) {
+        windowPresenter = std::make_unique<Desktop::WindowCardPresenter>(presenter, *windows);
+        cardPresenter = windowPresenter.get();
+    }
+#endif
 
     // Notifications: the desktop's server when there is a session bus with one, else the terminal.
     std::unique_ptr<Platform::UserNotificationCenter> notificationCenter;
@@ -257,7 +275,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                .notifier = notifier,
                                                .scheduler = scheduler,
                                                .defaults = defaults,
-                                               .presenter = presenter,
+                                               .presenter = *cardPresenter,
                                                .workspace = *workspace,
                                                .intents = intents,
                                                .activity = &activity,
@@ -404,6 +422,14 @@ int Host::run(std::ostream& out, std::ostream& err) {
         say(text);
     };
     delegate->onLibrary = showLibrary;
+#ifdef VELLMORA_HAS_DESKTOP
+    if (windows) {
+        delegate->onLibrary = [&] { windows->openLibrary(); };
+        if (options_.demo) {
+            windows->openLibrary();
+        }
+    }
+#endif
     delegate->onCheckForUpdates = [&] { services.checkForUpdatesNow(); };
 
     // Recording control from anywhere (the terminal's key, the menu) comes through the notification centre.

@@ -19,6 +19,10 @@ namespace {
 QString qs(std::string_view s) {
     return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size()));
 }
+/// A button title shown as written ("Join & Record"), not with "&" marking a mnemonic.
+QString buttonText(std::string_view s) {
+    return qs(s).replace(QLatin1Char('&'), QStringLiteral("&&"));
+}
 using Policy = UI::MeetingOverlayKeyPolicy;
 using Button = UI::MeetingOverlayPresentation::Button;
 
@@ -74,7 +78,7 @@ MeetingCardWindow::MeetingCardWindow(UI::MeetingReminderCard card, Support::Sche
 
     auto* buttonRow = new QHBoxLayout;
     for (auto button : p.buttons) {
-        auto* b = new QPushButton(qs(UI::title(button)), frame);
+        auto* b = new QPushButton(buttonText(UI::title(button)), frame);
         b->setObjectName(qs(UI::rawValue(button)));
         b->setAccessibleName(qs(UI::title(button)));
         b->setAutoDefault(false);
@@ -97,7 +101,7 @@ MeetingCardWindow::MeetingCardWindow(UI::MeetingReminderCard card, Support::Sche
         texts->addWidget(t);
         texts->addWidget(d);
         line->addLayout(texts, 1);
-        auto* join = new QPushButton(qs(extra.joinTitle), frame);
+        auto* join = new QPushButton(buttonText(extra.joinTitle), frame);
         join->setObjectName("joinExtra");
         join->setAccessibleName(qs(extra.joinTitle + " " + extra.title));
         join->setAutoDefault(false);

@@ -134,6 +134,8 @@ LibraryWindow::LibraryWindow(Context context, QWidget* parent)
     list_->setAccessibleName(tr("Recordings"));
     list_->setModel(model_);
     list_->setUniformItemSizes(true);
+    list_->setSpacing(2);
+    list_->setAlternatingRowColors(true);
     list_->setSelectionMode(QAbstractItemView::SingleSelection);
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
     side->addWidget(list_, 3);

@@ -57,6 +57,8 @@ TranscriptTab::TranscriptTab(UI::TranscriptReaderModel& model, QWidget* parent)
     list_->setSelectionMode(QAbstractItemView::SingleSelection);
     list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
+    list_->setSpacing(3);
+    list_->setAlternatingRowColors(true);
     layout->addWidget(list_, 1);
 
     empty_ = new QLabel(this);

@@ -48,7 +48,8 @@ TEST_F(MeetingCardTest, ShowsThePresentationsTextsAndButtonsInOrder) {
     EXPECT_EQ(text("cardSnoozeLine"), "Remind me again at 10:01\u202fAM");
     QStringList titles;
     for (auto* b : card->buttons()) {
-        titles << b->text();
+        titles << b->accessibleName().section(' ', 0, b->objectName() == "joinExtra" ? 0 : -1);
+        EXPECT_EQ(QString(b->text()).replace("&&", "&"), titles.back()) << "shown as written, no mnemonic";
     }
     EXPECT_EQ(titles, (QStringList{"Join & Record", "Join only", "Snooze", "Dismiss", "Join"}));
     EXPECT_EQ(card->accessibleDescription(),

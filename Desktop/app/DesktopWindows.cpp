@@ -1,0 +1,186 @@
+#include "Desktop/app/DesktopWindows.h"
+
+#include "Desktop/calendar/MeetingCardWindow.h"
+#include "Desktop/library/LibraryWindow.h"
+#include "Desktop/library/RecordingPage.h"
+#include "Desktop/loop/QtLoopBridge.h"
+#include "Intelligence/UnifiedSearchEngine.h"
+#include "Support/BlockingWork.h"
+#include "Support/Files.h"
+#include "UI/library/LibraryViewModel.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QListView>
+#include <QPixmap>
+#include <QTabWidget>
+
+#include <cstdlib>
+
+namespace Desktop {
+
+struct DesktopWindows::Impl {
+    explicit Impl(Services s) : services(std::move(s)) {}
+
+    Services services;
+    std::unique_ptr<QApplication> app;
+    std::unique_ptr<QtLoopBridge> bridge;
+    std::unique_ptr<Intelligence::UnifiedSearchEngine> engine;
+    std::unique_ptr<UI::LibraryViewModel> libraryModel;
+    std::unique_ptr<LibraryWindow> library;
+    std::unique_ptr<MeetingCardWindow> card;
+
+    void makeLibrary() {
+        if (library) {
+            return;
+        }
+        engine = std::make_unique<Intelligence::UnifiedSearchEngine>(services.database);
+        libraryModel = std::make_unique<UI::LibraryViewModel>(services.database, *engine, services.scheduler,
+                                                              services.center);
+        library = std::make_unique<LibraryWindow>(
+            LibraryWindow::Context{*libraryModel, services.database, services.defaults, services.scheduler,
+                                   services.dateContext, [](const std::string& text) {
+                                       QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+                                   }});
+        (void)libraryModel->loadRecordings();
+    }
+};
+
+namespace {
+int argcStorage = 1;
+char appName[] = "vellmora";
+char* argvStorage[] = {appName, nullptr};
+} // namespace
+
+bool DesktopWindows::hasDisplay() {
+    for (const char* var : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"}) {
+        if (const char* v = std::getenv(var); v && *v) {
+            return true;
+        }
+    }
+    return false;
+}
+
+DesktopWindows::DesktopWindows(Services services) : impl_(std::make_unique<Impl>(std::move(services))) {}
+
+std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
+                                                        const std::function<void(const std::string&)>& say) {
+    if (!hasDisplay()) {
+        say("No display: the windows are not available; the library and chat are in the `vellmora` "
+            "commands.");
+        return nullptr;
+    }
+    // Qt must dispatch through GLib for its loop to run inside ours.
+    unsetenv("QT_NO_GLIB");
+    std::unique_ptr<DesktopWindows> windows(new DesktopWindows(std::move(services)));
+    windows->impl_->app = std::make_unique<QApplication>(argcStorage, argvStorage);
+    QApplication::setApplicationName("Vellmora");
+    QApplication::setQuitOnLastWindowClosed(false);
+    windows->impl_->bridge = std::make_unique<QtLoopBridge>(windows->impl_->services.loop);
+    if (!windows->impl_->bridge->isBridged()) {
+        say("The windows are not available: this Qt does not use GLib's event loop.");
+        return nullptr;
+    }
+    return windows;
+}
+
+DesktopWindows::~DesktopWindows() {
+    impl_->card.reset();
+    impl_->library.reset();
+    impl_->libraryModel.reset();
+    impl_->engine.reset();
+    impl_->bridge.reset();
+    impl_->app.reset();
+}
+
+void DesktopWindows::openLibrary() {
+    impl_->makeLibrary();
+    impl_->library->show();
+    impl_->library->raise();
+    impl_->library->activateWindow();
+}
+
+void DesktopWindows::openRecording(Database::RecordingId id, std::optional<double> transcriptTime) {
+    openLibrary();
+    impl_->library->openRecording(id, transcriptTime);
+}
+
+void DesktopWindows::showCard(const UI::MeetingReminderCard& card,
+                              UI::MeetingReminderPresenter::CardActionHandler onAction) {
+    closeCard();
+    impl_->card = std::make_unique<MeetingCardWindow>(card, impl_->services.scheduler, std::move(onAction));
+    impl_->card->present();
+}
+
+void DesktopWindows::closeCard() {
+    if (impl_->card) {
+        // Later: the card may be closing from inside its own button's handler.
+        impl_->card->hide();
+        impl_->card.release()->deleteLater();
+    }
+}
+
+LibraryWindow* DesktopWindows::library() const {
+    return impl_->library.get();
+}
+
+MeetingCardWindow* DesktopWindows::card() const {
+    return impl_->card.get();
+}
+
+std::vector<std::filesystem::path> DesktopWindows::writeScreenshots(const std::filesystem::path& folder,
+                                                                    const std::string& suffix,
+                                                                    const UI::MeetingReminderCard& card) {
+    std::filesystem::create_directories(folder);
+    std::vector<std::filesystem::path> written;
+    auto settle = [this] {
+        for (int i = 0; i < 200; ++i) {
+            Support::BlockingWork::drain();
+            QtLoopBridge::pump();
+            if (impl_->services.loop.runUntilIdle() == 0) {
+                Support::BlockingWork::drain();
+                if (impl_->services.loop.runUntilIdle() == 0) {
+                    QtLoopBridge::pump();
+                    return;
+                }
+            }
+        }
+    };
+    auto shoot = [&](QWidget* widget, const std::string& name) {
+        settle();
+        auto path = folder / (name + suffix + ".png");
+        auto image = widget->grab();
+        if (image.save(QString::fromStdString(path.string()))) {
+            written.push_back(path);
+        }
+    };
+    impl_->makeLibrary();
+    auto* window = impl_->library.get();
+    window->resize(1280, 800);
+    window->show();
+    settle();
+    auto& recordings = impl_->libraryModel->recordings.get();
+    if (!recordings.empty()) {
+        // The recording with the most to show: the longest.
+        auto best = std::max_element(recordings.begin(), recordings.end(),
+                                     [](const auto& a, const auto& b) { return a.duration < b.duration; });
+        window->openRecording(best->id);
+        settle();
+    }
+    shoot(window, "library-summary");
+    if (auto* page = window->page()) {
+        page->tabs()->setCurrentIndex(1);
+        shoot(window, "library-transcript");
+    }
+    window->hide();
+
+    MeetingCardWindow cardWindow(card, impl_->services.scheduler, nullptr);
+    cardWindow.resize(1280, 800);
+    cardWindow.show();
+    shoot(&cardWindow, "meeting-card");
+    cardWindow.hide();
+    return written;
+}
+
+} // namespace Desktop
