@@ -12,6 +12,7 @@
 #include "Support/Task.h"
 #include "Support/Time.h"
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -79,12 +80,31 @@ struct CalendarEvent {
     EventStatus status = EventStatus::none;
     /// The event's URL as written.
     std::optional<std::string> url;
+    /// The call's own links as written (iCalendar CONFERENCE, X-GOOGLE-CONFERENCE,
+    /// X-MICROSOFT-SKYPETEAMSMEETINGURL), the one for joining by video first.
+    std::vector<std::string> conferenceURLs;
     std::optional<std::string> location;
     std::optional<std::string> notes;
     /// An HTML form of the description, when the event has one.
     std::optional<std::string> htmlNotes;
     std::vector<CalendarParticipant> attendees;
     std::optional<CalendarParticipant> organizer;
+    /// A time zone named by the event that the store does not know: its times were read as local times.
+    std::optional<std::string> unknownTimeZone;
+    /// The event's times lie outside what any calendar means (`isWithinRange`); `start` and `end` were
+    /// clamped into the range and the event is no meeting.
+    bool timesOutOfRange = false;
+
+    /// 1900-01-01T00:00:00Z and 2200-01-01T00:00:00Z.
+    static constexpr std::int64_t earliestUnixSeconds = -2208988800;
+    static constexpr std::int64_t latestUnixSeconds = 7258118400;
+    /// Five years: an event longer than this is a typo or garbage, not a meeting.
+    static constexpr std::int64_t longestSeconds = 5 * 366 * 86400;
+    /// Whether an occurrence from `start` to `end` (Unix seconds) is one a calendar can mean.
+    static constexpr bool isWithinRange(std::int64_t start, std::int64_t end) {
+        return start >= earliestUnixSeconds && end <= latestUnixSeconds && start <= end &&
+               end - start <= longestSeconds;
+    }
 
     bool operator==(const CalendarEvent&) const = default;
 };

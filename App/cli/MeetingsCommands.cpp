@@ -45,6 +45,14 @@ std::string eventLine(Support::Date start, const std::string& title, const std::
            calendarID;
 }
 
+/// "time zone 'X' not known: read as local time" for an event whose zone was not understood.
+std::optional<std::string> zoneNote(const UI::CalendarEventFields& event) {
+    if (!event.unknownTimeZone) {
+        return std::nullopt;
+    }
+    return "time zone '" + *event.unknownTimeZone + "' not known: read as local time";
+}
+
 void run(CliContext& ctx, const MeetingsOptions& o) {
     auto now = Support::systemNow();
     if (!o.now.empty()) {
@@ -108,14 +116,21 @@ void run(CliContext& ctx, const MeetingsOptions& o) {
             if (d.meeting) {
                 auto m = UI::toJson(*d.meeting);
                 m["linkSource"] = std::string(UI::rawValue(*d.linkSource));
+                if (auto note = zoneNote(events[i])) {
+                    m["timeZoneNote"] = *note;
+                }
                 meetings.push_back(std::move(m));
             } else {
-                dropped.push_back({{"calendarItemID", events[i].calendarItemID},
-                                   {"calendarID", events[i].calendarID},
-                                   {"title", events[i].title},
-                                   {"start", Support::formatISO8601(events[i].start)},
-                                   {"rule", std::string(UI::rawValue(*d.droppedBy))},
-                                   {"reason", std::string(UI::explanation(*d.droppedBy))}});
+                nlohmann::json entry{{"calendarItemID", events[i].calendarItemID},
+                                     {"calendarID", events[i].calendarID},
+                                     {"title", events[i].title},
+                                     {"start", Support::formatISO8601(events[i].start)},
+                                     {"rule", std::string(UI::rawValue(*d.droppedBy))},
+                                     {"reason", std::string(UI::explanation(*d.droppedBy))}};
+                if (auto note = zoneNote(events[i])) {
+                    entry["timeZoneNote"] = *note;
+                }
+                dropped.push_back(std::move(entry));
             }
         }
         ctx.out() << dump({{"meetings", meetings}, {"dropped", dropped}}) << "\n";
@@ -126,14 +141,16 @@ void run(CliContext& ctx, const MeetingsOptions& o) {
         if (const auto& d = decisions[i]; d.meeting) {
             ctx.out() << "  " << eventLine(d.meeting->start, d.meeting->displayTitle(), d.meeting->calendarID)
                       << "\t" << UI::rawValue(d.meeting->link.service) << " link from "
-                      << UI::rawValue(*d.linkSource) << "\t" << d.meeting->link.webURL.string() << "\n";
+                      << UI::rawValue(*d.linkSource) << "\t" << d.meeting->link.webURL.string()
+                      << (zoneNote(events[i]) ? "\t" + *zoneNote(events[i]) : std::string()) << "\n";
         }
     }
     ctx.out() << "Not meetings:\n";
     for (auto i : order) {
         if (const auto& d = decisions[i]; !d.meeting) {
             ctx.out() << "  " << eventLine(events[i].start, events[i].title, events[i].calendarID) << "\t"
-                      << UI::rawValue(*d.droppedBy) << ": " << UI::explanation(*d.droppedBy) << "\n";
+                      << UI::rawValue(*d.droppedBy) << ": " << UI::explanation(*d.droppedBy)
+                      << (zoneNote(events[i]) ? "\t" + *zoneNote(events[i]) : std::string()) << "\n";
         }
     }
 }
@@ -156,10 +173,12 @@ const CommandRegistration meetings{
                         "The time zone of \"today\" and of floating times (default: the system's)")
             ->option_text("ZONE");
         cmd->add_flag("--json", o->json, "Print the meetings as JSON");
-        cmd->add_flag("--explain", o->explain,
-                      "Also list every event that is no meeting, with the rule that dropped it, and where "
-                      "each link was "
-                      "found");
+        cmd->add_flag(
+            "--explain", o->explain,
+            "Also list every event that is no meeting, with the rule that dropped it (outOfRange, "
+            "allDay, canceled, excludedCalendar, notAfterStart, declined, noLink, duplicate), where "
+            "each link was found (url, conference, location, notes, htmlNotes) and any time zone "
+            "that was not known");
         cmd->callback([&ctx, o] { run(ctx, *o); });
     }};
 

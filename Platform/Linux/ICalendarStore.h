@@ -1,34 +1,32 @@
 // The calendar store over iCalendar data (libical): the user's calendars as vdir folders written by
-// calendar-sync tools, single .ics files, and https:// subscriptions.
+// calendar-sync tools, single .ics files, and https:// subscriptions. It composes the parts and keeps the
+// cache: `VdirSources` lists the calendars of the sources, `ICalendarScanner` indexes each file (re-scanned
+// only when it changed; files no calendar holds any more leave the cache), `ICalendarExpansion` turns the
+// blocks near an asked range into occurrences, `CalendarSubscriptionDownloader` keeps the subscriptions'
+// copies (through the injected HttpClient, refreshed every 15 minutes when a scheduler is given, by the
+// scheduler's clock), and a `DirectoryWatcher` reports file changes.
 //
-// Sources (user default "calendar.sources", or given directly):
-//   - a folder of .ics files in the vdir layout: one calendar, named by the folder's `displayname` file and
-//     coloured by its `color` file. A folder that holds no .ics files but calendar folders (the account
-//     folder of a sync tool) gives one calendar per subfolder. A folder with `displayname` or `color` files
-//     was synced from a server (those files come from the server's metadata): its kind is CalDAV, its
-//     account the parent folder; otherwise it is a local calendar.
-//   - a single .ics file: one local calendar, named by its X-WR-CALNAME or the file name.
-//   - an https:// (or webcal://) URL: a subscribed calendar, downloaded with libcurl into
-//     `<cache>/subscriptions/` with conditional requests (ETag, Last-Modified), refreshed every 15 minutes
-//     when a scheduler is given; a download failure keeps serving the last copy.
-// A calendar's id is its folder or file path (absolute), or its URL.
-//
-// Events: every occurrence overlapping the asked range, with RRULE, RDATE and EXDATE expanded, RECURRENCE-ID
-// overrides applied (moved and cancelled occurrences), TZID times resolved through the file's VTIMEZONE (or
-// the system zone database), floating and all-day times in the user's time zone. Attendees and organizer
-// come from ATTENDEE and ORGANIZER (CN, mailto:, CUTYPE, PARTSTAT); one whose address is in
-// "calendar.userEmails" is the current user.
+// Sources (user default "calendar.sources", or given directly): folder paths, .ics file paths, https:// (or
+// webcal://) URLs; "~/" is the home folder. A calendar's id is its folder or file path (absolute), or its
+// URL. Attendees whose address is in "calendar.userEmails" are the current user.
 //
 // Bad data: a file that is not iCalendar (or that libical cannot read) makes only its own calendar
-// unreadable (`isReadable == false`, with the problem), logged once; the other calendars still serve.
-// Access is always granted (the files are the user's own).
+// unreadable (`isReadable == false`, with the problem), logged once; the other calendars still serve. A
+// time zone that is not known is read as local time and logged once per calendar. Access is always granted
+// (the files are the user's own).
 //
-// Changes: inotify on the source folders (and the folders of single files) and a changed subscription each
-// call the change observers once (several file events within half a second count as one when a scheduler
-// is given).
+// Threads: `events` scans and expands on the thread pool, and a change (files, a subscription's new copy) is
+// scanned on the pool before the observers are told, so that `calendars()` answers from that scan; it scans
+// on the calling thread only the first time. Destroying the store cancels a download under way at once;
+// nothing that outlives it (a pool job, a cancelled task) holds a part of it that needs the loop.
+//
+// Changes: the source folders (and the folders of single files) are watched and a changed subscription
+// each call the change observers once (several file events within half a second count as one when a
+// scheduler is given).
 #pragma once
 
 #include "Platform/CalendarStore.h"
+#include "Platform/HttpClient.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
 
@@ -54,6 +52,8 @@ public:
         Support::Scheduler* scheduler = nullptr;
         /// Watch the sources with inotify (needs a main loop).
         bool watchForChanges = true;
+        /// The client subscriptions are downloaded with (must outlive the store); none: one of its own.
+        HttpClient* http = nullptr;
     };
 
     static constexpr const char* sourcesKey = "calendar.sources";
@@ -73,6 +73,9 @@ public:
     Support::Task<std::vector<CalendarEvent>> events(Support::Date start, Support::Date end,
                                                      std::vector<std::string> calendarIDs) override;
     Support::Subscription observeChanges(std::function<void()> onChange) override;
+
+    /// How many scanned files the cache holds (for tests and benchmarks).
+    std::size_t cachedFileCount() const;
 
     /// Downloads the subscriptions now (only those whose copy is older than the refresh interval when
     /// `onlyStale`); observers are told when one changed.

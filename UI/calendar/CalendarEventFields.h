@@ -26,6 +26,8 @@ struct CalendarEventFields {
     bool isAllDay = false;
     Status status = Status::none;
     std::optional<Support::Url> url;
+    /// The call's own links (conference properties), as written, best first: searched after `url`.
+    std::vector<std::string> conferenceURLs;
     std::optional<std::string> location;
     std::optional<std::string> notes;
     /// The HTML form of the description, when the event carries one besides `notes`: searched for a link
@@ -33,6 +35,10 @@ struct CalendarEventFields {
     std::optional<std::string> htmlNotes;
     std::vector<CalendarAttendee> attendees;
     std::optional<CalendarAttendee> organizer;
+    /// A time zone of the event that was not known (its times were read as local times), for explanations.
+    std::optional<std::string> unknownTimeZone;
+    /// The times lie outside what a calendar can mean (clamped by the store): the event is no meeting.
+    bool timesOutOfRange = false;
 
     bool operator==(const CalendarEventFields&) const = default;
 };

@@ -32,6 +32,11 @@ std::optional<std::pair<MeetingLink, LinkSource>> findLink(const CalendarEventFi
             return std::pair{std::move(*link), LinkSource::url};
         }
     }
+    for (const auto& conference : event.conferenceURLs) {
+        if (auto link = MeetingLinkExtractor::classify(Support::Text::trimmed(conference))) {
+            return std::pair{std::move(*link), LinkSource::conference};
+        }
+    }
     if (event.location && !event.location->empty()) {
         if (auto link = MeetingLinkExtractor::firstLink(*event.location)) {
             return std::pair{std::move(*link), LinkSource::location};
@@ -59,6 +64,9 @@ bool startsBefore(const CalendarMeeting& a, const CalendarMeeting& b) {
 CalendarMeetingFilter::Decision CalendarMeetingFilter::decide(const CalendarEventFields& event,
                                                               const std::set<std::string>& excluding) {
     auto drop = [](DropRule rule) { return Decision{std::nullopt, rule, std::nullopt}; };
+    if (event.timesOutOfRange) {
+        return drop(DropRule::outOfRange);
+    }
     if (event.isAllDay) {
         return drop(DropRule::allDay);
     }
@@ -143,6 +151,8 @@ std::vector<CalendarMeeting> CalendarMeetingFilter::meetings(const std::vector<C
 std::string_view rawValue(CalendarMeetingFilter::DropRule rule) {
     using R = CalendarMeetingFilter::DropRule;
     switch (rule) {
+    case R::outOfRange:
+        return "outOfRange";
     case R::allDay:
         return "allDay";
     case R::canceled:
@@ -164,6 +174,8 @@ std::string_view rawValue(CalendarMeetingFilter::DropRule rule) {
 std::string_view explanation(CalendarMeetingFilter::DropRule rule) {
     using R = CalendarMeetingFilter::DropRule;
     switch (rule) {
+    case R::outOfRange:
+        return "its date or duration is out of range (before 1900, after 2199 or longer than five years)";
     case R::allDay:
         return "all-day event";
     case R::canceled:
@@ -175,7 +187,7 @@ std::string_view explanation(CalendarMeetingFilter::DropRule rule) {
     case R::declined:
         return "you declined it";
     case R::noLink:
-        return "no Zoom, Teams or Google Meet link in its URL, location or notes";
+        return "no Zoom, Teams or Google Meet link in its URL, conference links, location or notes";
     case R::duplicate:
         return "another copy of the same occurrence is listed";
     }
@@ -186,6 +198,8 @@ std::string_view rawValue(CalendarMeetingFilter::LinkSource source) {
     switch (source) {
     case LinkSource::url:
         return "url";
+    case LinkSource::conference:
+        return "conference";
     case LinkSource::location:
         return "location";
     case LinkSource::notes:

@@ -16,9 +16,18 @@ namespace UI {
 
 struct CalendarMeetingFilter {
     /// The rules in the order they are tried; the first that fails drops the event.
-    enum class DropRule { allDay, canceled, excludedCalendar, notAfterStart, declined, noLink, duplicate };
-    /// Where the meeting's link was found.
-    enum class LinkSource { url, location, notes, htmlNotes };
+    enum class DropRule {
+        outOfRange,
+        allDay,
+        canceled,
+        excludedCalendar,
+        notAfterStart,
+        declined,
+        noLink,
+        duplicate
+    };
+    /// Where the meeting's link was found, in the order they are searched.
+    enum class LinkSource { url, conference, location, notes, htmlNotes };
 
     struct Decision {
         std::optional<CalendarMeeting> meeting;
@@ -42,11 +51,12 @@ struct CalendarMeetingFilter {
                                            const std::set<std::string>& excluding);
 };
 
-/// "allDay", "canceled", "excludedCalendar", "notAfterStart", "declined", "noLink", "duplicate".
+/// "outOfRange", "allDay", "canceled", "excludedCalendar", "notAfterStart", "declined", "noLink",
+/// "duplicate".
 std::string_view rawValue(CalendarMeetingFilter::DropRule rule);
 /// A sentence for people: "all-day event", "the event is canceled", ...
 std::string_view explanation(CalendarMeetingFilter::DropRule rule);
-/// "url", "location", "notes", "htmlNotes".
+/// "url", "conference", "location", "notes", "htmlNotes".
 std::string_view rawValue(CalendarMeetingFilter::LinkSource source);
 
 } // namespace UI

@@ -158,7 +158,8 @@ Support::Task<std::optional<Date>> CalendarReminderCoordinator::performReplan() 
         co_return std::nullopt;
     }
     auto now = deps_.scheduler.now();
-    std::erase_if(fetched, [&](const CalendarMeeting& m) { return now >= m.end; });
+    // Meetings that ended stay: the fetch window reaches back, and an answer to a reminder that is still on
+    // screen after a meeting ran over must find its meeting. The planner and every reader skip ended ones.
     meetings_ = fetched;
     upcoming.setIfChanged(fetched);
 

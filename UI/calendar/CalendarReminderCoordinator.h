@@ -96,7 +96,8 @@ public:
     /// The detector started recording a call: the join intent that named it is used up.
     void detectorDidStartRecording(const std::string& appID, const std::string& bundleID, bool isBrowser);
 
-    /// The meetings of the last pass that are not over, for the menu's "up next".
+    /// Every meeting of the last pass's fetch window, ended ones included (the window reaches back): readers
+    /// such as the menu's "up next" keep those whose end lies after now themselves.
     Support::Published<std::vector<CalendarMeeting>> upcoming;
     Support::Published<CalendarAuthorizationStatus> authorization{CalendarAuthorizationStatus::notDetermined};
     /// After every planning pass (the host's start-up is over after the first).

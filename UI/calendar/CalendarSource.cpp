@@ -211,6 +211,7 @@ CalendarEventFields CalendarSource::fields(const Platform::CalendarEvent& e) {
     if (e.url) {
         f.url = Support::Url::parse(*e.url);
     }
+    f.conferenceURLs = e.conferenceURLs;
     f.location = e.location;
     f.notes = e.notes;
     f.htmlNotes = e.htmlNotes;
@@ -220,6 +221,8 @@ CalendarEventFields CalendarSource::fields(const Platform::CalendarEvent& e) {
     if (e.organizer) {
         f.organizer = attendee(*e.organizer);
     }
+    f.unknownTimeZone = e.unknownTimeZone;
+    f.timesOutOfRange = e.timesOutOfRange;
     return f;
 }
 

@@ -128,3 +128,38 @@ TEST_F(CalendarCommands, MeetingsReportsUnreadableCalendarsAndBadInput) {
     EXPECT_EQ(run({"meetings", "--now", "yesterday", "--calendar", "x"}).status, 2);
     EXPECT_EQ(run({"meetings"}).status, 2); // no calendars configured
 }
+
+TEST_F(CalendarCommands, MeetingsExplainsConferenceLinksUnknownZonesAndImpossibleTimes) {
+    write("cal/a.ics",
+          "BEGIN:VCALENDAR\r\n" +
+              event("google", "20261127T090000Z",
+                    "X-GOOGLE-CONFERENCE:https://meet.google.com/abc-defg-hij\r\n") +
+              "BEGIN:VEVENT\r\nUID:mars\r\nDTSTART;TZID=Mars/Olympus_Mons:20261127T100000\r\n"
+              "DURATION:PT30M\r\nSUMMARY:mars\r\nCONFERENCE;VALUE=URI;FEATURE=VIDEO:https://zoom.us/j/"
+              "1234567890\r\n"
+              "END:VEVENT\r\n"
+              "BEGIN:VEVENT\r\nUID:forever\r\nDTSTART:20261127T110000Z\r\nDURATION:P99999999W\r\n"
+              "SUMMARY:forever\r\nURL:https://zoom.us/j/1234567890\r\nEND:VEVENT\r\n"
+              "END:VCALENDAR\r\n");
+    auto cal = (home / "cal").string();
+    auto r = run(
+        {"meetings", "--calendar", cal, "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("google\t" + cal + "\tmeet link from conference"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("2026-11-27T10:00:00Z\tmars\t" + cal +
+                         "\tzoom link from conference\thttps://zoom.us/j/1234567890\ttime zone "
+                         "'Mars/Olympus_Mons' not known: read as local time"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("forever\t" + cal + "\toutOfRange: "), std::string::npos) << r.out;
+
+    r = run({"meetings", "--calendar", cal, "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC",
+             "--explain", "--json"});
+    auto json = nlohmann::json::parse(r.out);
+    ASSERT_EQ(json["meetings"].size(), 2u);
+    EXPECT_EQ(json["meetings"][0]["linkSource"], "conference");
+    EXPECT_EQ(json["meetings"][1]["timeZoneNote"],
+              "time zone 'Mars/Olympus_Mons' not known: read as local time");
+    ASSERT_EQ(json["dropped"].size(), 1u);
+    EXPECT_EQ(json["dropped"][0]["rule"], "outOfRange");
+}

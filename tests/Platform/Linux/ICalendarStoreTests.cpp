@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/ICalendarStore.h"
 
+#include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/MainLoop.h"
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -398,7 +400,11 @@ TEST_F(ICalendarStoreFolders, TellsObserversOnceWhenTheFilesChange) {
     }
     EXPECT_EQ(changes, 0); // settling
     scheduler.advance(Support::seconds(1));
+    for (int i = 0; i < 100 && changes == 0; ++i) {
+        loop.runOne(10); // the files are scanned on the pool before the observers hear of them
+    }
     EXPECT_EQ(changes, 1);
+    EXPECT_EQ(store.cachedFileCount(), 3u);
     EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 3u);
 }
 
@@ -482,4 +488,186 @@ TEST(ICalendarStoreOptions, ReadsSourcesAndAddressesFromTheDefaults) {
     auto o = ICalendarStore::optionsFromDefaults(defaults, "Europe/Berlin");
     EXPECT_EQ(o.sources, (std::vector<std::string>{"~/cal", "https://x/y.ics"}));
     EXPECT_EQ(o.userEmails, (std::vector<std::string>{"me@example.com", "me@work.example"}));
+}
+
+TEST(ICalendarStore, ReadsEachSpellingOfAZoneWithoutItsBlockAcrossTheChangeOfSummerTime) {
+    struct Case {
+        const char* tzid;
+        std::vector<std::string> starts; // 22 Oct, 29 Oct, 5 Nov at 10:00 in the zone
+    } cases[] = {
+        {"America/New_York", {"2026-10-22T14:00:00Z", "2026-10-29T14:00:00Z", "2026-11-05T15:00:00Z"}},
+        {"\"Pacific Standard Time\"",
+         {"2026-10-22T17:00:00Z", "2026-10-29T17:00:00Z", "2026-11-05T18:00:00Z"}},
+        {"W. Europe Standard Time", {"2026-10-22T08:00:00Z", "2026-10-29T09:00:00Z", "2026-11-05T09:00:00Z"}},
+        {"/mozilla.org/20050126_1/Europe/Berlin",
+         {"2026-10-22T08:00:00Z", "2026-10-29T09:00:00Z", "2026-11-05T09:00:00Z"}},
+        {"/freeassociation.sourceforge.net/Tzfile/Europe/Berlin",
+         {"2026-10-22T08:00:00Z", "2026-10-29T09:00:00Z", "2026-11-05T09:00:00Z"}},
+        {"/softwarestudio.org/Olson_20011030_5/America/New_York",
+         {"2026-10-22T14:00:00Z", "2026-10-29T14:00:00Z", "2026-11-05T15:00:00Z"}},
+    };
+    for (const auto& c : cases) {
+        auto text = calendar("BEGIN:VEVENT\r\nUID:w\r\nDTSTAMP:20261101T000000Z\r\nDTSTART;TZID=" +
+                             std::string(c.tzid) + ":20261022T100000\r\nDURATION:PT30M\r\n" +
+                             "RRULE:FREQ=WEEKLY;COUNT=3\r\nSUMMARY:Sync\r\nEND:VEVENT\r\n");
+        std::vector<std::string> starts;
+        for (const auto& e : occurrences(text, "2026-10-20T00:00:00Z", "2026-11-10T00:00:00Z", "UTC")) {
+            starts.push_back(iso(e.start));
+            EXPECT_FALSE(e.unknownTimeZone) << c.tzid;
+        }
+        EXPECT_EQ(starts, c.starts) << c.tzid;
+    }
+}
+
+TEST(ICalendarStore, KeepsTheFilesOwnZoneBlockWhenItContradictsTheZoneDatabase) {
+    // A block named like a database zone but with other rules: what the writer meant is its block.
+    for (const std::string tzid : {"Europe/Berlin", "Pacific Standard Time"}) {
+        auto text = calendar("BEGIN:VTIMEZONE\r\nTZID:" + tzid +
+                             "\r\nBEGIN:STANDARD\r\nTZOFFSETFROM:+0500\r\nTZOFFSETTO:+0500\r\n"
+                             "DTSTART:19700101T000000\r\nEND:STANDARD\r\nEND:VTIMEZONE\r\n"
+                             "BEGIN:VEVENT\r\nUID:b\r\nDTSTART;TZID=\"" +
+                             tzid + "\":20261126T100000\r\nDURATION:PT30M\r\nEND:VEVENT\r\n");
+        auto events = occurrences(text, "2026-11-26T00:00:00Z", "2026-11-27T00:00:00Z", "UTC");
+        ASSERT_EQ(events.size(), 1u) << tzid;
+        EXPECT_EQ(iso(events[0].start), "2026-11-26T05:00:00Z") << tzid;
+    }
+}
+
+TEST(ICalendarStore, ReadsAnUnknownZoneAsLocalTimeAndSaysWhichZoneItWas) {
+    auto text = calendar("BEGIN:VEVENT\r\nUID:u\r\nDTSTART;TZID=Mars/Olympus_Mons:20261126T100000\r\n"
+                         "DTEND;TZID=Mars/Olympus_Mons:20261126T103000\r\nEND:VEVENT\r\n" +
+                         simpleEvent("known", "20261126T120000Z"));
+    auto events = occurrences(text, "2026-11-26T00:00:00Z", "2026-11-27T00:00:00Z", "Europe/Berlin");
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(iso(events[0].start), "2026-11-26T09:00:00Z"); // 10:00 in Berlin
+    EXPECT_EQ(iso(events[0].end), "2026-11-26T09:30:00Z");
+    EXPECT_EQ(events[0].unknownTimeZone, "Mars/Olympus_Mons");
+    EXPECT_FALSE(events[1].unknownTimeZone);
+}
+
+TEST(ICalendarStore, CollectsConferenceLinksVideoFirstThenTheVendorsPropertiesAndOverridesInheritThem) {
+    auto text = calendar(
+        "BEGIN:VEVENT\r\nUID:c\r\nDTSTART:20261126T100000Z\r\nDURATION:PT30M\r\nRRULE:FREQ=DAILY;COUNT=2\r\n"
+        "CONFERENCE;VALUE=URI;FEATURE=PHONE;LABEL=Dial in:tel:+1-555-0100,,123#\r\n"
+        "X-MICROSOFT-SKYPETEAMSMEETINGURL:https://teams.microsoft.com/l/meetup-join/abc\r\n"
+        "CONFERENCE;VALUE=URI;FEATURE=AUDIO,VIDEO:https://zoom.us/j/1234567890\r\n"
+        "X-GOOGLE-CONFERENCE:https://meet.google.com/abc-defg-hij\r\n"
+        "CONFERENCE;VALUE=URI:https://example.com/unlabelled\r\nEND:VEVENT\r\n"
+        "BEGIN:VEVENT\r\nUID:c\r\nRECURRENCE-ID:20261127T100000Z\r\nDTSTART:20261127T110000Z\r\n"
+        "DURATION:PT30M\r\nSUMMARY:Moved\r\nEND:VEVENT\r\n");
+    auto events = occurrences(text, "2026-11-26T00:00:00Z", "2026-11-28T00:00:00Z", "UTC");
+    ASSERT_EQ(events.size(), 2u);
+    const std::vector<std::string> expected = {
+        "https://zoom.us/j/1234567890", "https://example.com/unlabelled",
+        "https://teams.microsoft.com/l/meetup-join/abc", "https://meet.google.com/abc-defg-hij",
+        "tel:+1-555-0100,,123#"};
+    EXPECT_EQ(events[0].conferenceURLs, expected);
+    EXPECT_EQ(events[1].conferenceURLs, expected); // the moved occurrence keeps its series' links
+}
+
+TEST(ICalendarStore, MarksAnEventWhoseDateOrDurationNoCalendarMeansAndKeepsItsTimesInRange) {
+    struct Case {
+        const char* name;
+        std::string event;
+        bool outOfRange;
+    } cases[] = {
+        {"a duration of two million years", "DTSTART:20261127T090000Z\r\nDURATION:P99999999W\r\n", true},
+        {"an end in the year 9999", "DTSTART:20261127T090000Z\r\nDTEND:99991231T000000Z\r\n", true},
+        {"an end after 2200", "DTSTART:20261127T090000Z\r\nDTEND:22000101T000100Z\r\n", true},
+        {"a six-year duration", "DTSTART:20261127T090000Z\r\nDURATION:P2200D\r\n", true},
+        {"a start before 1900 running to now", "DTSTART:18991231T000000Z\r\nDTEND:20261128T000000Z\r\n",
+         true},
+        {"a week-long conference", "DTSTART:20261125T090000Z\r\nDURATION:P7D\r\n", false},
+        {"a daily series begun in 1899", "DTSTART:18990101T090000Z\r\nDURATION:PT1H\r\nRRULE:FREQ=DAILY\r\n",
+         false},
+    };
+    for (const auto& c : cases) {
+        auto text = calendar("BEGIN:VEVENT\r\nUID:x\r\n" + c.event + "SUMMARY:X\r\nEND:VEVENT\r\n");
+        auto events = occurrences(text, "2026-11-27T00:00:00Z", "2026-11-28T00:00:00Z", "UTC");
+        ASSERT_EQ(events.size(), 1u) << c.name;
+        EXPECT_EQ(events[0].timesOutOfRange, c.outOfRange) << c.name;
+        EXPECT_GE(events[0].start, at("1900-01-01T00:00:00Z")) << c.name;
+        EXPECT_LE(events[0].end, at("2200-01-01T00:00:00Z")) << c.name;
+        EXPECT_LE(events[0].start, events[0].end) << c.name;
+    }
+}
+
+TEST_F(ICalendarStoreFolders, ForgetsTheScansOfFilesThatWereDeleted) {
+    temp.write("cal/a.ics", calendar(simpleEvent("a", "20261127T090000Z")));
+    temp.write("cal/b.ics", calendar(simpleEvent("b", "20261127T100000Z")));
+    Support::VirtualScheduler scheduler(loop, at("2026-11-27T08:00:00Z"));
+    auto o = options({(temp.path / "cal").string()});
+    o.watchForChanges = true;
+    o.scheduler = &scheduler;
+    ICalendarStore store(o);
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 2u);
+    EXPECT_EQ(store.cachedFileCount(), 2u);
+    fs::remove(temp.path / "cal/b.ics");
+    for (int i = 0; i < 20; ++i) {
+        loop.runOne(5);
+    }
+    EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 1u);
+    EXPECT_EQ(store.cachedFileCount(), 1u);
+}
+
+TEST(ICalendarStoreQuitting, QuitsAtOnceWhileASubscriptionDownloadsAndTouchesNothingAfterwards) {
+    // The server answers only when the test lets it, or after half a minute.
+    httplib::Server server;
+    std::mutex mutex;
+    std::condition_variable release;
+    bool released = false;
+    std::atomic<bool> asked{false};
+    std::atomic<bool> answered{false};
+    server.Get("/cal.ics", [&](const httplib::Request&, httplib::Response& res) {
+        asked = true;
+        std::unique_lock lock(mutex);
+        release.wait_for(lock, std::chrono::seconds(30), [&] { return released; });
+        answered = true;
+        res.set_content(calendar(simpleEvent("s", "20261127T090000Z")), "text/calendar");
+    });
+    int port = server.bind_to_any_port("127.0.0.1");
+    std::thread thread([&] { server.listen_after_bind(); });
+    TempFolder temp;
+    bool answeredBeforeQuitEnded = false;
+    {
+        Support::MainLoop loop;
+        Support::VirtualScheduler scheduler(loop, at("2026-11-27T08:00:00Z"));
+        ICalendarStore::Options o;
+        o.sources = {"http://127.0.0.1:" + std::to_string(port) + "/cal.ics"};
+        o.cacheFolder = temp.path / "cache";
+        o.scheduler = &scheduler;
+        o.watchForChanges = false;
+        auto store = std::make_unique<ICalendarStore>(o);
+        for (int i = 0; i < 1000 && !asked; ++i) {
+            loop.runOne(10);
+        }
+        ASSERT_TRUE(asked);
+        store.reset();
+        loop.runUntilIdle();
+    }
+    Support::BlockingWork::drain(); // what the host's exit waits for
+    answeredBeforeQuitEnded = answered;
+    {
+        std::lock_guard lock(mutex);
+        released = true;
+    }
+    release.notify_all();
+    server.stop();
+    thread.join();
+    EXPECT_FALSE(answeredBeforeQuitEnded);
+    EXPECT_FALSE(fs::exists(temp.path / "cache" / "subscriptions")); // nothing written after the quit
+}
+
+TEST_F(ICalendarStoreFolders, LogsAnUnknownZoneOncePerCalendar) {
+    Support::LogCapture logs;
+    temp.write("cal/a.ics",
+               calendar("BEGIN:VEVENT\r\nUID:u\r\nDTSTART;TZID=Mars/Olympus_Mons:20261127T100000\r\n"
+                        "DURATION:PT30M\r\nRRULE:FREQ=HOURLY;COUNT=3\r\nEND:VEVENT\r\n"));
+    ICalendarStore store(options({(temp.path / "cal").string()}));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(wait(store.events(at("2026-11-27T00:00:00Z"), at("2026-11-28T00:00:00Z"), {})).size(), 3u);
+    }
+    auto messages = logs.messages("calendarStore");
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_NE(messages[0].find("time zone 'Mars/Olympus_Mons' not known"), std::string::npos) << messages[0];
 }

@@ -49,6 +49,8 @@ TEST(CalendarMeetingFilter, DropsEachEventThatFailsARuleAndNamesTheRule) {
         std::function<void(CalendarEventFields&)> change;
         DropRule rule;
     } cases[] = {
+        {"out of range, even with everything else right", [](auto& e) { e.timesOutOfRange = true; },
+         DropRule::outOfRange},
         {"all day", [](auto& e) { e.isAllDay = true; }, DropRule::allDay},
         {"canceled", [](auto& e) { e.status = CalendarEventFields::Status::canceled; }, DropRule::canceled},
         {"excluded", [](auto& e) { e.calendarID = "hidden"; }, DropRule::excludedCalendar},
@@ -59,6 +61,13 @@ TEST(CalendarMeetingFilter, DropsEachEventThatFailsARuleAndNamesTheRule) {
          [](auto& e) {
              e.location = "Room 4";
              e.notes = "https://example.com/j/1234567890";
+         },
+         DropRule::noLink},
+        {"only decoy conference links",
+         [](auto& e) {
+             e.location = "Room 4";
+             e.notes.reset();
+             e.conferenceURLs = {"tel:+1-555-0100,,123456#", "https://example.com/call/1234567890"};
          },
          DropRule::noLink},
     };
@@ -117,4 +126,18 @@ TEST(CalendarMeetingFilter, OrdersByStartThenKeyAndKeepsOneMeetingPerOccurrence)
 
     auto decisions = CalendarMeetingFilter::decideAll({later, b, a, copyOfA}, {});
     EXPECT_EQ(decisions[3].droppedBy, DropRule::duplicate);
+}
+
+TEST(CalendarMeetingFilter, TakesAConferenceLinkAfterTheUrlAndBeforeTheLocationSkippingDecoys) {
+    auto event = zoomEvent();
+    event.location = "https://zoom.us/j/1111111111";
+    event.conferenceURLs = {"tel:+1-555-0100", " https://meet.google.com/abc-defg-hij "};
+    auto d = CalendarMeetingFilter::decide(event, {});
+    EXPECT_EQ(d.linkSource, CalendarMeetingFilter::LinkSource::conference);
+    EXPECT_EQ(d.meeting->link.service, UI::MeetingService::meet);
+    EXPECT_EQ(UI::rawValue(*d.linkSource), "conference");
+
+    event.url = Support::Url::parse("https://teams.microsoft.com/l/meetup-join/abc");
+    d = CalendarMeetingFilter::decide(event, {});
+    EXPECT_EQ(d.linkSource, CalendarMeetingFilter::LinkSource::url);
 }

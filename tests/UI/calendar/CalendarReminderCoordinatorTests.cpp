@@ -367,3 +367,72 @@ TEST_F(ReminderMorning, ShowsTheMeetingWhenTheNotificationBodyIsClickedAndIgnore
     EXPECT_FALSE(UI::MeetingReminderResponse::parse("dev.tessadine.vellmora.notice", Content::joinAction,
                                                     {{"occurrenceKey", key("A", ten)}}));
 }
+
+namespace {
+
+struct LateAnswer {
+    UI::MeetingReminderResponse::Action action;
+    std::vector<std::string> opened;
+    std::vector<std::string> shown;
+    std::string logged;
+};
+
+struct AfterTheEnd : ReminderMorning, ::testing::WithParamInterface<LateAnswer> {};
+
+const std::string zoomLink = "https://zoom.us/j/1234567890";
+
+} // namespace
+
+TEST_P(AfterTheEnd, AnAnswerThatComesAfterTheMeetingEndedAndAPassRanIsCarriedOut) {
+    const auto& expected = GetParam();
+    store.eventList = {event("A", ten)}; // 10:00 to 10:30
+    start();
+    scheduler.advanceTo(at(10, 29, 59));
+    int before = store.fetchCount;
+    scheduler.advanceTo(at(10, 30, 1)); // the five-minute wake plans once the meeting is over
+    ASSERT_GT(store.fetchCount, before);
+    Support::LogCapture logs;
+    UI::MeetingReminderResponse response;
+    response.action = expected.action;
+    response.occurrenceKey = key("A", ten);
+    router.route(response);
+    scheduler.runReady();
+    EXPECT_FALSE(logs.contains("no longer in the calendar"));
+    EXPECT_EQ(workspace.openedURLs, expected.opened);
+    EXPECT_EQ(presenter.shownMeetings, expected.shown);
+    EXPECT_TRUE(intents.snapshot().intents.empty()); // nothing waits for a call that is over
+    if (!expected.logged.empty()) {
+        EXPECT_TRUE(logs.contains(expected.logged));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachAnswer, AfterTheEnd,
+    ::testing::Values(LateAnswer{UI::MeetingReminderResponse::Action::joinAndRecord,
+                                 {zoomLink},
+                                 {},
+                                 "Join & Record after the meeting ended: opening the link only"},
+                      LateAnswer{UI::MeetingReminderResponse::Action::join, {zoomLink}, {}, ""},
+                      LateAnswer{UI::MeetingReminderResponse::Action::open, {}, {"A"}, ""},
+                      LateAnswer{
+                          UI::MeetingReminderResponse::Action::snooze, {}, {}, "cannot be snoozed any more"}),
+    [](const auto& info) { return std::string(UI::rawValue(info.param.action)); });
+
+TEST_F(ReminderMorning, PublishesTheMeetingsOfTheWholeWindowAndIgnoresAnAnswerForOneRemovedFromTheCalendar) {
+    store.eventList = {event("A", ten), event("B", at(11, 0))};
+    start();
+    scheduler.advanceTo(at(10, 30, 1));
+    ASSERT_EQ(coordinator->upcoming.get().size(), 2u); // A ended but is still in the calendar
+    store.eventList = {event("B", at(11, 0))};
+    store.emitChange();
+    scheduler.advance(Support::seconds(2));
+    EXPECT_EQ(coordinator->upcoming.get().size(), 1u);
+    Support::LogCapture logs;
+    UI::MeetingReminderResponse response;
+    response.action = UI::MeetingReminderResponse::Action::join;
+    response.occurrenceKey = key("A", ten);
+    router.route(response);
+    scheduler.runReady();
+    EXPECT_TRUE(workspace.openedURLs.empty());
+    EXPECT_TRUE(logs.contains("the meeting is no longer in the calendar"));
+}
