@@ -65,7 +65,7 @@ std::string localClock(Support::Date date) {
 /// The menu's actions, carried out by the host.
 class HostMenuDelegate final : public UI::MenuBarControllerDelegate {
 public:
-    std::function<void()> onStart, onStop, onLibrary, onQuit, onCheckForUpdates;
+    std::function<void()> onStart, onStop, onLibrary, onQuit, onCheckForUpdates, onChat;
     std::function<void(const UI::CalendarMeeting&, bool)> onJoin;
     std::function<void(const std::string&)> say;
 
@@ -74,7 +74,13 @@ public:
     void insertMarker() override { say("Markers are not available in the terminal."); }
     void openLibrary() override { onLibrary(); }
     void openActionItems() override { onLibrary(); }
-    void toggleAIChat() override { say("Chat: run `vellmora chat QUESTION` in another terminal."); }
+    void toggleAIChat() override {
+        if (onChat) {
+            onChat();
+        } else {
+            say("Chat: run `vellmora chat QUESTION` in another terminal.");
+        }
+    }
     void joinMeeting(const UI::CalendarMeeting& meeting, bool record) override { onJoin(meeting, record); }
     void checkForUpdates() override { onCheckForUpdates(); }
     void restartToFinishUpdating() override {}
@@ -425,6 +431,11 @@ int Host::run(std::ostream& out, std::ostream& err) {
 #ifdef VELLMORA_HAS_DESKTOP
     if (windows) {
         delegate->onLibrary = [&] { windows->openLibrary(); };
+        delegate->onChat = [&] {
+            if (!windows->openChat()) {
+                say("AI Chat needs an AI provider: see `vellmora ai --help`.");
+            }
+        };
         if (options_.demo) {
             windows->openLibrary();
         }

@@ -1,12 +1,18 @@
 #include "Desktop/app/DesktopWindows.h"
 
+#include "Desktop/ai/ChatPanel.h"
+#include "Desktop/app/DisplayProbe.h"
 #include "Desktop/calendar/MeetingCardWindow.h"
 #include "Desktop/library/LibraryWindow.h"
 #include "Desktop/library/RecordingPage.h"
 #include "Desktop/loop/QtLoopBridge.h"
+#include "Intelligence/AIService.h"
+#include "Intelligence/FrameSearch.h"
+#include "Intelligence/RAGPipeline.h"
 #include "Intelligence/UnifiedSearchEngine.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
+#include "UI/ai/ChatViewModel.h"
 #include "UI/library/LibraryViewModel.h"
 
 #include <QApplication>
@@ -30,6 +36,9 @@ struct DesktopWindows::Impl {
     std::unique_ptr<UI::LibraryViewModel> libraryModel;
     std::unique_ptr<LibraryWindow> library;
     std::unique_ptr<MeetingCardWindow> card;
+    std::unique_ptr<Intelligence::RAGPipeline> pipeline;
+    std::unique_ptr<UI::ChatViewModel> chatModel;
+    std::unique_ptr<ChatPanel> chat;
 
     void makeLibrary() {
         if (library) {
@@ -54,12 +63,7 @@ char* argvStorage[] = {appName, nullptr};
 } // namespace
 
 bool DesktopWindows::hasDisplay() {
-    for (const char* var : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"}) {
-        if (const char* v = std::getenv(var); v && *v) {
-            return true;
-        }
-    }
-    return false;
+    return DisplayProbe::explicitPlatform() || DisplayProbe::reachableX11Display();
 }
 
 DesktopWindows::DesktopWindows(Services services) : impl_(std::make_unique<Impl>(std::move(services))) {}
@@ -71,8 +75,11 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
             "commands.");
         return nullptr;
     }
-    // Qt must dispatch through GLib for its loop to run inside ours.
+    // Qt must dispatch through GLib for its loop to run inside ours, and start on the display just probed.
     unsetenv("QT_NO_GLIB");
+    if (!DisplayProbe::explicitPlatform()) {
+        setenv("QT_QPA_PLATFORM", "xcb", 1);
+    }
     std::unique_ptr<DesktopWindows> windows(new DesktopWindows(std::move(services)));
     windows->impl_->app = std::make_unique<QApplication>(argcStorage, argvStorage);
     QApplication::setApplicationName("Vellmora");
@@ -86,6 +93,9 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
 }
 
 DesktopWindows::~DesktopWindows() {
+    impl_->chat.reset();
+    impl_->chatModel.reset();
+    impl_->pipeline.reset();
     impl_->card.reset();
     impl_->library.reset();
     impl_->libraryModel.reset();
@@ -104,6 +114,28 @@ void DesktopWindows::openLibrary() {
 void DesktopWindows::openRecording(Database::RecordingId id, std::optional<double> transcriptTime) {
     openLibrary();
     impl_->library->openRecording(id, transcriptTime);
+}
+
+bool DesktopWindows::openChat() {
+    if (!impl_->chat) {
+        auto* ai = Intelligence::AIService::shared();
+        if (!ai) {
+            return false;
+        }
+        impl_->pipeline = std::make_unique<Intelligence::RAGPipeline>(*ai, impl_->services.database);
+        impl_->chatModel = std::make_unique<UI::ChatViewModel>(UI::ChatViewModel::live(
+            *impl_->pipeline, impl_->services.database, std::make_shared<Intelligence::NoFrameSearch>()));
+        impl_->chat = std::make_unique<ChatPanel>(*impl_->chatModel);
+        impl_->chat->setWindowTitle(QObject::tr("AI Chat"));
+        impl_->chat->resize(560, 720);
+        impl_->chat->onOpenSource = [this](Database::RecordingId id, double time) {
+            openRecording(id, time);
+        };
+    }
+    impl_->chat->show();
+    impl_->chat->raise();
+    impl_->chat->activateWindow();
+    return true;
 }
 
 void DesktopWindows::showCard(const UI::MeetingReminderCard& card,

@@ -38,7 +38,7 @@ public:
         UI::DateContext dateContext;
     };
 
-    /// Whether a display is named ($WAYLAND_DISPLAY or $DISPLAY, or QT_QPA_PLATFORM is set).
+    /// Whether Qt can start: QT_QPA_PLATFORM is set, or the X display ($DISPLAY) answers.
     static bool hasDisplay();
     /// The windows, or nothing (and one line said) when there is no display or Qt cannot start.
     static std::unique_ptr<DesktopWindows> connect(Services services,
@@ -51,6 +51,9 @@ public:
     void openLibrary();
     /// The library at a recording, at `transcriptTime` in its transcript when given.
     void openRecording(Database::RecordingId id, std::optional<double> transcriptTime = std::nullopt);
+    /// Shows (creating on first use) the chat window over the shared AI service; false when no AI service
+    /// is set up (nothing is shown then).
+    bool openChat();
     /// The meeting card, replacing one on screen; `close` withdraws it without a report.
     void showCard(const UI::MeetingReminderCard& card,
                   UI::MeetingReminderPresenter::CardActionHandler onAction);
