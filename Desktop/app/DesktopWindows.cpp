@@ -207,6 +207,35 @@ std::vector<std::filesystem::path> DesktopWindows::writeScreenshots(const std::f
     }
     window->hide();
 
+    // The chat with a scripted answer: what a conversation looks like without reaching any AI provider.
+    UI::ChatViewModel::Dependencies scripted;
+    scripted.now = [this] { return impl_->services.scheduler.now(); };
+    scripted.answer = [](std::string, Intelligence::ChatScope, std::string) {
+        return Support::startTask([]() -> Support::Task<Intelligence::RAGPipeline::Answer> {
+            auto stream =
+                Intelligence::TextStream::make([](Intelligence::TextStream::Sink out) -> Support::Task<void> {
+                    out.yield("The team agreed on three goals for the quarter [1]:\n\n");
+                    out.yield(
+                        "- **Offline mode**, owned by Sam\n- **One-screen onboarding**, drafted by Ana\n");
+                    out.yield("- Halving crash reports\n");
+                    out.finish();
+                    co_return;
+                });
+            Intelligence::AnswerSources sources;
+            sources.all.push_back(
+                {1, 1, "Quarterly planning", 0, 2, "Alex", "Let's start with the goals for the quarter."});
+            co_return Intelligence::RAGPipeline::Answer{stream, sources};
+        });
+    };
+    UI::ChatViewModel chatModel(scripted);
+    ChatPanel chatPanel(chatModel);
+    chatPanel.resize(560, 720);
+    chatPanel.show();
+    chatModel.inputText.set("What did we decide about the quarter?");
+    chatModel.sendMessage();
+    shoot(&chatPanel, "chat");
+    chatPanel.hide();
+
     MeetingCardWindow cardWindow(card, impl_->services.scheduler, nullptr);
     cardWindow.resize(1280, 800);
     cardWindow.show();

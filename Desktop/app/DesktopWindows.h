@@ -62,8 +62,8 @@ public:
     LibraryWindow* library() const;
     MeetingCardWindow* card() const;
 
-    /// Renders every window (library list, recording summary, transcript, meeting card) into PNG files in
-    /// `folder` at the current scale (QT_SCALE_FACTOR), named with `suffix`; returns the files written.
+    /// Renders every window (library list, recording summary, transcript, chat, meeting card) into PNG files
+    /// in `folder` at the current scale (QT_SCALE_FACTOR), named with `suffix`; returns the files written.
     std::vector<std::filesystem::path> writeScreenshots(const std::filesystem::path& folder,
                                                         const std::string& suffix,
                                                         const UI::MeetingReminderCard& card);
