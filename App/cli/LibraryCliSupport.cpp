@@ -1,7 +1,7 @@
 #include "App/cli/LibraryCliSupport.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Support/Files.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <fmt/format.h>
 
@@ -73,7 +73,7 @@ nlohmann::json recordingJson(const Database::DatabaseManager::Recording& r) {
 }
 
 std::string durationText(double seconds) {
-    return UI::TranscriptTextFormatter::timestamp(seconds);
+    return Database::TranscriptTextFormatter::timestamp(seconds);
 }
 
 } // namespace App::LibraryCli

@@ -1,5 +1,6 @@
 // `vellmora library list|search|show|favorite|delete|import`: the recordings library from the terminal.
 #include "App/cli/LibraryCliSupport.h"
+#include "Database/TranscriptTextFormatter.h"
 #include "Intelligence/UnifiedSearchEngine.h"
 #include "Support/Text.h"
 #include "UI/library/Formatters.h"
@@ -7,7 +8,6 @@
 #include "UI/library/RecordingImporter.h"
 #include "UI/library/RecordingSort.h"
 #include "UI/library/RecordingTextIndex.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <fmt/format.h>
 
@@ -149,7 +149,7 @@ void search(CliContext& ctx, const LibraryOptions& o) {
             auto it = byId.find(m.recordingId);
             ctx.out() << fmt::format("{:>5}  {} ({}) {}: {}\n", m.recordingId,
                                      it == byId.end() ? "" : it->second->title,
-                                     UI::TranscriptTextFormatter::timestamp(m.startTime),
+                                     Database::TranscriptTextFormatter::timestamp(m.startTime),
                                      m.speaker.empty() ? "Speaker" : m.speaker, m.text);
         }
     }
@@ -199,7 +199,8 @@ void show(CliContext& ctx, const LibraryOptions& o) {
     if (!topics.empty()) {
         out << "\nTopics:\n";
         for (const auto& t : topics) {
-            out << "  " << UI::TranscriptTextFormatter::timestamp(t.startTime) << "  " << t.title << "\n";
+            out << "  " << Database::TranscriptTextFormatter::timestamp(t.startTime) << "  " << t.title
+                << "\n";
         }
     }
 }

@@ -2,6 +2,7 @@
 // the user's calendars, as the reminders see them; `--explain` also lists every event of the window that is
 // no meeting, with the rule that dropped it, and where each meeting's link was found.
 #include "App/Cli.h"
+#include "App/host/HostEnvironment.h"
 
 #include "Platform/Linux/ICalendarStore.h"
 #include "Support/MainLoop.h"
@@ -62,7 +63,7 @@ void run(CliContext& ctx, const MeetingsOptions& o) {
         }
         now = *parsed;
     }
-    auto zone = o.timeZone.empty() ? UI::CalendarFetchWindow::currentTimeZoneID() : o.timeZone;
+    auto zone = o.timeZone.empty() ? HostEnvironment::read().timeZoneID : o.timeZone;
     auto options = Platform::ICalendarStore::optionsFromDefaults(ctx.defaults(), zone);
     if (!o.calendars.empty()) {
         options.sources = o.calendars;

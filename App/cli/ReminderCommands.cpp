@@ -3,6 +3,7 @@
 // `vellmora reminders status`: the user's reminder settings, the ledger entries of the coming meetings and
 // the next moment the reminders change, read from the user's defaults and calendars.
 #include "App/Cli.h"
+#include "App/host/HostEnvironment.h"
 
 #include "Platform/Linux/ICalendarStore.h"
 #include "Support/Files.h"
@@ -159,7 +160,7 @@ std::string entryText(const UI::CalendarReminderLedger::Entry& entry) {
 /// The meetings of the fetch window from the user's calendars, or nothing when none are set up.
 std::optional<std::vector<UI::CalendarMeeting>> userMeetings(CliContext& ctx, Support::Date now,
                                                              const UI::CalendarReminderSettings& settings) {
-    auto zone = UI::CalendarFetchWindow::currentTimeZoneID();
+    auto zone = HostEnvironment::read().timeZoneID;
     auto options = Platform::ICalendarStore::optionsFromDefaults(ctx.defaults(), zone);
     if (options.sources.empty()) {
         return std::nullopt;

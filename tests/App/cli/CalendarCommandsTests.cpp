@@ -129,6 +129,32 @@ TEST_F(CalendarCommands, MeetingsReportsUnreadableCalendarsAndBadInput) {
     EXPECT_EQ(run({"meetings"}).status, 2); // no calendars configured
 }
 
+TEST_F(CalendarCommands, MeetingsPutsAFloatingMeetingInTheZoneTzNamesHoweverItIsSpelled) {
+    if (!fs::exists("/usr/share/zoneinfo/Europe/Berlin")) {
+        GTEST_SKIP() << "no zoneinfo (package tzdata)";
+    }
+    write("cal/a.ics", "BEGIN:VCALENDAR\r\n" +
+                           event("review", "20261127T150000", "LOCATION:https://zoom.us/j/1234567890\r\n") +
+                           "END:VCALENDAR\r\n");
+    const char* saved = std::getenv("TZ");
+    std::optional<std::string> before = saved ? std::optional<std::string>(saved) : std::nullopt;
+    for (const char* tz : {"Europe/Berlin", ":Europe/Berlin", ":/usr/share/zoneinfo/Europe/Berlin",
+                           "/usr/share/zoneinfo/Europe/Berlin"}) {
+        ::setenv("TZ", tz, 1);
+        auto r = run(
+            {"meetings", "--calendar", (home / "cal").string(), "--now", "2026-11-27T08:00:00Z", "--json"});
+        ASSERT_EQ(r.status, 0) << r.err;
+        auto json = nlohmann::json::parse(r.out);
+        ASSERT_EQ(json.size(), 1u) << tz;
+        EXPECT_EQ(json[0]["start"], "2026-11-27T14:00:00Z") << tz;
+    }
+    if (before) {
+        ::setenv("TZ", before->c_str(), 1);
+    } else {
+        ::unsetenv("TZ");
+    }
+}
+
 TEST_F(CalendarCommands, MeetingsExplainsConferenceLinksUnknownZonesAndImpossibleTimes) {
     write("cal/a.ics",
           "BEGIN:VCALENDAR\r\n" +
