@@ -5,7 +5,7 @@
 
 #include "App/Cli.h"
 #include "App/host/DemoData.h"
-#include "App/host/Host.h"
+#include "App/host/HostEnvironment.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Desktop/app/DesktopWindows.h"
 #include "Support/NotificationCenter.h"
@@ -49,6 +49,7 @@ CommandRegistration registration{
                 ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
             }
             ::setenv("QT_SCALE_FACTOR", fmt::format("{}", *scale).c_str(), 1);
+            const auto env = HostEnvironment::read();
             Support::MainLoop loop;
             Support::RealScheduler scheduler(loop);
             Support::NotificationCenter center;
@@ -56,8 +57,7 @@ CommandRegistration registration{
             Database::SqliteDatabase database(":memory:");
             DemoData::installLibrary(database, scheduler.now());
             auto windows = Desktop::DesktopWindows::connect(
-                {loop, database, scheduler, center, defaults,
-                 UI::DateContext{Host::localeID(), Host::localTimeZoneID()}},
+                {loop, database, scheduler, center, defaults, UI::DateContext{env.localeID, env.timeZoneID}},
                 [&ctx](const std::string& line) { ctx.err() << line << "\n"; });
             if (!windows) {
                 ctx.setExitStatus(1);
@@ -70,14 +70,14 @@ CommandRegistration registration{
             auto extra =
                 demoMeeting("demo-customer-call", "Customer call: Northwind", start,
                             UI::MeetingService::teams, "https://teams.microsoft.com/l/meetup-join/x");
-            UI::MeetingReminderCard card{
-                main,
-                {extra},
-                UI::MeetingOverlayPresentation(main, {extra}, now, start + std::chrono::seconds(60),
-                                               Host::localTimeZoneID(), Host::localeID()),
-                false,
-                false,
-                now};
+            UI::MeetingReminderCard card{main,
+                                         {extra},
+                                         UI::MeetingOverlayPresentation(main, {extra}, now,
+                                                                        start + std::chrono::seconds(60),
+                                                                        env.timeZoneID, env.localeID),
+                                         false,
+                                         false,
+                                         now};
             auto suffix = *scale == 1.0 ? std::string() : fmt::format("@{}x", *scale);
             for (const auto& path : windows->writeScreenshots(*folder, suffix, card)) {
                 ctx.out() << path.string() << "\n";

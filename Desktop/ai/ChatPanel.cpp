@@ -1,6 +1,6 @@
 #include "Desktop/ai/ChatPanel.h"
 
-#include "UI/library/TranscriptTextFormatter.h"
+#include "Database/TranscriptTextFormatter.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -120,7 +120,7 @@ void ChatPanel::refreshSources() {
     for (const auto& source : chat_.citations.get()) {
         QString line = QStringLiteral("[%1] ").arg(source.number) + qs(source.recordingTitle) +
                        QStringLiteral(" \u00b7 ") +
-                       qs(UI::TranscriptTextFormatter::timestamp(source.startTime));
+                       qs(Database::TranscriptTextFormatter::timestamp(source.startTime));
         if (!source.speaker.empty()) {
             line += QStringLiteral(" \u00b7 ") + qs(source.speaker);
         }

@@ -1,10 +1,10 @@
 #include "Desktop/library/LibraryWindow.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Desktop/library/RecordingListModel.h"
 #include "Desktop/library/RecordingPage.h"
 #include "UI/library/FilterBar.h"
 #include "UI/library/LibraryLayout.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <QCloseEvent>
 #include <QComboBox>
@@ -296,7 +296,8 @@ void LibraryWindow::refreshMoments() {
         auto* top = new QTreeWidgetItem(moments_, {qs(group.recording.title)});
         top->setData(0, recordingIdRole, QVariant::fromValue<qlonglong>(group.id()));
         for (const auto& hit : group.hits) {
-            QString line = qs(UI::TranscriptTextFormatter::timestamp(hit.startTime)) + QStringLiteral("  ");
+            QString line =
+                qs(Database::TranscriptTextFormatter::timestamp(hit.startTime)) + QStringLiteral("  ");
             if (hit.source == Intelligence::MomentHit::Source::screen) {
                 line += tr("On screen: ");
             } else if (!hit.speaker.empty()) {

@@ -1,7 +1,7 @@
 #include "Desktop/library/RecordingListModel.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "UI/library/Formatters.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 namespace Desktop {
 
@@ -35,7 +35,7 @@ QVariant RecordingListModel::data(const QModelIndex& index, int role) const {
         auto detail =
             QString::fromStdString(UI::Formatters::formatRelativeDate(r.startDate, false, now_, context_)) +
             QStringLiteral(" \u00b7 ") +
-            QString::fromStdString(UI::TranscriptTextFormatter::timestamp(r.duration));
+            QString::fromStdString(Database::TranscriptTextFormatter::timestamp(r.duration));
         return title + QLatin1Char('\n') + detail;
     }
     case Qt::ToolTipRole:

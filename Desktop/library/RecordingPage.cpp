@@ -1,9 +1,9 @@
 #include "Desktop/library/RecordingPage.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Desktop/library/TranscriptTab.h"
 #include "Support/BlockingWork.h"
 #include "UI/library/Formatters.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -44,8 +44,8 @@ std::string summaryMarkdown(const Database::DatabaseManager::Recording& recordin
     if (!content.topics.empty()) {
         md += "### Topics\n\n";
         for (const auto& topic : content.topics) {
-            md +=
-                "- **" + UI::TranscriptTextFormatter::timestamp(topic.startTime) + "** " + topic.title + "\n";
+            md += "- **" + Database::TranscriptTextFormatter::timestamp(topic.startTime) + "** " +
+                  topic.title + "\n";
         }
     }
     return md.empty() ? std::string("*No summary yet.*") : md;
@@ -126,7 +126,7 @@ void RecordingPage::updateHeader() {
     date_->setText(qs(UI::Formatters::formatRelativeDate(recording_.startDate, true, context_.scheduler.now(),
                                                          context_.dateContext)) +
                    QStringLiteral(" \u00b7 ") +
-                   qs(UI::TranscriptTextFormatter::timestamp(recording_.duration)));
+                   qs(Database::TranscriptTextFormatter::timestamp(recording_.duration)));
     favorite_->setText(recording_.isFavorite ? tr("Unfavorite") : tr("Favorite"));
     favorite_->setAccessibleName(recording_.isFavorite ? tr("Remove from favorites")
                                                        : tr("Add to favorites"));

@@ -1,6 +1,6 @@
 #include "Desktop/library/TranscriptTab.h"
 
-#include "UI/library/TranscriptTextFormatter.h"
+#include "Database/TranscriptTextFormatter.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>
@@ -157,9 +157,10 @@ void TranscriptTab::rebuildRows() {
         }
         const auto& s = row.segment;
         QString head = s.speaker.empty() ? QString() : qs(s.speaker) + QStringLiteral("  ");
-        auto* item = new QListWidgetItem(head + qs(UI::TranscriptTextFormatter::timestamp(s.startTime)) +
-                                             QLatin1Char('\n') + qs(s.text),
-                                         list_);
+        auto* item =
+            new QListWidgetItem(head + qs(Database::TranscriptTextFormatter::timestamp(s.startTime)) +
+                                    QLatin1Char('\n') + qs(s.text),
+                                list_);
         item->setData(startTimeRole, s.startTime);
         item->setData(segmentIdRole, QVariant::fromValue<qlonglong>(s.id));
         if (activeSegment_ && *activeSegment_ == s.id) {
