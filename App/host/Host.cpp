@@ -17,6 +17,10 @@
 #include "App/host/TerminalPresenter.h"
 #include "App/host/TranscriptionService.h"
 #include "AudioEngine/RecordingRecovery.h"
+#ifdef VELLMORA_HAS_DESKTOP
+#include "Desktop/app/DesktopWindows.h"
+#include "Desktop/calendar/WindowCardPresenter.h"
+#endif
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Platform/Linux/CurlHttpClient.h"
 #include "Platform/Linux/PosixProcessRunner.h"
@@ -117,6 +121,22 @@ int Host::run(std::ostream& out, std::ostream& err) {
     auto database = openLibrary(options_.demo, scheduler.now(), say);
     LinuxServices platform(loop, scheduler, env,
                            {.demo = options_.demo, .terminalOnly = options_.terminalOnly}, say);
+    // The windows, when there is a display: the library and chat open from the menu, and the meeting card
+    // shows as a window beside the terminal's.
+    UI::MeetingReminderPresenter* cardPresenter = &presenter;
+#ifdef VELLMORA_HAS_DESKTOP
+    std::unique_ptr<Desktop::DesktopWindows> windows;
+    std::unique_ptr<Desktop::WindowCardPresenter> windowPresenter;
+    if (!options_.terminalOnly && database && Desktop::DesktopWindows::hasDisplay()) {
+        windows = Desktop::DesktopWindows::connect(
+            {loop, *database, scheduler, center, defaults, UI::DateContext{env.localeID, env.timeZoneID}},
+            say);
+    }
+    if (windows) {
+        windowPresenter = std::make_unique<Desktop::WindowCardPresenter>(presenter, *windows);
+        cardPresenter = windowPresenter.get();
+    }
+#endif
     UI::RecordingRequestGate gate;
     RecordingController controller(state, gate, platform.capture(), scheduler,
                                    Support::Files::dataHome() / "Recordings");
@@ -135,7 +155,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                .notifier = notifier,
                                                .scheduler = scheduler,
                                                .defaults = defaults,
-                                               .presenter = presenter,
+                                               .presenter = *cardPresenter,
                                                .workspace = platform.workspace(),
                                                .intents = intents,
                                                .activity = platform.activity(),
@@ -259,6 +279,21 @@ int Host::run(std::ostream& out, std::ostream& err) {
                    .quit = [&] { shutdown.quit(); },
                    .say = say});
     shutdown.add([&] { menu.stop(); });
+#ifdef VELLMORA_HAS_DESKTOP
+    if (windows) {
+        menu.actions().setWindowActions(
+            {.openLibrary = [&] { windows->openLibrary(); },
+             .openChat =
+                 [&] {
+                     if (!windows->openChat()) {
+                         say("AI Chat needs an AI provider: see `vellmora ai --help`.");
+                     }
+                 }});
+        if (options_.demo) {
+            windows->openLibrary();
+        }
+    }
+#endif
 
     // The two-track capture's news: a silent track in the terminal, the menu and a notification; a full
     // disk stops the recording.
