@@ -2,11 +2,45 @@
 
 #include "App/host/SpeechEngines.h"
 #include "Intelligence/TranscriptionSettings.h"
+#include "Platform/Linux/ICalendarStore.h"
 #include "UI/recording/ProcessingNotifications.h"
 
 #include <fmt/format.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <vector>
 
 namespace App {
+
+namespace {
+
+/// The user as the attendee names know them: the account's full name (the first field of its GECOS entry)
+/// and the first of the addresses set in "calendar.userEmails".
+std::optional<UI::CalendarAttendeeHints::User> userIdentity(const Support::UserDefaults& defaults) {
+    UI::CalendarAttendeeHints::User user;
+    std::vector<char> buffer(16384);
+    struct passwd entry {};
+    struct passwd* result = nullptr;
+    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &result) == 0 && result &&
+        result->pw_gecos) {
+        std::string name(result->pw_gecos);
+        name = name.substr(0, name.find(','));
+        if (!name.empty()) {
+            user.name = std::move(name);
+        }
+    }
+    if (auto emails = Platform::ICalendarStore::optionsFromDefaults(defaults, "").userEmails;
+        !emails.empty()) {
+        user.email = emails.front();
+    }
+    if (!user.name && !user.email) {
+        return std::nullopt;
+    }
+    return user;
+}
+
+} // namespace
 
 TranscriptionService::TranscriptionService(Dependencies dependencies) : deps_(std::move(dependencies)) {
     queue_ = std::make_unique<UI::TranscriptionQueue>(UI::TranscriptionQueue::Dependencies{
@@ -24,6 +58,7 @@ TranscriptionService::TranscriptionService(Dependencies dependencies) : deps_(st
             },
         .language = [this] { return Intelligence::TranscriptionSettings::load(deps_.defaults).language; },
         .file = deps_.file,
+        .user = [this] { return userIdentity(deps_.defaults); },
         .say = deps_.say,
     });
     transcribed_ = queue_->transcribed.connect([this](Database::RecordingId id, int segments) {

@@ -1,6 +1,8 @@
 // One instance of an Evolution Data Server event (the component EDS hands to
 // `e_cal_client_generate_instances_sync`, with the instance's start and end) as a `CalendarEvent`, the
-// record every calendar store gives. Used by `EdsCalendarStore` on its own thread.
+// record every calendar store gives. Used by `EdsCalendarStore` on its own thread. The texts, people and
+// call links are read as the calendar files' are (`ICalendarEventProperties`, over the libical component the
+// EDS component wraps), and a RECURRENCE-ID's TZID through `ICalendarTimeZoneNames`.
 //
 // The HTML description (X-ALT-DESC;FMTTYPE=text/html) is `htmlNotes`; it stands in for the notes when there
 // is no plain DESCRIPTION. A participant whose address is one of `userAddresses` (lower-case) is the current

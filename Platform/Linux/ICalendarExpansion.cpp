@@ -1,5 +1,6 @@
 #include "Platform/Linux/ICalendarExpansion.h"
 
+#include "Platform/Linux/ICalendarEventProperties.h"
 #include "Platform/Linux/ICalendarTimeZoneNames.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
@@ -62,17 +63,8 @@ icaltimezone* zoneNamed(icalcomponent* root, const char* tzid, const Context& ct
     if (!isNew) {
         return cached->second;
     }
-    auto* zone = icaltimezone_get_builtin_timezone_from_tzid(tzid);
-    if (!zone) {
-        auto known = [](const std::string& id) {
-            return icaltimezone_get_builtin_timezone(id.c_str()) != nullptr;
-        };
-        if (auto id = ICalendarTimeZoneNames::ianaID(tzid, known)) {
-            zone = icaltimezone_get_builtin_timezone(id->c_str());
-        }
-    }
-    cached->second = zone;
-    return zone;
+    cached->second = ICalendarTimeZoneNames::databaseZone(tzid);
+    return cached->second;
 }
 
 const char* tzidOf(icalproperty* prop) {
@@ -140,176 +132,14 @@ std::optional<std::string> textOf(const char* s) {
     return std::string(s);
 }
 
-ParticipantStatus statusOf(icalproperty* prop, bool organizer) {
-    auto* param = icalproperty_get_first_parameter(prop, ICAL_PARTSTAT_PARAMETER);
-    if (!param) {
-        return organizer ? ParticipantStatus::unknown : ParticipantStatus::pending;
-    }
-    switch (icalparameter_get_partstat(param)) {
-    case ICAL_PARTSTAT_NEEDSACTION:
-        return ParticipantStatus::pending;
-    case ICAL_PARTSTAT_ACCEPTED:
-        return ParticipantStatus::accepted;
-    case ICAL_PARTSTAT_DECLINED:
-        return ParticipantStatus::declined;
-    case ICAL_PARTSTAT_TENTATIVE:
-        return ParticipantStatus::tentative;
-    case ICAL_PARTSTAT_DELEGATED:
-        return ParticipantStatus::delegated;
-    case ICAL_PARTSTAT_COMPLETED:
-        return ParticipantStatus::completed;
-    case ICAL_PARTSTAT_INPROCESS:
-        return ParticipantStatus::inProcess;
-    default:
-        return ParticipantStatus::unknown;
-    }
-}
-
-ParticipantType typeOf(icalproperty* prop) {
-    auto* param = icalproperty_get_first_parameter(prop, ICAL_CUTYPE_PARAMETER);
-    if (!param) {
-        return ParticipantType::person; // the default user type is an individual
-    }
-    switch (icalparameter_get_cutype(param)) {
-    case ICAL_CUTYPE_INDIVIDUAL:
-        return ParticipantType::person;
-    case ICAL_CUTYPE_GROUP:
-        return ParticipantType::group;
-    case ICAL_CUTYPE_RESOURCE:
-        return ParticipantType::resource;
-    case ICAL_CUTYPE_ROOM:
-        return ParticipantType::room;
-    default:
-        return ParticipantType::unknown;
-    }
-}
-
-CalendarParticipant participantOf(icalproperty* prop, bool organizer, const Context& ctx) {
-    CalendarParticipant p;
-    const char* address = organizer ? icalproperty_get_organizer(prop) : icalproperty_get_attendee(prop);
-    p.url = textOf(address);
-    if (auto* cn = icalproperty_get_first_parameter(prop, ICAL_CN_PARAMETER)) {
-        p.name = textOf(icalparameter_get_cn(cn));
-    }
-    p.type = typeOf(prop);
-    p.status = statusOf(prop, organizer);
-    if (p.url) {
-        auto lower = Support::Text::asciiLowercased(*p.url);
-        p.isCurrentUser =
-            Support::Text::startsWith(lower, "mailto:") && ctx.userEmails.count(lower.substr(7)) > 0;
-    }
-    return p;
-}
-
-/// The fields every occurrence of a component shares. An override takes what it lacks from its series.
-struct EventTemplate {
-    std::string uid;
-    std::string title;
-    EventStatus status = EventStatus::none;
-    std::optional<std::string> url, location, notes, htmlNotes;
-    std::vector<std::string> conferences;
-    std::vector<CalendarParticipant> attendees;
-    std::optional<CalendarParticipant> organizer;
-};
-
-/// Whether a CONFERENCE property is for joining the call: one for video, or one that does not say.
-bool isVideoConference(icalproperty* p) {
-    auto* feature = icalproperty_get_first_parameter(p, ICAL_FEATURE_PARAMETER);
-    if (!feature) {
-        return true;
-    }
-    // FEATURE is a list ("AUDIO,VIDEO"), which libical keeps as one text.
-    for (; feature; feature = icalproperty_get_next_parameter(p, ICAL_FEATURE_PARAMETER)) {
-        const char* text = icalparameter_as_ical_string(feature);
-        if (text && Support::Text::asciiLowercased(text).find("video") != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
-}
+/// The texts and people every occurrence of a component shares. An override takes what it lacks from its
+/// series.
+using EventTemplate = ICalendarEventProperties;
 
 EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTemplate* series) {
-    EventTemplate t;
-    t.uid = textOf(icalcomponent_get_uid(c)).value_or("");
-    bool hasSummary = false;
-    std::optional<std::string> description;
-    // The call's own properties, best first: CONFERENCE for video (or unlabelled), the vendors' properties,
-    // then the other CONFERENCE values (audio, chat, ...), which may still hold a link.
-    std::vector<std::string> videoConferences, vendorConferences, otherConferences;
-    for (auto* p = icalcomponent_get_first_property(c, ICAL_ANY_PROPERTY); p;
-         p = icalcomponent_get_next_property(c, ICAL_ANY_PROPERTY)) {
-        switch (icalproperty_isa(p)) {
-        case ICAL_SUMMARY_PROPERTY:
-            t.title = textOf(icalproperty_get_summary(p)).value_or("");
-            hasSummary = true;
-            break;
-        case ICAL_LOCATION_PROPERTY:
-            t.location = textOf(icalproperty_get_location(p));
-            break;
-        case ICAL_DESCRIPTION_PROPERTY:
-            description = textOf(icalproperty_get_description(p));
-            break;
-        case ICAL_URL_PROPERTY:
-            t.url = textOf(icalproperty_get_url(p));
-            break;
-        case ICAL_STATUS_PROPERTY:
-            switch (icalproperty_get_status(p)) {
-            case ICAL_STATUS_CONFIRMED:
-                t.status = EventStatus::confirmed;
-                break;
-            case ICAL_STATUS_TENTATIVE:
-                t.status = EventStatus::tentative;
-                break;
-            case ICAL_STATUS_CANCELLED:
-                t.status = EventStatus::canceled;
-                break;
-            default:
-                break;
-            }
-            break;
-        case ICAL_ATTENDEE_PROPERTY:
-            t.attendees.push_back(participantOf(p, false, ctx));
-            break;
-        case ICAL_ORGANIZER_PROPERTY:
-            t.organizer = participantOf(p, true, ctx);
-            break;
-        case ICAL_CONFERENCE_PROPERTY:
-            if (auto value = textOf(icalproperty_get_conference(p))) {
-                (isVideoConference(p) ? videoConferences : otherConferences).push_back(std::move(*value));
-            }
-            break;
-        case ICAL_X_PROPERTY: {
-            const char* name = icalproperty_get_x_name(p);
-            if (name && (strcasecmp(name, "X-GOOGLE-CONFERENCE") == 0 ||
-                         strcasecmp(name, "X-MICROSOFT-SKYPETEAMSMEETINGURL") == 0)) {
-                if (auto value = textOf(icalproperty_get_x(p))) {
-                    vendorConferences.push_back(std::move(*value));
-                }
-            } else if (name && std::strcmp(name, "X-ALT-DESC") == 0) {
-                auto* fmt = icalproperty_get_first_parameter(p, ICAL_FMTTYPE_PARAMETER);
-                const char* type = fmt ? icalparameter_get_fmttype(fmt) : nullptr;
-                if (type && Support::Text::asciiLowercased(type) == "text/html") {
-                    t.htmlNotes = textOf(icalproperty_get_x(p));
-                }
-            }
-            break;
-        }
-        default:
-            break;
-        }
-    }
-    for (auto* list : {&videoConferences, &vendorConferences, &otherConferences}) {
-        t.conferences.insert(t.conferences.end(), std::make_move_iterator(list->begin()),
-                             std::make_move_iterator(list->end()));
-    }
-    // The plain description is the notes; an HTML one stands in when there is no plain one.
-    if (description) {
-        t.notes = description;
-    } else {
-        t.notes = std::exchange(t.htmlNotes, std::nullopt);
-    }
+    auto t = ICalendarEventProperties::of(c, ctx.userEmails);
     if (series) {
-        if (!hasSummary) {
+        if (!t.title) {
             t.title = series->title;
         }
         if (!t.url) {
@@ -318,8 +148,8 @@ EventTemplate templateOf(icalcomponent* c, const Context& ctx, const EventTempla
         if (!t.location) {
             t.location = series->location;
         }
-        if (t.conferences.empty()) {
-            t.conferences = series->conferences;
+        if (t.conferenceURLs.empty()) {
+            t.conferenceURLs = series->conferenceURLs;
         }
         if (!t.notes) {
             t.notes = series->notes;
@@ -357,7 +187,7 @@ CalendarEvent occurrence(const EventTemplate& t, const std::string& calendarID, 
     e.calendarItemID = t.uid;
     e.externalID = t.uid.empty() ? std::nullopt : std::optional<std::string>(t.uid);
     e.calendarID = calendarID;
-    e.title = t.title;
+    e.title = t.title.value_or("");
     // Times no calendar means (a typo'd year, a duration of millennia) are kept inside the range and marked,
     // so that the filter drops the event with a reason instead of turning it into garbage times.
     e.timesOutOfRange = !CalendarEvent::isWithinRange(o.start, o.end) ||
@@ -371,7 +201,7 @@ CalendarEvent occurrence(const EventTemplate& t, const std::string& calendarID, 
     e.unknownTimeZone = o.unknownZone;
     e.status = t.status;
     e.url = t.url;
-    e.conferenceURLs = t.conferences;
+    e.conferenceURLs = t.conferenceURLs;
     e.location = t.location;
     e.notes = t.notes;
     e.htmlNotes = t.htmlNotes;

@@ -58,4 +58,18 @@ ICalendarTimeZoneNames::ianaID(std::string_view tzid,
     return std::nullopt;
 }
 
+icaltimezone* ICalendarTimeZoneNames::databaseZone(const char* tzid) {
+    if (!tzid || !*tzid) {
+        return nullptr;
+    }
+    if (auto* zone = icaltimezone_get_builtin_timezone_from_tzid(tzid)) {
+        return zone;
+    }
+    auto known = [](const std::string& id) {
+        return icaltimezone_get_builtin_timezone(id.c_str()) != nullptr;
+    };
+    auto id = ianaID(tzid, known);
+    return id ? icaltimezone_get_builtin_timezone(id->c_str()) : nullptr;
+}
+
 } // namespace Platform

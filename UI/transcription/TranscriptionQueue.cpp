@@ -24,22 +24,20 @@ TranscriptionQueue::~TranscriptionQueue() {
 }
 
 std::vector<std::string>
-TranscriptionQueue::attendeeHints(const Database::DatabaseManager::Recording& recording) {
-    std::vector<std::string> names;
-    if (recording.participants.size() > CalendarAttendeeHints::maxAttendees) {
-        return names;
-    }
+TranscriptionQueue::attendeeHints(const Database::DatabaseManager::Recording& recording,
+                                  const std::optional<CalendarAttendeeHints::User>& user) {
+    // The recording keeps only names: each participant is a person whose answer is not known.
+    std::vector<CalendarAttendee> attendees;
+    attendees.reserve(recording.participants.size());
     for (const auto& participant : recording.participants) {
-        auto name = Support::Text::trimmed(participant);
-        if (name.empty() || std::find(names.begin(), names.end(), name) != names.end()) {
-            continue;
+        CalendarAttendee attendee;
+        attendee.name = participant;
+        if (participant.find('@') != std::string::npos) {
+            attendee.email = Support::Text::trimmed(participant);
         }
-        names.push_back(std::move(name));
-        if (names.size() == CalendarAttendeeHints::maxHints) {
-            break;
-        }
+        attendees.push_back(std::move(attendee));
     }
-    return names;
+    return CalendarAttendeeHints::names(attendees, std::nullopt, user);
 }
 
 std::vector<Database::DatabaseManager::RecordingTrack>
@@ -156,7 +154,7 @@ TranscriptionQueue::transcribeOne(TranscriptionQueueFile::Entry entry) {
     }
 
     ProcessingNotifications::postProcessingStarted(deps_.center, id, transcriptionType, false);
-    const Intelligence::SpeechOptions options{deps_.language(), attendeeHints(*recording)};
+    const Intelligence::SpeechOptions options{deps_.language(), attendeeHints(*recording, deps_.user())};
     std::vector<TranscriptAssembly::TrackSegments> results;
     std::optional<Intelligence::TranscriptionError> failure;
     for (const auto& track : tracksOf(*recording)) {

@@ -27,6 +27,7 @@
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "UI/calendar/CalendarAttendeeHints.h"
 #include "UI/transcription/TranscriptionQueueFile.h"
 
 #include <functional>
@@ -47,6 +48,10 @@ public:
         /// "auto" or a language code.
         std::function<std::string()> language = [] { return std::string("auto"); };
         TranscriptionQueueFile file = TranscriptionQueueFile();
+        /// Who the user is (name and address), whose own name is left out of the attendee names.
+        std::function<std::optional<CalendarAttendeeHints::User>()> user = [] {
+            return std::optional<CalendarAttendeeHints::User>();
+        };
         /// A sentence for the user's terminal or notification.
         std::function<void(const std::string&)> say = [](const std::string&) {};
         Support::Duration retryDelay = Support::seconds(600);
@@ -71,9 +76,11 @@ public:
     /// After a recording's transcript was stored, with its number of segments.
     Support::Signal<Database::RecordingId, int> transcribed;
 
-    /// The attendee names handed to the engine for a recording: its participants, trimmed, each once, at
-    /// most 15, none when there are more than 25.
-    static std::vector<std::string> attendeeHints(const Database::DatabaseManager::Recording& recording);
+    /// The attendee names handed to the engine for a recording: its participants as `CalendarAttendeeHints`
+    /// picks them (trimmed, each once, at most 15, none when there are more than 25, the user left out). A
+    /// participant written as an address is compared with the user's address.
+    static std::vector<std::string> attendeeHints(const Database::DatabaseManager::Recording& recording,
+                                                  const std::optional<CalendarAttendeeHints::User>& user);
     /// The tracks of a recording: its own, or its single file as the other side's.
     static std::vector<Database::DatabaseManager::RecordingTrack>
     tracksOf(const Database::DatabaseManager::Recording& recording);

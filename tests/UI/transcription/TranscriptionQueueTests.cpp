@@ -72,6 +72,10 @@ struct Rig {
             },
             .language = [] { return std::string("en"); },
             .file = TranscriptionQueueFile(folder / "transcription-queue.json"),
+            .user =
+                [] {
+                    return std::optional(CalendarAttendeeHints::User{"Walter Skinner", "ws@fbi.example"});
+                },
             .say = [this](const std::string& s) { said.push_back(s); },
         });
     }
@@ -81,7 +85,7 @@ struct Rig {
         Recording r;
         r.title = "Weekly sync";
         r.fileURL = "/recordings/call/mic.ogg";
-        r.participants = {"Dana Scully", " Fox Mulder ", "Dana Scully", ""};
+        r.participants = {"Dana Scully", " Fox Mulder ", "Dana Scully", "", "walter skinner"};
         r.tracks = {{"/recordings/call/mic.ogg", true, 0}, {"/recordings/call/system.ogg", false, 0.2}};
         engine->script["/recordings/call/mic.ogg"] = {{0.5, 2.0, " Morning, shall we start?", ""},
                                                       {5.03, 7.0, " Budget first, then hiring.", ""}};
@@ -135,6 +139,45 @@ TEST(TranscriptionQueue, StoresBothTracksOfASavedCallAndTellsTheMenuAndTheAIJobs
     EXPECT_EQ(rig.engine->options[0].language, "en");
     EXPECT_EQ(rig.engine->options[0].attendeeNames, (std::vector<std::string>{"Dana Scully", "Fox Mulder"}));
     EXPECT_TRUE(queue->contents().queue.empty());
+}
+
+TEST(TranscriptionQueue, HandsTheEngineTheParticipantsNamesWithoutTheUsersOwn) {
+    using User = CalendarAttendeeHints::User;
+    const User user{"Walter Skinner", "WS@fbi.example"};
+    std::vector<std::string> twenty, twentySix;
+    for (int i = 1; i <= 26; ++i) {
+        (i <= 20 ? twenty : twentySix).push_back("Agent " + std::to_string(i));
+    }
+    twentySix.insert(twentySix.begin(), twenty.begin(), twenty.end());
+    struct Case {
+        const char* what;
+        std::vector<std::string> participants;
+        std::optional<User> user;
+        std::vector<std::string> hints;
+    };
+    const std::vector<Case> cases{
+        {"trimmed, each once, empty names left out",
+         {" Dana Scully ", "Fox Mulder", "Dana Scully", "  "},
+         std::nullopt,
+         {"Dana Scully", "Fox Mulder"}},
+        {"the user's name left out whatever its case",
+         {"walter SKINNER", "Dana Scully"},
+         user,
+         {"Dana Scully"}},
+        {"the user's address left out whatever its case",
+         {"ws@FBI.example", "Dana Scully"},
+         user,
+         {"Dana Scully"}},
+        {"another address kept", {"fm@fbi.example"}, user, {"fm@fbi.example"}},
+        {"the first 15 of 20", twenty, std::nullopt,
+         std::vector<std::string>(twenty.begin(), twenty.begin() + 15)},
+        {"none for more than 25", twentySix, std::nullopt, {}},
+    };
+    for (const auto& c : cases) {
+        Recording r;
+        r.participants = c.participants;
+        EXPECT_EQ(TranscriptionQueue::attendeeHints(r, c.user), c.hints) << c.what;
+    }
 }
 
 TEST(TranscriptionQueue, KeepsTheRecordingQueuedWhileNoEngineIsSetUpAndTriesAgainLater) {
