@@ -13,6 +13,8 @@
 #include "App/host/TerminalPresenter.h"
 #include "App/host/TerminalStatusItem.h"
 #include "AudioEngine/CommandCapture.h"
+#include "AudioEngine/DesktopScreenCapture.h"
+#include "AudioEngine/ScreenRecordingCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
@@ -31,6 +33,7 @@
 #include "UI/recording/CallDetector.h"
 #include "UI/recording/MenuBarController.h"
 #include "UI/recording/MenuTextRenderer.h"
+#include "UI/recording/ProcessingNotifications.h"
 #include "UI/recording/RecordingControlPresentation.h"
 #include "UI/recording/RecordingNotifications.h"
 #include "UI/recording/SystemUserNotificationClient.h"
@@ -184,6 +187,28 @@ int Host::run(std::ostream& out, std::ostream& err) {
     if (!captureEngine) {
         captureEngine = std::make_unique<AudioEngine::SimulatedCapture>(scheduler);
     }
+    // The shared screen is recorded beside the audio when the user turned it on ("video.captureScreen").
+    std::function<void(const std::string&)> screenNotice;
+    if (!options_.demo) {
+        auto desktop = AudioEngine::DesktopScreenCapture::current(
+            Support::Files::cacheHome() / "screen.log", Support::Files::dataHome() / "screen-share.token");
+        captureEngine = std::make_unique<AudioEngine::ScreenRecordingCapture>(
+            std::move(captureEngine),
+            AudioEngine::ScreenRecordingCapture::Dependencies{
+                .defaults = defaults,
+                .makeScreen = AudioEngine::DesktopScreenCapture::makeFactory(scheduler, desktop),
+                .ffmpeg = AudioEngine::DesktopScreenCapture::ffmpeg(desktop),
+                .say = [&screenNotice](const std::string& text) { screenNotice(text); },
+                .preparingVideo =
+                    [&center](bool preparing) {
+                        // Before the recording has an id: the menu only needs the kind of work.
+                        if (preparing) {
+                            UI::ProcessingNotifications::postProcessingStarted(center, 0, "video", false);
+                        } else {
+                            UI::ProcessingNotifications::postProcessingCompleted(center, 0, "video");
+                        }
+                    }});
+    }
     auto& capture = *captureEngine;
     RecordingController controller(state, gate, capture, scheduler,
                                    Support::Files::dataHome() / "Recordings");
@@ -208,6 +233,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
          .showLibrary = [&] { showLibrary(); }},
         timeZone, locale);
     auto say = [&presenter](const std::string& text) { presenter.message(text); };
+    screenNotice = say;
     for (const auto& n : notices) {
         say(n);
     }
@@ -424,6 +450,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
         record.duration = r.durationSeconds;
         record.fileURL = r.audioFile;
         record.videoFileURL = r.videoFile;
+        if (r.videoFile && r.videoOffset) {
+            record.videoOffset = Support::toSeconds(*r.videoOffset);
+        }
         if (meeting) {
             record.calendarEventTitle = meeting->title;
             record.calendarEventNotes = meeting->notesExcerpt;
