@@ -1,6 +1,6 @@
 # Front door for people: every target installs what it needs first (scripts/install-deps is quiet and quick
 # when everything is there).
-.PHONY: run test asan-test build deps format bench fuzz clean
+.PHONY: run test asan-test tsan-test build deps format bench fuzz clean deb
 
 CMAKE_BUILD := cmake --build --preset
 
@@ -25,6 +25,22 @@ asan-test: deps
 	@$(CMAKE_BUILD) asan
 	@ctest --preset asan
 
+# The code with threads (the runtime, the HTTP client, the calendar store, capture, the library, the host)
+# under ThreadSanitizer.
+tsan-test: deps
+	@cmake --preset tsan >/dev/null
+	@$(CMAKE_BUILD) tsan
+	@ctest --preset tsan
+
+# The Debian package from the default build: only what it installs is built, then CPack (prefix /usr,
+# stripped, dependencies from dpkg-shlibdeps) and lintian.
+deb: deps
+	@cmake --preset default >/dev/null
+	@$(CMAKE_BUILD) default --target vellmora vellmora-mcp vellmora_manpage vellmora_changelog
+	@cd build && cpack -G DEB >/dev/null
+	@lintian --fail-on error build/vellmora_*.deb
+	@ls build/vellmora_*.deb
+
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i
 
@@ -38,4 +54,4 @@ fuzz: deps
 	@$(CMAKE_BUILD) fuzz
 
 clean:
-	@rm -rf build build-asan build-fuzz build-bench
+	@rm -rf build build-asan build-tsan build-fuzz build-bench

@@ -1,12 +1,14 @@
 #include "AudioEngine/CommandCapture.h"
 
-#include "Platform/Linux/ChildProcess.h"
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ChildProcess.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/BlockingWork.h"
 #include "Support/Log.h"
 #include "Support/Uuid.h"
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <system_error>
 
@@ -144,10 +146,29 @@ Support::Task<CaptureSession> CommandCapture::startCapture(std::filesystem::path
     auto id = Support::Uuid::generate();
     auto file = folder / (id + ".wav");
     auto name = toolName(options_.tool);
-    co_await Support::BlockingWork::run([folder] {
-        std::error_code ignored;
-        std::filesystem::create_directories(folder, ignored);
+    // Every folder written into is made first, and a failure names the folder or file, not the tool.
+    auto problem = co_await Support::BlockingWork::run([folder, log = options_.logFile]() -> std::string {
+        std::error_code error;
+        std::filesystem::create_directories(folder, error);
+        if (error) {
+            return "the folder " + folder.string() + " cannot be created (" + error.message() + ")";
+        }
+        if (!log.empty()) {
+            std::filesystem::create_directories(log.parent_path(), error);
+            if (error) {
+                return "the folder " + log.parent_path().string() + " cannot be created (" + error.message() +
+                       ")";
+            }
+            std::ofstream probe(log, std::ios::app);
+            if (!probe) {
+                return "the log " + log.string() + " cannot be written (" + std::strerror(errno) + ")";
+            }
+        }
+        return {};
     });
+    if (!problem.empty()) {
+        throw CaptureError("Recording could not start: " + problem + ".");
+    }
     try {
         tool_ = std::make_unique<Platform::ChildProcess>(Platform::ChildProcess::Options{
             .executable = options_.executable.string(),
@@ -221,8 +242,14 @@ Support::Task<std::optional<CapturedRecording>> CommandCapture::stopCapture() {
     if (!measured) {
         throw CaptureError("The recording was lost: " + toolName(options_.tool) + " wrote no audio file.");
     }
-    std::optional<CapturedRecording> recording = CapturedRecording{
-        session.recordingId, session.startedAt, measured->value_or(wallSeconds), path, std::nullopt};
+    // The tool records the microphone alone: one track.
+    std::optional<CapturedRecording> recording =
+        CapturedRecording{session.recordingId,
+                          session.startedAt,
+                          measured->value_or(wallSeconds),
+                          path,
+                          std::nullopt,
+                          std::vector<CapturedTrack>{CapturedTrack{path, true, {}}}};
     co_return recording;
 }
 

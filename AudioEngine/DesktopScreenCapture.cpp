@@ -2,7 +2,7 @@
 
 #include "AudioEngine/FfmpegScreenCapture.h"
 #include "AudioEngine/PortalScreenCapture.h"
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 
 #include <cstdlib>
 

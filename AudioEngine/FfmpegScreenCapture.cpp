@@ -1,7 +1,7 @@
 #include "AudioEngine/FfmpegScreenCapture.h"
 
-#include "Platform/Linux/ChildProcess.h"
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ChildProcess.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/BlockingWork.h"
 #include "Support/Log.h"
 

@@ -1,6 +1,6 @@
 #include "AudioEngine/PortalScreenCapture.h"
 
-#include "Platform/Linux/ChildProcess.h"
+#include "Platform/ChildProcess.h"
 #include "Platform/Linux/ScreenCastPortal.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"

@@ -1,8 +1,8 @@
 #include "Mcp/McpServer.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Intelligence/ConnectSettings.h"
 #include "Support/Time.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <nlohmann/json.hpp>
 
@@ -259,7 +259,7 @@ struct McpServer::Impl {
                                 {"speaker", m.speaker},
                                 {"text", m.text}});
             text += "#" + std::to_string(m.recordingId) + " at " +
-                    UI::TranscriptTextFormatter::timestamp(m.startTime) +
+                    Database::TranscriptTextFormatter::timestamp(m.startTime) +
                     (m.speaker.empty() ? "" : " " + m.speaker) + ": " + m.text + "\n";
         }
         if (found.empty() && passages.empty()) {
@@ -275,7 +275,7 @@ struct McpServer::Impl {
         auto r = existing(id);
         auto& store = db();
         int total = store.segmentCount(id);
-        auto lines = UI::TranscriptTextFormatter::lines(store.segments(id, offset, limit));
+        auto lines = Database::TranscriptTextFormatter::lines(store.segments(id, offset, limit));
         std::string text;
         if (total == 0) {
             text = "\"" + r.title + "\" has no transcript yet.";
@@ -304,7 +304,7 @@ struct McpServer::Impl {
         for (const auto& t : topics) {
             topicList.push_back(
                 {{"title", t.title}, {"startTime", t.startTime}, {"summary", t.summary.value_or("")}});
-            text += "- " + UI::TranscriptTextFormatter::timestamp(t.startTime) + " " + t.title +
+            text += "- " + Database::TranscriptTextFormatter::timestamp(t.startTime) + " " + t.title +
                     (t.summary ? ": " + *t.summary : "") + "\n";
         }
         return textResult(

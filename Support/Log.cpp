@@ -20,6 +20,7 @@ struct Sinks {
     int captureDepth = 0;
     std::vector<LogRecord> captured;
     bool journalAllowed = true;
+    std::function<void(std::string_view)> stderrSink;
 };
 Sinks& sinks() {
     static Sinks s;
@@ -124,7 +125,12 @@ void Logger::write(LogLevel level, const std::string& message) const {
         return;
     }
     std::string line = fmt::format("vellmora[{}] {}: {}\n", category_, levelName(level), message);
-    std::cerr << line << std::flush;
+    std::lock_guard lock(sinks().mutex);
+    if (sinks().stderrSink) {
+        sinks().stderrSink(line);
+    } else {
+        std::cerr << line << std::flush;
+    }
 }
 
 LogCapture::LogCapture() {
@@ -171,6 +177,11 @@ void LogCapture::clear() {
 void setLogToJournal(bool enabled) {
     std::lock_guard lock(sinks().mutex);
     sinks().journalAllowed = enabled;
+}
+
+void setStderrSink(std::function<void(std::string_view line)> sink) {
+    std::lock_guard lock(sinks().mutex);
+    sinks().stderrSink = std::move(sink);
 }
 
 } // namespace Support

@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -75,5 +76,11 @@ public:
 
 /// Sets where records go when no capture is active: `false` forces stderr even with a journal.
 void setLogToJournal(bool enabled);
+
+/// While set, each record meant for stderr is handed to `sink` as one line (with its newline) instead of
+/// being written: a terminal that keeps a status line prints it above that line. The sink is called from
+/// whichever thread logs, one record at a time, and never after `setStderrSink` returns with another one
+/// (or none: `{}`), so its owner can remove it in its destructor. It must not log.
+void setStderrSink(std::function<void(std::string_view line)> sink);
 
 } // namespace Support

@@ -7,7 +7,7 @@
 // Goals: under 60 MB an hour, under 5% of one core.
 #include "AudioEngine/FfmpegScreenCapture.h"
 #include "AudioEngine/ScreenCapturePreferences.h"
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 #include "tests/Fakes/SlideDisplay.h"
 
 #include <fmt/format.h>

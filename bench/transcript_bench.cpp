@@ -2,7 +2,7 @@
 // "Copy All" produces. With --data-dir DIR it formats the longest transcript of DIR/library.sqlite.
 #include "BenchData.h"
 #include "Database/Sqlite/SqliteDatabase.h"
-#include "UI/library/TranscriptTextFormatter.h"
+#include "Database/TranscriptTextFormatter.h"
 
 #include <benchmark/benchmark.h>
 
@@ -30,7 +30,7 @@ void generate(std::size_t count) {
 void BM_FormatterLines(benchmark::State& state) {
     std::size_t lines = 0;
     for (auto _ : state) {
-        auto out = UI::TranscriptTextFormatter::lines(segments);
+        auto out = Database::TranscriptTextFormatter::lines(segments);
         lines = out.size();
         benchmark::DoNotOptimize(out.data());
     }

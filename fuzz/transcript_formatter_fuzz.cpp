@@ -1,7 +1,7 @@
 // The transcript formatter on segments decoded from arbitrary bytes (any start time, NaN and infinities
 // included, any text and speaker bytes): it must not crash, and every line must read
 // "<label> (<timestamp>): <text>" with single spaces in the text.
-#include "UI/library/TranscriptTextFormatter.h"
+#include "Database/TranscriptTextFormatter.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -10,10 +10,10 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    std::vector<UI::TranscriptTextFormatter::Segment> segments;
+    std::vector<Database::TranscriptTextFormatter::Segment> segments;
     size_t pos = 0;
     while (pos + 11 <= size && segments.size() < 64) {
-        UI::TranscriptTextFormatter::Segment s;
+        Database::TranscriptTextFormatter::Segment s;
         std::memcpy(&s.startTime, data + pos, 8);
         s.isFromMicrophone = data[pos + 8] & 1;
         const size_t textLength = std::min<size_t>(data[pos + 9], size - pos - 11);
@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         pos += speakerLength;
         segments.push_back(std::move(s));
     }
-    for (const auto& line : UI::TranscriptTextFormatter::lines(segments)) {
+    for (const auto& line : Database::TranscriptTextFormatter::lines(segments)) {
         auto open = line.find(" (");
         auto close = line.find("): ");
         if (open == std::string::npos || close == std::string::npos || line.size() == close + 3) {
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
     }
     for (const auto& s : segments) {
-        auto stamp = UI::TranscriptTextFormatter::timestamp(s.startTime);
+        auto stamp = Database::TranscriptTextFormatter::timestamp(s.startTime);
         if (stamp.empty() || stamp.find(':') == std::string::npos) {
             std::abort();
         }

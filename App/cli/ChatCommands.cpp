@@ -2,10 +2,10 @@
 // passages it was written from.
 #include "App/Cli.h"
 #include "App/cli/AICommandSupport.h"
+#include "Database/TranscriptTextFormatter.h"
 #include "Intelligence/RAGPipeline.h"
 #include "Support/Text.h"
 #include "UI/ai/ChatErrorMessage.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 namespace {
 
@@ -47,8 +47,8 @@ void chat(App::CliContext& ctx, const std::optional<std::string>& recording,
     out << "\n\nSources:\n";
     for (const auto& s : sources.all) {
         out << "[" << s.number << "] " << (s.recordingTitle.empty() ? "Untitled" : s.recordingTitle)
-            << " (recording " << s.recordingId << ", " << UI::TranscriptTextFormatter::timestamp(s.startTime)
-            << ")";
+            << " (recording " << s.recordingId << ", "
+            << Database::TranscriptTextFormatter::timestamp(s.startTime) << ")";
         if (!s.speaker.empty()) {
             out << " " << s.speaker;
         }

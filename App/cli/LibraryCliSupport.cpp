@@ -1,7 +1,7 @@
 #include "App/cli/LibraryCliSupport.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Support/Files.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <fmt/format.h>
 
@@ -69,11 +69,19 @@ nlohmann::json recordingJson(const Database::DatabaseManager::Recording& r) {
     if (!r.fileURL.empty()) {
         j["audioFile"] = r.fileURL.string();
     }
+    if (!r.tracks.empty()) {
+        j["tracks"] = nlohmann::json::array();
+        for (const auto& t : r.tracks) {
+            j["tracks"].push_back({{"file", t.file.string()},
+                                   {"source", t.isMicrophone ? "microphone" : "call"},
+                                   {"offset", t.offset}});
+        }
+    }
     return j;
 }
 
 std::string durationText(double seconds) {
-    return UI::TranscriptTextFormatter::timestamp(seconds);
+    return Database::TranscriptTextFormatter::timestamp(seconds);
 }
 
 } // namespace App::LibraryCli

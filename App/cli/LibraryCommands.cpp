@@ -1,5 +1,6 @@
 // `vellmora library list|search|show|favorite|delete|import`: the recordings library from the terminal.
 #include "App/cli/LibraryCliSupport.h"
+#include "Database/TranscriptTextFormatter.h"
 #include "Intelligence/UnifiedSearchEngine.h"
 #include "Support/Text.h"
 #include "UI/library/Formatters.h"
@@ -7,7 +8,6 @@
 #include "UI/library/RecordingImporter.h"
 #include "UI/library/RecordingSort.h"
 #include "UI/library/RecordingTextIndex.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <fmt/format.h>
 
@@ -149,7 +149,7 @@ void search(CliContext& ctx, const LibraryOptions& o) {
             auto it = byId.find(m.recordingId);
             ctx.out() << fmt::format("{:>5}  {} ({}) {}: {}\n", m.recordingId,
                                      it == byId.end() ? "" : it->second->title,
-                                     UI::TranscriptTextFormatter::timestamp(m.startTime),
+                                     Database::TranscriptTextFormatter::timestamp(m.startTime),
                                      m.speaker.empty() ? "Speaker" : m.speaker, m.text);
         }
     }
@@ -181,6 +181,18 @@ void show(CliContext& ctx, const LibraryOptions& o) {
     out << "Duration: " << LibraryCli::durationText(r.duration) << "\n";
     out << "Favorite: " << (r.isFavorite ? "yes" : "no") << "\n";
     out << "Transcript: " << (segments ? fmt::format("{} segments", segments) : "none") << "\n";
+    for (const auto& track : r.tracks) {
+        out << (track.isMicrophone ? "Track, your microphone: "
+                                   : "Track, the call (what the computer played): ")
+            << track.file.string();
+        if (track.offset > 0) {
+            out << fmt::format(" (starts {:.2f} s in)", track.offset);
+        }
+        out << "\n";
+    }
+    if (r.tracks.empty() && !r.fileURL.empty()) {
+        out << "Audio: " << r.fileURL.string() << "\n";
+    }
     if (r.videoFileURL) {
         out << "Video: " << r.videoFileURL->string() << "\n";
     }
@@ -199,7 +211,8 @@ void show(CliContext& ctx, const LibraryOptions& o) {
     if (!topics.empty()) {
         out << "\nTopics:\n";
         for (const auto& t : topics) {
-            out << "  " << UI::TranscriptTextFormatter::timestamp(t.startTime) << "  " << t.title << "\n";
+            out << "  " << Database::TranscriptTextFormatter::timestamp(t.startTime) << "  " << t.title
+                << "\n";
         }
     }
 }
@@ -284,7 +297,9 @@ const CommandRegistration registration{
         addDatabaseOption(searchCmd, *o);
         searchCmd->callback([&ctx, o] { search(ctx, *o); });
 
-        auto* showCmd = library->add_subcommand("show", "Show one recording");
+        auto* showCmd = library->add_subcommand(
+            "show",
+            "Show one recording: date, length, its audio tracks (your microphone, the call), notes, summary");
         showCmd->add_option("ID", o->id, "The recording's id")->required();
         showCmd->add_flag("--json", o->json, "Print JSON");
         addDatabaseOption(showCmd, *o);

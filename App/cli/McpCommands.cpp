@@ -41,6 +41,15 @@ std::string statusText(MCPClientStatus status) {
     return "unknown";
 }
 
+/// What the refusal of an uninstalled Vellmora means on Linux, for the help of the commands that name the
+/// helper.
+const char* const installedOnlyFooter =
+    "Only an installed Vellmora can be connected (the package, or cmake --install with any prefix): the AI "
+    "app keeps running the helper named in its settings, <prefix>/libexec/vellmora/vellmora-mcp, and a "
+    "build folder or a temporary folder does not stay. Run from one, Vellmora answers \"Move Vellmora to "
+    "Applications first, then connect.\", which on Linux means: install Vellmora first. "
+    "VELLMORA_MCP_HELPER=PATH names another helper.";
+
 std::unique_ptr<AIAppsSettingsModel> makeModel() {
     auto processes = std::make_shared<Platform::PosixProcessRunner>();
     AIAppsSettingsModel::Dependencies d;
@@ -161,10 +170,14 @@ static CommandRegistration registration{
             auto yes = std::make_shared<bool>(false);
             cmd->add_option("APP", *name, "The app: its id from vellmora mcp list, or its name")->required();
             cmd->add_flag("--yes,-y", *yes, "Do not ask for confirmation");
+            if (connect) {
+                cmd->footer(installedOnlyFooter);
+            }
             cmd->callback([&ctx, name, yes, kind] { change(ctx, *name, *yes, kind); });
         }
 
         auto* setup = mcp->add_subcommand("setup", "Print the setup to paste into an AI app by hand");
+        setup->footer(installedOnlyFooter);
         auto setupName = std::make_shared<std::string>();
         setup->add_option("APP", *setupName, "The app: its id from vellmora mcp list, or its name")
             ->required();

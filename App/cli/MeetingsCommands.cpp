@@ -2,14 +2,16 @@
 // the user's calendars, as the reminders see them; `--explain` also lists every event of the window that is
 // no meeting, with the rule that dropped it, and where each meeting's link was found.
 #include "App/Cli.h"
+#include "App/host/HostEnvironment.h"
 
-#include "Platform/Linux/ICalendarStore.h"
+#include "App/cli/CalendarCliSupport.h"
 #include "Support/MainLoop.h"
 #include "Support/Time.h"
 #include "Support/UserDefaults.h"
 #include "UI/calendar/CalendarFetchWindow.h"
 #include "UI/calendar/CalendarMeetingCoding.h"
 #include "UI/calendar/CalendarMeetingFilter.h"
+#include "UI/calendar/CalendarReminderSettings.h"
 #include "UI/calendar/CalendarSource.h"
 
 #include <nlohmann/json.hpp>
@@ -27,14 +29,8 @@ struct MeetingsOptions {
     std::string timeZone;
     bool json = false;
     bool explain = false;
+    bool noDesktop = false;
 };
-
-template <typename T> T runToEnd(Support::MainLoop& loop, Support::Task<T> task) {
-    while (!task.isDone()) {
-        loop.runOne(100);
-    }
-    return task.get();
-}
 
 std::string dump(const nlohmann::json& value) {
     return value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
@@ -62,31 +58,24 @@ void run(CliContext& ctx, const MeetingsOptions& o) {
         }
         now = *parsed;
     }
-    auto zone = o.timeZone.empty() ? UI::CalendarFetchWindow::currentTimeZoneID() : o.timeZone;
-    auto options = Platform::ICalendarStore::optionsFromDefaults(ctx.defaults(), zone);
-    if (!o.calendars.empty()) {
-        options.sources = o.calendars;
-    }
-    if (options.sources.empty()) {
-        throw UsageError("no calendars: pass --calendar SOURCE or set the user default \"calendar.sources\"");
-    }
-    options.watchForChanges = false;
-
+    auto zone = o.timeZone.empty() ? HostEnvironment::read().timeZoneID : o.timeZone;
     Support::MainLoop loop;
-    Platform::ICalendarStore store(options);
-    runToEnd(loop, store.refreshSubscriptions(true));
-    for (const auto& calendar : store.calendars()) {
-        if (!calendar.isReadable) {
-            ctx.err() << "vellmora: calendar " << calendar.id << " cannot be read: " << calendar.problem
-                      << "\n";
-        }
+    auto stores = openCliCalendars(ctx, loop, {o.calendars, !o.noDesktop, zone});
+    if (!stores.hasAny()) {
+        throw UsageError(
+            "no calendars: pass --calendar SOURCE or set the user default \"calendar.sources\"" +
+            std::string(stores.desktopProblem.empty() ? "" : " (desktop calendars are not read)"));
     }
+    auto& store = *stores.all;
     UI::CalendarSource source(store);
     auto window = UI::CalendarFetchWindow::interval(now, zone);
-    std::set<std::string> excluded(o.excluded.begin(), o.excluded.end());
+    // The calendars excluded in the settings, as the reminders leave them out, and those of --exclude.
+    auto excluded = UI::CalendarReminderSettings::load(ctx.defaults()).excludedCalendarIDs;
+    excluded.insert(o.excluded.begin(), o.excluded.end());
 
     if (!o.explain) {
         auto meetings = runToEnd(loop, source.meetings(window, excluded));
+        reportUnreadableCalendars(ctx, store);
         if (o.json) {
             ctx.out() << dump(UI::toJson(meetings)) << "\n";
             return;
@@ -101,6 +90,7 @@ void run(CliContext& ctx, const MeetingsOptions& o) {
 
     // Every event of the window, so that the excluded calendars' events are explained too.
     auto events = runToEnd(loop, source.events(window));
+    reportUnreadableCalendars(ctx, store);
     auto decisions = UI::CalendarMeetingFilter::decideAll(events, excluded);
     std::vector<std::size_t> order(events.size());
     for (std::size_t i = 0; i < order.size(); ++i) {
@@ -162,17 +152,21 @@ const CommandRegistration meetings{
         auto o = std::make_shared<MeetingsOptions>();
         cmd->add_option(
                "--calendar", o->calendars,
-               "A calendar source: a vdir folder, an .ics file or an https:// subscription (repeatable; "
-               "default: the user default \"calendar.sources\")")
+               "Read only this calendar source: a vdir folder, an .ics file or an https:// subscription "
+               "(repeatable; default: the desktop's calendars and the user default \"calendar.sources\")")
             ->option_text("SOURCE");
         cmd->add_option("--now", o->now, "Take this moment as now (default: the real now)")
             ->option_text("ISO8601");
-        cmd->add_option("--exclude", o->excluded, "Leave out the calendar with this id (repeatable)")
+        cmd->add_option("--exclude", o->excluded,
+                        "Leave out the calendar with this id (repeatable; the calendars excluded with "
+                        "`vellmora calendars exclude` are always left out)")
             ->option_text("CALENDAR_ID");
         cmd->add_option("--time-zone", o->timeZone,
                         "The time zone of \"today\" and of floating times (default: the system's)")
             ->option_text("ZONE");
         cmd->add_flag("--json", o->json, "Print the meetings as JSON");
+        cmd->add_flag("--no-desktop-calendars", o->noDesktop,
+                      "Leave out the desktop's calendars (GNOME Online Accounts and Evolution)");
         cmd->add_flag(
             "--explain", o->explain,
             "Also list every event that is no meeting, with the rule that dropped it (outOfRange, "

@@ -4,14 +4,13 @@
 // recording available; Up Next appears only in the running host, where the reminder coordinator supplies
 // the day's meetings.
 #include "App/Cli.h"
+#include "App/host/HostEnvironment.h"
 #include "Platform/StatusItem.h"
 #include "Support/MainLoop.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "UI/recording/MenuBarController.h"
 #include "UI/recording/MenuTextRenderer.h"
-
-#include <cstdlib>
 
 namespace App {
 namespace {
@@ -25,11 +24,6 @@ public:
     void setMenu(const Platform::Menu& m) override { menu = m; }
 };
 
-std::string environmentOr(const char* name, const char* fallback) {
-    const char* value = std::getenv(name);
-    return value && *value ? value : fallback;
-}
-
 CommandRegistration registration{
     "menu", [](CLI::App& root, CliContext& ctx) {
         auto* menu = root.add_subcommand("menu", "Print the menu-bar menu as it would be shown now");
@@ -40,8 +34,9 @@ CommandRegistration registration{
             Support::RealScheduler scheduler(loop);
             Support::NotificationCenter center;
             CapturedStatusItem item;
-            UI::MenuBarController controller({item, scheduler, center, ctx.defaults(),
-                                              environmentOr("TZ", "UTC"), environmentOr("LANG", "en_US"),
+            const auto environment = HostEnvironment::read();
+            UI::MenuBarController controller({item, scheduler, center, ctx.defaults(), environment.timeZoneID,
+                                              environment.localeID,
                                               std::string("Vellmora ") + VELLMORA_VERSION});
             controller.setRecordingAvailability(UI::MenuBarController::RecordingAvailability::ready());
             controller.setUpdateCheckAvailable(true);

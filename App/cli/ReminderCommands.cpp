@@ -3,8 +3,9 @@
 // `vellmora reminders status`: the user's reminder settings, the ledger entries of the coming meetings and
 // the next moment the reminders change, read from the user's defaults and calendars.
 #include "App/Cli.h"
+#include "App/host/HostEnvironment.h"
 
-#include "Platform/Linux/ICalendarStore.h"
+#include "App/cli/CalendarCliSupport.h"
 #include "Support/Files.h"
 #include "Support/MainLoop.h"
 #include "Support/Time.h"
@@ -38,6 +39,7 @@ struct PlanOptions {
 struct StatusOptions {
     bool json = false;
     std::string now;
+    bool noDesktop = false;
 };
 
 Support::Date parseNow(const std::string& text) {
@@ -157,22 +159,19 @@ std::string entryText(const UI::CalendarReminderLedger::Entry& entry) {
 }
 
 /// The meetings of the fetch window from the user's calendars, or nothing when none are set up.
-std::optional<std::vector<UI::CalendarMeeting>> userMeetings(CliContext& ctx, Support::Date now,
-                                                             const UI::CalendarReminderSettings& settings) {
-    auto zone = UI::CalendarFetchWindow::currentTimeZoneID();
-    auto options = Platform::ICalendarStore::optionsFromDefaults(ctx.defaults(), zone);
-    if (options.sources.empty()) {
+std::optional<std::vector<UI::CalendarMeeting>>
+userMeetings(CliContext& ctx, Support::Date now, const UI::CalendarReminderSettings& settings, bool desktop) {
+    auto zone = HostEnvironment::read().timeZoneID;
+    Support::MainLoop loop;
+    auto stores = openCliCalendars(ctx, loop, {{}, desktop, zone});
+    if (!stores.hasAny()) {
         return std::nullopt;
     }
-    options.watchForChanges = false;
-    Support::MainLoop loop;
-    Platform::ICalendarStore store(options);
-    UI::CalendarSource source(store);
-    auto task = source.meetings(UI::CalendarFetchWindow::interval(now, zone), settings.excludedCalendarIDs);
-    while (!task.isDone()) {
-        loop.runOne(100);
-    }
-    return task.get();
+    UI::CalendarSource source(*stores.all);
+    auto meetings = runToEnd(
+        loop, source.meetings(UI::CalendarFetchWindow::interval(now, zone), settings.excludedCalendarIDs));
+    reportUnreadableCalendars(ctx, *stores.all);
+    return meetings;
 }
 
 void runStatus(CliContext& ctx, const StatusOptions& o) {
@@ -193,7 +192,7 @@ void runStatus(CliContext& ctx, const StatusOptions& o) {
     std::optional<Support::Date> nextWake;
     bool haveCalendars = false;
     if (settings.isEnabled) {
-        if (auto meetings = userMeetings(ctx, now, settings)) {
+        if (auto meetings = userMeetings(ctx, now, settings, !o.noDesktop)) {
             haveCalendars = true;
             nextWake = UI::CalendarReminderPlanner::plan(*meetings, now, settings, ledger).nextWake;
         }
@@ -241,7 +240,8 @@ void runStatus(CliContext& ctx, const StatusOptions& o) {
     if (!settings.isEnabled) {
         out << "Next reminder: none (reminders are off)\n";
     } else if (!haveCalendars) {
-        out << "Next reminder: unknown (no calendars: set the user default \"calendar.sources\")\n";
+        out << "Next reminder: unknown (no calendars: add an account in GNOME's Online Accounts or set "
+               "the user default \"calendar.sources\")\n";
     } else {
         out << "Next reminder: " << (nextWake ? Support::formatISO8601(*nextWake) : std::string("none"))
             << "\n";
@@ -284,6 +284,8 @@ const CommandRegistration reminders{
             "Show the reminder settings, the ledger entries of the coming meetings and the next reminder");
         auto s = std::make_shared<StatusOptions>();
         status->add_flag("--json", s->json, "Print JSON");
+        status->add_flag("--no-desktop-calendars", s->noDesktop,
+                         "Leave out the desktop's calendars (GNOME Online Accounts and Evolution)");
         status->add_option("--now", s->now, "Pretend it is this moment (ISO 8601 in UTC)")
             ->option_text("ISO8601");
         status->callback([&ctx, s] { runStatus(ctx, *s); });

@@ -1,8 +1,8 @@
 // `vellmora transcript lines [FILE]` and `vellmora transcript show ID`: transcripts as speaker-labelled
 // lines.
 #include "App/cli/LibraryCliSupport.h"
+#include "Database/TranscriptTextFormatter.h"
 #include "UI/library/RecordingImporter.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <fmt/format.h>
 
@@ -19,7 +19,7 @@ struct TranscriptOptions {
 };
 
 void printLines(CliContext& ctx, const std::vector<Database::DatabaseManager::TranscriptSegment>& segments) {
-    for (const auto& line : UI::TranscriptTextFormatter::lines(segments)) {
+    for (const auto& line : Database::TranscriptTextFormatter::lines(segments)) {
         ctx.out() << line << "\n";
     }
 }

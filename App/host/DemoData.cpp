@@ -41,28 +41,30 @@ std::string calendarText(Support::Date now, std::optional<Support::Duration> mee
     using namespace std::chrono;
     // Starts on the next whole minute at least a minute away, so its overlay (one minute before) is due
     // within the first minute of the demo.
-    auto soon = meetingIn ? Support::dateFromUnix(static_cast<double>(static_cast<long long>(
-                                Support::unixSeconds(now + *meetingIn))))
+    auto soon = meetingIn ? Support::dateFromUnix(static_cast<double>(
+                                static_cast<long long>(Support::unixSeconds(now + *meetingIn))))
                           : nextWholeMinute(now + seconds(59));
     const DemoEvent events[] = {
-        {"demo-design-review", "Design review", soon, soon + minutes(30), "https://zoom.us/j/81234567890?pwd=demo",
+        {"demo-design-review", "Design review", soon, soon + minutes(30),
+         "https://zoom.us/j/81234567890?pwd=demo",
          "Join Zoom Meeting\\nhttps://zoom.us/j/81234567890?pwd=demo\\n\\nMeeting ID: 812 3456 7890"},
         {"demo-product-sync", "Weekly product sync", nextWholeMinute(now - minutes(11)),
          nextWholeMinute(now + minutes(19)), "", "Google Meet: https://meet.google.com/abc-defg-hij"},
         // Its heads-up (five minutes before) is due a few seconds into the demo.
-        {"demo-customer-call", "Customer call: Northwind", now + seconds(320), now + seconds(320) + minutes(45),
-         "Microsoft Teams Meeting",
+        {"demo-customer-call", "Customer call: Northwind", now + seconds(320),
+         now + seconds(320) + minutes(45), "Microsoft Teams Meeting",
          "Join on your computer: https://teams.microsoft.com/l/meetup-join/19%3ameeting_demo%40thread.v2/0"},
-        {"demo-retro", "Sprint retro", nextWholeMinute(now + hours(3)), nextWholeMinute(now + hours(3) + minutes(45)),
-         "", "https://meet.google.com/xyz-abcd-efg"},
+        {"demo-retro", "Sprint retro", nextWholeMinute(now + hours(3)),
+         nextWholeMinute(now + hours(3) + minutes(45)), "", "https://meet.google.com/xyz-abcd-efg"},
         {"demo-one-on-one", "1:1 with Sam", nextWholeMinute(now + hours(24)),
          nextWholeMinute(now + hours(24) + minutes(30)), "https://zoom.us/j/85550001111", ""},
     };
-    std::string out = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Vellmora//Demo//EN\r\nX-WR-CALNAME:Work\r\n";
+    std::string out =
+        "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Vellmora//Demo//EN\r\nX-WR-CALNAME:Work\r\n";
     for (const auto& e : events) {
         out += "BEGIN:VEVENT\r\n";
-        out += fmt::format("UID:{}\r\nDTSTAMP:{}\r\nDTSTART:{}\r\nDTEND:{}\r\nSUMMARY:{}\r\n", e.uid, icsTime(now),
-                           icsTime(e.start), icsTime(e.end), e.title);
+        out += fmt::format("UID:{}\r\nDTSTAMP:{}\r\nDTSTART:{}\r\nDTEND:{}\r\nSUMMARY:{}\r\n", e.uid,
+                           icsTime(now), icsTime(e.start), icsTime(e.end), e.title);
         if (*e.location) {
             out += fmt::format("LOCATION:{}\r\n", e.location);
         }
@@ -103,8 +105,10 @@ void installLibrary(Database::DatabaseManager& database, Support::Date now) {
         std::vector<std::string> actionItems;
     };
     const Sample samples[] = {
-        {"Quarterly planning", now - hours(26),
-         "The team agreed on three goals for the quarter: ship offline mode, cut onboarding to one screen, and "
+        {"Quarterly planning",
+         now - hours(26),
+         "The team agreed on three goals for the quarter: ship offline mode, cut onboarding to one screen, "
+         "and "
          "halve crash reports. Sam owns offline mode; Ana owns onboarding.",
          {{"Alex", "Let's start with the goals for the quarter."},
           {"Sam", "Offline mode is the one customers ask about most."},
@@ -112,13 +116,15 @@ void installLibrary(Database::DatabaseManager& database, Support::Date now) {
           {"Alex", "And crash reports should drop by half. Sam, can you own offline mode?"},
           {"Sam", "Yes, I'll write the plan by Friday."}},
          {"Sam writes the offline mode plan by Friday", "Ana drafts the one-screen onboarding"}},
-        {"Café menu tasting", now - hours(50),
+        {"Café menu tasting",
+         now - hours(50),
          "Tasting of the new café menu: the crème brûlée stays, the smørrebrød goes back to the kitchen.",
          {{"Mia", "The crème brûlée is perfect as it is."},
           {"Jon", "The smørrebrød needs more dill."},
           {"Mia", "Let's taste it again next week."}},
          {"Jon reworks the smørrebrød recipe"}},
-        {"Customer call: Contoso", now - hours(24 * 8),
+        {"Customer call: Contoso",
+         now - hours(24 * 8),
          "Contoso wants single sign-on before they roll out to 400 seats. Pricing was accepted.",
          {{"Lee", "We'd like single sign-on before the rollout."},
           {"Alex", "That's planned for next month."},
@@ -133,7 +139,10 @@ void installLibrary(Database::DatabaseManager& database, Support::Date now) {
         auto& segments = doc["segments"] = nlohmann::json::array();
         double t = 2;
         for (const auto& [speaker, text] : s.lines) {
-            segments.push_back({{"start", t}, {"end", t + 6}, {"text", text}, {"speaker", speaker},
+            segments.push_back({{"start", t},
+                                {"end", t + 6},
+                                {"text", text},
+                                {"speaker", speaker},
                                 {"isFromMicrophone", std::string(speaker) == "Alex"}});
             t += 7;
         }

@@ -1,12 +1,7 @@
 #include "App/host/DesktopShell.h"
 
-#include "App/host/TerminalStatusItem.h"
-#include "Platform/Linux/StatusNotifierItem.h"
-#include "Platform/Linux/X11HotKeyService.h"
 #include "UI/recording/LiveRecapShortcut.h"
 #include "UI/recording/NotesShortcut.h"
-
-#include <cstdlib>
 
 namespace App {
 
@@ -51,32 +46,6 @@ void DesktopShell::registerLiveRecap() {
                   ? " is taken by another application; choose another with `vellmora hotkeys set live-recap`."
                   : " could not be registered."));
     }
-}
-
-void DesktopShell::attachTray(TerminalStatusItem& statusItem,
-                              const std::function<void(const std::string&)>& say) {
-    if (!std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
-        return; // no desktop session: the terminal is the whole interface, nothing to explain
-    }
-    try {
-        statusItem.mirrorTo(std::make_unique<Platform::StatusNotifierItem>());
-    } catch (const std::exception& e) {
-        say(std::string("No tray icon (") + e.what() + "): the menu is here, press m.");
-    }
-}
-
-std::unique_ptr<Platform::HotKeyService>
-DesktopShell::connectHotKeys(const std::function<void(const std::string&)>& say) {
-    const char* display = std::getenv("DISPLAY");
-    if (!display || !*display) {
-        return nullptr;
-    }
-    auto service = std::make_unique<Platform::X11HotKeyService>();
-    if (!service->isConnected()) {
-        say(std::string("No global hot keys: the display ") + display + " cannot be reached.");
-        return nullptr;
-    }
-    return service;
 }
 
 } // namespace App

@@ -1,7 +1,6 @@
-// The desktop half of the host: the tray item (a StatusNotifierItem mirroring the menu) and the two global
-// hot keys (notes and live recap) on X11. Each piece is optional: without a session bus there is no tray,
-// without a display no hot keys, and each absence is reported once through `say` as one line; the terminal
-// presenter keeps working either way. The hot keys follow their settings: a change posted as
+// The desktop half of the host: the two global hot keys (notes and live recap), on the hot-key service
+// `LinuxServices` found (none without a display: then this does nothing; the terminal presenter keeps
+// working either way). The hot keys follow their settings: a change posted as
 // "NotesShortcutDidChange" or "LiveRecapShortcutDidChange" re-registers at once, and a live recap
 // combination another application holds is recorded under "liveRecap.shortcutRegistrationFailed".
 #pragma once
@@ -17,8 +16,6 @@
 
 namespace App {
 
-class TerminalStatusItem;
-
 class DesktopShell {
 public:
     struct Actions {
@@ -33,13 +30,6 @@ public:
     ~DesktopShell();
     DesktopShell(const DesktopShell&) = delete;
     DesktopShell& operator=(const DesktopShell&) = delete;
-
-    /// Connects the tray to `statusItem` when a session bus is there; says why not otherwise.
-    static void attachTray(TerminalStatusItem& statusItem,
-                           const std::function<void(const std::string&)>& say);
-    /// The X11 hot-key service when $DISPLAY names a reachable display, else null (and one line said).
-    static std::unique_ptr<Platform::HotKeyService>
-    connectHotKeys(const std::function<void(const std::string&)>& say);
 
     const UI::GlobalHotKey* notesHotKey() const { return notes_.get(); }
     const UI::GlobalHotKey* liveRecapHotKey() const { return liveRecap_.get(); }

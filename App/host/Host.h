@@ -1,10 +1,11 @@
-// The host application behind `vellmora run`: creates the shared objects on the main loop (recording state
-// and request gate, capture, the library database, the calendar source and reminder coordinator, the
-// notification client and its route handler, the menu-bar controller), wires them through the notification
-// centre, presents them in the terminal (and the desktop's notification server when there is one), and runs
-// until asked to quit. Quitting (q, SIGINT, SIGTERM) stops any recording through the gate, waits until it is
-// saved, and returns 0. A missing piece (no session bus, no notification server, a library that cannot be
-// opened) degrades with one clear line, never a crash. A second instance for the same user refuses to start.
+// The host application behind `vellmora run`: the composition root. It reads the environment once
+// (`HostEnvironment`), lets `LinuxServices` choose the platform's pieces, composes the host's services
+// (recording, calls, reminders, the library archiver, background work, the menu) in named steps, presents
+// them in the terminal (and the desktop when there is one), and runs until asked to quit; `HostShutdown`
+// then takes everything down in order. Quitting (q, SIGINT, SIGTERM) stops any recording through the gate,
+// waits until it is saved, and returns 0. A missing piece (no session bus, no notification server, a library
+// that cannot be opened) degrades with one clear line, never a crash. A second instance for the same user
+// refuses to start.
 #pragma once
 
 #include <filesystem>
@@ -36,9 +37,6 @@ public:
     /// /tmp/vellmora-<uid>/vellmora-demo), emptied and pointed to by the VELLMORA_*_HOME variables so the
     /// user's own folders are never touched.
     static std::filesystem::path prepareDemoFolder();
-    /// The user's time zone id ($TZ, else /etc/localtime's zone, else "UTC") and ICU locale ("en_US").
-    static std::string localTimeZoneID();
-    static std::string localeID();
 
 private:
     HostOptions options_;

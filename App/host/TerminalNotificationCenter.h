@@ -20,7 +20,8 @@ public:
     Support::Task<void> add(Platform::NotificationRequest request) override;
     void remove(std::vector<std::string>) override {}
     bool supportsActions() const override { return false; }
-    Support::Subscription observeResponses(std::function<void(const Platform::NotificationResponse&)>) override {
+    Support::Subscription
+    observeResponses(std::function<void(const Platform::NotificationResponse&)>) override {
         return {};
     }
 

@@ -1,5 +1,6 @@
 #include "App/host/TerminalPresenter.h"
 
+#include "Support/Log.h"
 #include "UI/calendar/MeetingOverlayKeyPolicy.h"
 #include "UI/recording/RecordingControlPresentation.h"
 
@@ -32,14 +33,20 @@ struct TerminalPresenter::Terminal {
     }
 };
 
-TerminalPresenter::TerminalPresenter(Support::MainLoop& loop, Support::Scheduler& scheduler, UI::RecordingState& state,
-                                     std::ostream& out, int inputFd, Actions actions, std::string timeZoneID,
+bool TerminalPresenter::isTerminal(int inputFd) {
+    return inputFd >= 0 && ::isatty(inputFd) && ::isatty(STDOUT_FILENO);
+}
+
+TerminalPresenter::TerminalPresenter(Support::MainLoop& loop, Support::Scheduler& scheduler,
+                                     UI::RecordingState& state, Streams streams, std::string timeZoneID,
                                      std::string locale)
-    : scheduler_(scheduler), state_(state), out_(out), inputFd_(inputFd), actions_(std::move(actions)),
-      timeZoneID_(std::move(timeZoneID)), locale_(std::move(locale)),
-      interactive_(inputFd >= 0 && ::isatty(inputFd) && ::isatty(STDOUT_FILENO)) {
+    : scheduler_(scheduler), state_(state), out_(streams.out), err_(streams.err), inputFd_(streams.inputFd),
+      timeZoneID_(std::move(timeZoneID)), locale_(std::move(locale)), interactive_(streams.interactive) {
     if (interactive_) {
-        terminal_ = std::make_unique<Terminal>(inputFd_);
+        if (inputFd_ >= 0 && ::isatty(inputFd_)) {
+            terminal_ = std::make_unique<Terminal>(inputFd_);
+        }
+        Support::setStderrSink([this](std::string_view line) { printLogLine(line); });
     }
     phaseSub_ = state_.phasePublisher().observe([this](const UI::RecordingPhase& phase) {
         tick_.reset();
@@ -56,6 +63,7 @@ TerminalPresenter::TerminalPresenter(Support::MainLoop& loop, Support::Scheduler
 
 TerminalPresenter::~TerminalPresenter() {
     if (interactive_) {
+        Support::setStderrSink({});
         out_ << "\n" << std::flush;
     }
 }
@@ -68,7 +76,8 @@ std::string TerminalPresenter::statusText(const UI::RecordingPhase& phase, Suppo
     case Kind::starting:
         return "Starting…";
     case Kind::recording: {
-        auto secs = std::max<long long>(0, std::chrono::duration_cast<std::chrono::seconds>(now - phase.date).count());
+        auto secs = std::max<long long>(
+            0, std::chrono::duration_cast<std::chrono::seconds>(now - phase.date).count());
         if (secs >= 3600) {
             return fmt::format("Recording {}:{:02}:{:02}", secs / 3600, (secs / 60) % 60, secs % 60);
         }
@@ -83,10 +92,12 @@ std::string TerminalPresenter::statusText(const UI::RecordingPhase& phase, Suppo
 std::string TerminalPresenter::statusLine(const UI::RecordingPhase& phase, Support::Date now) {
     auto control = UI::RecordingControlPresentation::forToolbar(phase);
     std::string hint = control.isEnabled ? fmt::format("[r] {}", control.title) : control.title;
-    return fmt::format("{}  ·  {}  ·  [j] Join next  [m] Menu  [l] Library  [q] Quit", statusText(phase, now), hint);
+    return fmt::format("{}  ·  {}  ·  [j] Join next  [m] Menu  [l] Library  [q] Quit", statusText(phase, now),
+                       hint);
 }
 
-std::string TerminalPresenter::cardText(const UI::MeetingReminderCard& card, std::optional<std::size_t> focus) {
+std::string TerminalPresenter::cardText(const UI::MeetingReminderCard& card,
+                                        std::optional<std::size_t> focus) {
     const auto& p = card.presentation;
     std::string out = fmt::format("┌─ {} · {}\n", p.serviceName, p.relativeTime);
     out += fmt::format("│ {}   {}\n", p.title, p.timeRangeText);
@@ -108,16 +119,28 @@ std::string TerminalPresenter::cardText(const UI::MeetingReminderCard& card, std
 
 void TerminalPresenter::message(const std::string& text) {
     if (interactive_) {
-        out_ << "\r\033[2K" << text << "\n";
-        lastLine_.clear();
+        {
+            std::lock_guard lock(outputMutex_);
+            out_ << "\r\033[2K" << text << "\n";
+            lastLine_.clear();
+        }
         redraw();
     } else {
+        std::lock_guard lock(outputMutex_);
         out_ << text << "\n" << std::flush;
     }
 }
 
+void TerminalPresenter::printLogLine(std::string_view line) {
+    std::lock_guard lock(outputMutex_);
+    out_ << "\r\033[2K" << std::flush;
+    err_ << line << std::flush;
+    out_ << lastLine_ << std::flush;
+}
+
 void TerminalPresenter::redraw() {
     auto line = statusLine(state_.phase(), scheduler_.now());
+    std::lock_guard lock(outputMutex_);
     if (line == lastLine_) {
         return;
     }
@@ -133,10 +156,12 @@ void TerminalPresenter::showBanner(const UI::MeetingReminderBanner& banner, Supp
     auto when = UI::MeetingOverlayPresentation::timeText(banner.meeting.start, now);
     switch (banner.kind) {
     case UI::MeetingReminderBanner::Kind::headsUp:
-        message(fmt::format("⏰ Heads-up: {} · {}  ([j] joins and records)", banner.meeting.displayTitle(), when));
+        message(
+            fmt::format("⏰ Heads-up: {} · {}  ([j] joins and records)", banner.meeting.displayTitle(), when));
         break;
     case UI::MeetingReminderBanner::Kind::busy:
-        message(fmt::format("⏰ Next up while you are in a call: {} · {}", banner.meeting.displayTitle(), when));
+        message(
+            fmt::format("⏰ Next up while you are in a call: {} · {}", banner.meeting.displayTitle(), when));
         break;
     case UI::MeetingReminderBanner::Kind::notRecordingYet:
         message(fmt::format("⚠ {} has started and nothing is being recorded ([r] records)",
@@ -217,7 +242,11 @@ void TerminalPresenter::onInput() {
             if (i + 2 < bytes.size() + 0 && bytes[i + 1] == '[') {
                 char code = bytes[i + 2];
                 i += 2;
-                std::uint16_t key = code == 'A' ? 126 : code == 'B' ? 125 : code == 'C' ? 124 : code == 'D' ? 123 : 0;
+                std::uint16_t key = code == 'A'   ? 126
+                                    : code == 'B' ? 125
+                                    : code == 'C' ? 124
+                                    : code == 'D' ? 123
+                                                  : 0;
                 if (key) {
                     handleCardKey(key);
                 }
@@ -269,7 +298,8 @@ void TerminalPresenter::handleCardKey(std::uint16_t keyCode) {
         return;
     }
     case KeyPolicy::Outcome::passThrough:
-        if ((keyCode == KeyPolicy::returnKey || keyCode == KeyPolicy::spaceKey || keyCode == KeyPolicy::keypadEnterKey) &&
+        if ((keyCode == KeyPolicy::returnKey || keyCode == KeyPolicy::spaceKey ||
+             keyCode == KeyPolicy::keypadEnterKey) &&
             card_->hasNavigated && card_->focus && *card_->focus < buttons.size()) {
             auto action = UI::MeetingOverlayAction::button(buttons[*card_->focus]);
             auto handler = card_->onAction;

@@ -2,7 +2,9 @@
 // elapsed time; reminders (banners and the overlay card); the menu on request; and single keys for actions.
 //
 // On a terminal, keys act at once and the status line is redrawn in place every second while recording;
-// otherwise (a pipe, CI) each change is printed as a line and commands are read as lines.
+// otherwise (a pipe, CI) each change is printed as a line and commands are read as lines. On a terminal,
+// everything else printed goes above the status line, which is drawn again after it: the presenter's own
+// messages, and the log's lines for stderr (from any thread), which it takes over while it lives.
 //
 // Keys: r = the record/stop control, m = print the menu, j = join and record the next meeting, l = the
 // library, q = quit (Ctrl-C too). While the overlay card is shown it has the keyboard, with its key policy:
@@ -18,9 +20,11 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace App {
@@ -35,9 +39,23 @@ public:
         std::function<void()> showLibrary;
     };
 
+    struct Streams {
+        std::ostream& out;
+        /// Where the log's lines go (stderr).
+        std::ostream& err;
+        /// Where keys come from (-1: none).
+        int inputFd = 0;
+        /// Keys act at once and the status line stays in place (see `isTerminal`).
+        bool interactive = false;
+    };
+
     TerminalPresenter(Support::MainLoop& loop, Support::Scheduler& scheduler, UI::RecordingState& state,
-                      std::ostream& out, int inputFd, Actions actions, std::string timeZoneID, std::string locale);
+                      Streams streams, std::string timeZoneID, std::string locale);
     ~TerminalPresenter() override;
+    /// The keys' actions (set once the host's services exist; keys do nothing before).
+    void setActions(Actions actions) { actions_ = std::move(actions); }
+    /// Whether keys on `inputFd` and the standard output are a terminal.
+    static bool isTerminal(int inputFd);
 
     /// Prints a block of text above the status line (notifications, events, the menu).
     void message(const std::string& text);
@@ -72,17 +90,22 @@ private:
     /// Keys while the card is up, as virtual key codes.
     void handleCardKey(std::uint16_t keyCode);
     void drawCard();
+    /// A log line for stderr, from any thread.
+    void printLogLine(std::string_view line);
 
     struct Terminal;
     Support::Scheduler& scheduler_;
     UI::RecordingState& state_;
     std::ostream& out_;
+    std::ostream& err_;
     int inputFd_;
     Actions actions_;
     std::string timeZoneID_;
     std::string locale_;
     bool interactive_;
     std::unique_ptr<Terminal> terminal_;
+    /// Guards the streams and `lastLine_`: log lines arrive from any thread.
+    std::mutex outputMutex_;
     std::string lastLine_;
     std::string pendingInput_;
     std::optional<CardState> card_;

@@ -1,6 +1,6 @@
 #include "Platform/Linux/CommandLineClipboard.h"
 
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 
 #include <cstdlib>
 #include <unistd.h>

@@ -47,6 +47,13 @@ struct LogindPowerEvents::Impl {
         expiry.it_value.tv_sec = INT32_MAX;
         timerfd_settime(timerFD, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &expiry, nullptr);
     }
+    void watchClock() {
+        timerFD = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK | TFD_CLOEXEC);
+        if (timerFD >= 0) {
+            armTimer();
+            timerWatch = loop.watchReadable(timerFD, [this] { onTimer(); });
+        }
+    }
     void onTimer() {
         std::uint64_t expirations = 0;
         ssize_t n = ::read(timerFD, &expirations, sizeof expirations);
@@ -72,11 +79,11 @@ LogindPowerEvents::LogindPowerEvents(Support::MainLoop& loop, std::optional<std:
     } catch (const std::exception& e) {
         impl_->log.warning("Waking from sleep won't be noticed at once: {}", e.what());
     }
-    impl_->timerFD = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK | TFD_CLOEXEC);
-    if (impl_->timerFD >= 0) {
-        impl_->armTimer();
-        impl_->timerWatch = loop.watchReadable(impl_->timerFD, [impl = impl_.get()] { impl->onTimer(); });
-    }
+    impl_->watchClock();
+}
+
+LogindPowerEvents::LogindPowerEvents(Support::MainLoop& loop, NoBus) : impl_(std::make_unique<Impl>(loop)) {
+    impl_->watchClock();
 }
 
 LogindPowerEvents::~LogindPowerEvents() = default;

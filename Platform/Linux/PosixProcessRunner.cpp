@@ -1,6 +1,6 @@
 #include "Platform/Linux/PosixProcessRunner.h"
 
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 
 #include <cerrno>
 #include <chrono>

@@ -1,6 +1,6 @@
 #include "Platform/Linux/PulseMicrophoneMonitor.h"
 
-#include "Platform/Linux/ChildProcess.h"
+#include "Platform/ChildProcess.h"
 #include "Support/Log.h"
 #include "Support/MainLoop.h"
 

@@ -1,9 +1,9 @@
 #include "UI/ai/AIGenerationService.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Support/BlockingWork.h"
 #include "Support/Text.h"
 #include "UI/library/TextCleaning.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <algorithm>
 
@@ -186,7 +186,7 @@ std::string AIGenerationService::summaryMeetingContext(const std::string& title,
 
 std::string AIGenerationService::transcriptText(
     const std::vector<Database::DatabaseManager::TranscriptSegment>& segments) {
-    return Text::joined(TranscriptTextFormatter::lines(segments), "\n");
+    return Text::joined(Database::TranscriptTextFormatter::lines(segments), "\n");
 }
 
 Intelligence::ActionItemMeetingKindValue

@@ -31,17 +31,11 @@ bool AIAppsHelperLocation::isTemporary(const fs::path& path, const std::vector<f
 std::optional<fs::path>
 AIAppsHelperLocation::helperPath(const fs::path& executable, const std::vector<fs::path>& temporaryRoots,
                                  const std::function<bool(const fs::path&)>& isExecutable) {
-    auto folder = executable.parent_path();
-    for (const auto& candidate :
-         {folder / helperName, folder.parent_path() / "libexec" / "vellmora" / helperName}) {
-        if (isExecutable(candidate)) {
-            if (isTemporary(candidate, temporaryRoots)) {
-                return std::nullopt;
-            }
-            return candidate.lexically_normal();
-        }
+    auto candidate = executable.parent_path().parent_path() / "libexec" / "vellmora" / helperName;
+    if (!isExecutable(candidate) || isTemporary(candidate, temporaryRoots)) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    return candidate.lexically_normal();
 }
 
 std::vector<fs::path> AIAppsHelperLocation::temporaryRoots() {

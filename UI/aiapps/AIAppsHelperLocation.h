@@ -1,8 +1,11 @@
 // Where our MCP helper executable ("vellmora-mcp") lies, and whether other apps can rely on that place.
-// The entry we write into their settings names this path, so it must stay valid after we exit: the helper
-// is looked for beside the running `vellmora` executable, then in ../libexec/vellmora/ (the installed
-// layout), and a copy running from a temporary place (/tmp, /var/tmp, /dev/shm, $TMPDIR, an AppImage's
-// mount under /tmp) does not count. $VELLMORA_MCP_HELPER names the helper explicitly (packagers, tests).
+// The entry we write into their settings names this path, so it must stay valid after we exit and after the
+// next build: only an installed Vellmora (any prefix) has such a helper, in <prefix>/libexec/vellmora/
+// beside <prefix>/bin/vellmora. A helper beside the executable is the build folder's layout (rebuilt,
+// moved or deleted at will), and a copy under a temporary place (/tmp, /var/tmp, /dev/shm, $TMPDIR, an
+// AppImage's mount under /tmp) vanishes: neither counts, and connecting says "Move Vellmora to
+// Applications first, then connect." (on Linux: install it first). $VELLMORA_MCP_HELPER names the helper
+// explicitly (packagers, tests, a developer who wants to connect a build).
 #pragma once
 
 #include <filesystem>
@@ -16,8 +19,8 @@ namespace UI {
 struct AIAppsHelperLocation {
     static constexpr std::string_view helperName = "vellmora-mcp";
 
-    /// The helper for the app executable at `executable`, or nothing when there is none or it lies under one
-    /// of `temporaryRoots`.
+    /// The installed helper for the app executable at `executable`, or nothing when there is none (a build
+    /// folder) or it lies under one of `temporaryRoots`.
     static std::optional<std::filesystem::path>
     helperPath(const std::filesystem::path& executable,
                const std::vector<std::filesystem::path>& temporaryRoots,

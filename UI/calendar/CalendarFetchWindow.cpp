@@ -45,13 +45,4 @@ DateInterval CalendarFetchWindow::interval(Support::Date now, std::string_view t
     return DateInterval{start, std::max(start, end)};
 }
 
-std::string CalendarFetchWindow::currentTimeZoneID() {
-    std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
-    icu::UnicodeString id;
-    zone->getID(id);
-    std::string out;
-    id.toUTF8String(out);
-    return out.empty() ? std::string("UTC") : out;
-}
-
 } // namespace UI

@@ -22,8 +22,6 @@ struct CalendarFetchWindow {
     /// [now − 1 h, start of today in `timeZoneID` + 2 days). An unknown time zone gives now + 48 h as the
     /// end. The end is never before the start.
     static DateInterval interval(Support::Date now, std::string_view timeZoneID);
-    /// The system's time zone id ("Europe/Berlin"), from $TZ or the system setting.
-    static std::string currentTimeZoneID();
 };
 
 } // namespace UI

@@ -1,11 +1,11 @@
 #include "UI/library/LibraryViewModel.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Support/BlockingWork.h"
 #include "Support/Errors.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
 #include "UI/library/LibraryNotifications.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -301,7 +301,7 @@ Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
 Support::Task<std::string> LibraryViewModel::transcriptText(Database::RecordingId id) {
     auto* db = &database_;
     auto format = Support::BlockingWork::run([db, id] {
-        return Support::Text::joined(TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
+        return Support::Text::joined(Database::TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
     });
     std::string text = co_await format;
     co_return text;

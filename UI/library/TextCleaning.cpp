@@ -1,5 +1,7 @@
 #include "UI/library/TextCleaning.h"
 
+#include "Database/TranscriptTextFormatter.h"
+
 #include "Intelligence/ResponseProcessor.h"
 #include "Intelligence/TranscriptAgent.h"
 #include "Support/Regex.h"
@@ -75,8 +77,6 @@ const std::vector<std::string> actionItemMetaPatterns = {
     R"((?i)^human\s+interpretation\b.*$)",
     R"((?i)^ambiguity\b.*$)",
 };
-
-const char* const specialTokenPattern = R"(<\|[^|]*\|>)";
 
 namespace {
 
@@ -178,7 +178,7 @@ std::string collapseWhitespace(std::string_view text) {
 } // namespace
 
 std::string cleanWhisperTokens(std::string_view text) {
-    std::string out = removeAll(pattern(specialTokenPattern), text);
+    std::string out = removeAll(pattern(Database::TranscriptTextFormatter::specialTokenPattern), text);
     out = Text::replacingAll(out, "[BLANK_AUDIO]", "");
     while (out.find("  ") != std::string::npos) {
         out = Text::replacingAll(out, "  ", " ");

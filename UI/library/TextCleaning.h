@@ -36,8 +36,6 @@ extern const std::vector<std::string> titleRejectionPatterns;
 extern const std::vector<std::string> titleLabelPatterns;
 extern const std::vector<std::string> noActionItemsPatterns;
 extern const std::vector<std::string> actionItemMetaPatterns;
-/// Chat-template control tokens such as "<|en|>", shared with the transcript formatter.
-extern const char* const specialTokenPattern;
 
 std::string cleanWhisperTokens(std::string_view text);
 std::string sanitizeModelResponse(std::string_view text);

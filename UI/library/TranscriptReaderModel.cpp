@@ -1,10 +1,10 @@
 #include "UI/library/TranscriptReaderModel.h"
 
+#include "Database/TranscriptTextFormatter.h"
 #include "Support/BlockingWork.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
 #include "UI/library/TranscriptTabLogic.h"
-#include "UI/library/TranscriptTextFormatter.h"
 
 namespace UI {
 
@@ -110,7 +110,7 @@ Support::Task<void> TranscriptReaderModel::copyAll() {
     const auto id = recordingId_;
     try {
         auto format = Support::BlockingWork::run([db, id] {
-            return Support::Text::joined(TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
+            return Support::Text::joined(Database::TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
         });
         auto text = co_await format;
         if (!*alive) {

@@ -161,6 +161,14 @@ void MenuBarController::setMonitoring(bool isMonitoring, std::optional<std::stri
     rebuildMenu();
 }
 
+void MenuBarController::setCaptureWarning(std::optional<std::string> warning) {
+    if (warning == captureWarning_) {
+        return;
+    }
+    captureWarning_ = std::move(warning);
+    rebuildMenu();
+}
+
 void MenuBarController::setUpcomingMeetings(std::vector<CalendarMeeting> meetings) {
     upcomingMeetings_ = std::move(meetings);
     rebuildMenu();
@@ -481,6 +489,9 @@ Platform::Menu MenuBarController::buildMenu() {
                               stopRecordingAction, control.isEnabled));
         if (control.isRecording) {
             items.push_back(entry("Mark Moment", "m", "bookmark.fill", insertMarkerAction));
+        }
+        if (captureWarning_) {
+            items.push_back(disabledText(*captureWarning_));
         }
     }
     items.push_back(MenuItem::separator());

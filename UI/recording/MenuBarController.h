@@ -150,6 +150,9 @@ public:
     void setRecording(bool isRecording);
     void setPhase(RecordingPhase phase);
     void setMonitoring(bool isMonitoring, std::optional<std::string> appName = std::nullopt);
+    /// A problem with the running recording ("Vellmora hears nothing from the call: check the output
+    /// device"), shown under the stop entry while recording; nothing clears it.
+    void setCaptureWarning(std::optional<std::string> warning);
     void setUpcomingMeetings(std::vector<CalendarMeeting> meetings);
     /// Whether the reminder coordinator runs (Up Next shows only then, and with reminders enabled).
     void setReminderCoordinatorRunning(bool isRunning);
@@ -241,6 +244,7 @@ private:
     RecordingPhase phase_;
     bool isMonitoring_ = false;
     std::optional<std::string> monitoredAppName_;
+    std::optional<std::string> captureWarning_;
     Support::Subscription recordingTimer_;
     std::set<std::string> activeProcessing_;
     std::optional<double> speechModelDownloadProgress_;

@@ -159,3 +159,30 @@ TEST_F(LibraryCommands, CleansTextFromStdinAndFailsQuietlyWithoutAResult) {
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.out, "");
 }
+
+TEST_F(LibraryCommands, ShowNamesTheAudioTracksOfATwoTrackRecording) {
+    {
+        Database::SqliteDatabase db(database);
+        Database::DatabaseManager::Recording recording;
+        recording.title = "Design review";
+        recording.startDate = Support::dateFromUnix(1'763'000'000);
+        recording.duration = 1800;
+        recording.fileURL = dir / "a.microphone.opus";
+        recording.tracks = {{dir / "a.microphone.opus", true, 0}, {dir / "a.call.opus", false, 0.25}};
+        db.insertRecording(recording);
+    }
+    auto show = run({"library", "show", "1", "--database", database});
+    ASSERT_EQ(show.status, 0) << show.err;
+    EXPECT_NE(show.out.find("Track, your microphone: " + (dir / "a.microphone.opus").string() + "\n"),
+              std::string::npos)
+        << show.out;
+    EXPECT_NE(show.out.find("Track, the call (what the computer played): " + (dir / "a.call.opus").string() +
+                            " (starts 0.25 s in)\n"),
+              std::string::npos)
+        << show.out;
+    auto json = nlohmann::json::parse(run({"library", "show", "1", "--json", "--database", database}).out);
+    ASSERT_EQ(json["tracks"].size(), 2u);
+    EXPECT_EQ(json["tracks"][0]["source"], "microphone");
+    EXPECT_EQ(json["tracks"][1]["source"], "call");
+    EXPECT_EQ(json["tracks"][1]["offset"], 0.25);
+}

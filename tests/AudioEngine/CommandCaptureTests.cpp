@@ -161,6 +161,33 @@ exit 1
     EXPECT_TRUE(std::filesystem::is_empty(recordings));
 }
 
+TEST_F(CaptureTest, TheFirstRecordingCreatesTheLogFolderAndAnUnwritableLogIsNamedAsTheCause) {
+    const std::string body = "echo \"$$\" > \"$dir/ready\"\nwhile :; do sleep 1; done\n";
+    {
+        // A fresh account: neither the log's folder nor the recordings folder exists yet.
+        CommandCapture::Options options;
+        options.executable = folder.script("tool", "dir=$(dirname \"$0\")\n" + body);
+        options.logFile = folder.path / "fresh" / "cache" / "capture.log";
+        CommandCapture capture(scheduler, options);
+        auto session = await(capture.start(recordings), Support::seconds(1));
+        EXPECT_TRUE(std::filesystem::exists(options.logFile));
+        EXPECT_THROW(await(capture.stop()), CaptureError); // this tool writes no audio
+    }
+    CommandCapture::Options options;
+    options.executable = folder.script("tool", "dir=$(dirname \"$0\")\n" + body);
+    folder.write("blocker", "a file where a folder should be");
+    options.logFile = folder.path / "blocker" / "capture.log";
+    CommandCapture capture(scheduler, options);
+    try {
+        await(capture.start(recordings));
+        FAIL() << "the start succeeded";
+    } catch (const CaptureError& e) {
+        std::string said = e.what();
+        EXPECT_NE(said.find((folder.path / "blocker").string()), std::string::npos) << said;
+        EXPECT_EQ(said.find("could not be run"), std::string::npos) << said;
+    }
+}
+
 TEST_F(CaptureTest, AToolThatIgnoresSigintIsKilledAfterTheTimeOutAndWhatItWroteIsKept) {
     folder.write("partial.wav", withDataSize(AudioEngine::SimulatedCapture::silentWav(0.2), 0xffffffff));
     auto capture = captureWith(R"(trap '' INT

@@ -2,7 +2,7 @@
 
 #include "AudioEngine/ScreenVideoFinaliser.h"
 #include "Platform/Linux/PosixProcessRunner.h"
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/MainLoop.h"
 #include "Support/Scheduler.h"
 

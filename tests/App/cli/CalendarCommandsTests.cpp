@@ -106,7 +106,8 @@ TEST_F(CalendarCommands, MeetingsExplainsWhyAnEventIsNoMeeting) {
                            event("standup", "20261127T090000Z", "LOCATION:https://zoom.us/j/1234567890\r\n") +
                            event("lunch", "20261127T120000Z", "LOCATION:Canteen\r\n") + "END:VCALENDAR\r\n");
     write("config/defaults.json", "{\"calendar.sources\": [\"" + (home / "cal").string() + "\"]}");
-    auto r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain"});
+    auto r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain",
+                  "--no-desktop-calendars"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("standup\t" + (home / "cal").string() + "\tzoom link from location"),
               std::string::npos)
@@ -114,7 +115,7 @@ TEST_F(CalendarCommands, MeetingsExplainsWhyAnEventIsNoMeeting) {
     EXPECT_NE(r.out.find("lunch\t" + (home / "cal").string() + "\tnoLink: "), std::string::npos) << r.out;
 
     r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--explain", "--json",
-             "--exclude", (home / "cal").string()});
+             "--no-desktop-calendars", "--exclude", (home / "cal").string()});
     auto json = nlohmann::json::parse(r.out);
     EXPECT_TRUE(json["meetings"].empty());
     EXPECT_EQ(json["dropped"][0]["rule"], "excludedCalendar");
@@ -126,7 +127,33 @@ TEST_F(CalendarCommands, MeetingsReportsUnreadableCalendarsAndBadInput) {
     EXPECT_EQ(r.status, 0);
     EXPECT_NE(r.err.find("cannot be read"), std::string::npos);
     EXPECT_EQ(run({"meetings", "--now", "yesterday", "--calendar", "x"}).status, 2);
-    EXPECT_EQ(run({"meetings"}).status, 2); // no calendars configured
+    EXPECT_EQ(run({"meetings", "--no-desktop-calendars"}).status, 2); // no calendars configured
+}
+
+TEST_F(CalendarCommands, MeetingsPutsAFloatingMeetingInTheZoneTzNamesHoweverItIsSpelled) {
+    if (!fs::exists("/usr/share/zoneinfo/Europe/Berlin")) {
+        GTEST_SKIP() << "no zoneinfo (package tzdata)";
+    }
+    write("cal/a.ics", "BEGIN:VCALENDAR\r\n" +
+                           event("review", "20261127T150000", "LOCATION:https://zoom.us/j/1234567890\r\n") +
+                           "END:VCALENDAR\r\n");
+    const char* saved = std::getenv("TZ");
+    std::optional<std::string> before = saved ? std::optional<std::string>(saved) : std::nullopt;
+    for (const char* tz : {"Europe/Berlin", ":Europe/Berlin", ":/usr/share/zoneinfo/Europe/Berlin",
+                           "/usr/share/zoneinfo/Europe/Berlin"}) {
+        ::setenv("TZ", tz, 1);
+        auto r = run(
+            {"meetings", "--calendar", (home / "cal").string(), "--now", "2026-11-27T08:00:00Z", "--json"});
+        ASSERT_EQ(r.status, 0) << r.err;
+        auto json = nlohmann::json::parse(r.out);
+        ASSERT_EQ(json.size(), 1u) << tz;
+        EXPECT_EQ(json[0]["start"], "2026-11-27T14:00:00Z") << tz;
+    }
+    if (before) {
+        ::setenv("TZ", before->c_str(), 1);
+    } else {
+        ::unsetenv("TZ");
+    }
 }
 
 TEST_F(CalendarCommands, MeetingsExplainsConferenceLinksUnknownZonesAndImpossibleTimes) {

@@ -4,8 +4,8 @@
 #include "AudioEngine/CommandCapture.h"
 #include "Fakes/ScriptFolder.h"
 #include "Platform/Linux/PosixProcessRunner.h"
-#include "Platform/Linux/ProcessSpawning.h"
 #include "Platform/Linux/PulseMicrophoneMonitor.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/MainLoop.h"
 #include "UI/recording/CallDetector.h"
 

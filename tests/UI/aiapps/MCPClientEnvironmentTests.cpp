@@ -135,16 +135,22 @@ TEST(DesktopEntryLocator, SearchesTheUsersEntriesFirstAndHonoursHiddenOnes) {
                                                "/usr/local/share/applications", "/usr/share/applications"}));
 }
 
-TEST(AIAppsHelperLocation, FindsTheHelperBesideTheAppOrInLibexecButNotInATemporaryPlace) {
-    std::set<fs::path> executables = {"/opt/vellmora/bin/vellmora-mcp", "/usr/libexec/vellmora/vellmora-mcp",
-                                      "/tmp/.mount_Vellm1/usr/bin/vellmora-mcp"};
+TEST(AIAppsHelperLocation, FindsOnlyAnInstalledHelperOutsideTemporaryPlaces) {
+    std::set<fs::path> executables = {"/opt/vellmora/libexec/vellmora/vellmora-mcp",
+                                      "/usr/libexec/vellmora/vellmora-mcp",
+                                      "/tmp/.mount_Vellm1/usr/libexec/vellmora/vellmora-mcp",
+                                      "/home/ada/src/vellmora/build/App/vellmora-mcp"};
     auto isExec = [&](const fs::path& p) { return executables.count(p) > 0; };
     const std::vector<fs::path> temp = {"/tmp", "/var/tmp"};
     EXPECT_EQ(AIAppsHelperLocation::helperPath("/opt/vellmora/bin/vellmora", temp, isExec),
-              fs::path("/opt/vellmora/bin/vellmora-mcp"));
+              fs::path("/opt/vellmora/libexec/vellmora/vellmora-mcp"));
     EXPECT_EQ(AIAppsHelperLocation::helperPath("/usr/bin/vellmora", temp, isExec),
               fs::path("/usr/libexec/vellmora/vellmora-mcp"));
     EXPECT_EQ(AIAppsHelperLocation::helperPath("/tmp/.mount_Vellm1/usr/bin/vellmora", temp, isExec),
+              std::nullopt);
+    // The build folder's helper lies beside the program: rebuilt or deleted at will, so never written into
+    // another app's settings.
+    EXPECT_EQ(AIAppsHelperLocation::helperPath("/home/ada/src/vellmora/build/App/vellmora", temp, isExec),
               std::nullopt);
     EXPECT_EQ(AIAppsHelperLocation::helperPath("/home/ada/vellmora", temp, isExec), std::nullopt);
     EXPECT_TRUE(AIAppsHelperLocation::isTemporary("/var/tmp/x/../y", temp));

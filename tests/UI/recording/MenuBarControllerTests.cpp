@@ -172,6 +172,21 @@ TEST_F(MenuBarControllerTest, ShowsTheRecordingEntriesAndTimerWhileRecording) {
     EXPECT_EQ(controller.phase(), RecordingPhase::idle());
 }
 
+TEST_F(MenuBarControllerTest, ShowsACaptureWarningUnderStopOnlyWhileRecording) {
+    controller.setRecordingAvailability(Availability::ready());
+    controller.setRecording(true);
+    const std::string warning = "Vellmora hears nothing from the call: check the output device";
+    controller.setCaptureWarning(warning);
+    auto shown = statusItem.item(warning);
+    ASSERT_TRUE(shown);
+    EXPECT_FALSE(shown->isEnabled);
+    controller.setCaptureWarning(std::nullopt);
+    EXPECT_FALSE(statusItem.item(warning));
+    controller.setCaptureWarning(warning);
+    controller.setRecording(false);
+    EXPECT_FALSE(statusItem.item(warning)) << "shown while idle";
+}
+
 TEST_F(MenuBarControllerTest, DefersRebuildsWhileTheMenuIsOpen) {
     controller.setRecordingAvailability(Availability::ready());
     statusItem.open();

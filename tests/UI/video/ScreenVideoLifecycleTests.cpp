@@ -8,7 +8,7 @@
 #include "AudioEngine/VideoExpiryPreferences.h"
 #include "Intelligence/FileInspecting.h"
 #include "Platform/Linux/PosixProcessRunner.h"
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/Scheduler.h"
 #include "UI/video/SlidesExtractionService.h"
 #include "UI/video/VideoExpiryCoordinator.h"

@@ -1,6 +1,6 @@
-#include "Platform/Linux/ChildProcess.h"
+#include "Platform/ChildProcess.h"
 
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/MainLoop.h"
 
 #include <cerrno>

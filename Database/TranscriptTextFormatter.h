@@ -1,6 +1,7 @@
 // Turns stored transcript segments into readable, speaker-labelled lines, one per speaker turn:
 // "Alice (0:05): Hi there". This is the one transcript-to-text format: "Copy All", the library's copy action
-// and the command line all use it. Pure and safe from any thread; empty or token-only input gives no lines.
+// the command line and the MCP server all use it (so it lives with the records, below the UI). Pure and safe
+// from any thread; empty or token-only input gives no lines.
 #pragma once
 
 #include "Database/DatabaseManager.h"
@@ -8,10 +9,13 @@
 #include <string>
 #include <vector>
 
-namespace UI {
+namespace Database {
 
 struct TranscriptTextFormatter {
-    using Segment = Database::DatabaseManager::TranscriptSegment;
+    using Segment = DatabaseManager::TranscriptSegment;
+
+    /// Chat-template control tokens such as "<|en|>", dropped here and by the UI's text cleaning.
+    static constexpr const char* specialTokenPattern = R"(<\|[^|]*\|>)";
 
     static std::vector<std::string> lines(const std::vector<Segment>& segments);
 
@@ -19,4 +23,4 @@ struct TranscriptTextFormatter {
     static std::string timestamp(double seconds);
 };
 
-} // namespace UI
+} // namespace Database

@@ -1,4 +1,4 @@
-#include "Platform/Linux/ChildProcess.h"
+#include "Platform/ChildProcess.h"
 
 #include "Fakes/ScriptFolder.h"
 

@@ -1,8 +1,7 @@
-#include "UI/library/TranscriptTextFormatter.h"
+#include "Database/TranscriptTextFormatter.h"
 
 #include "Support/Regex.h"
 #include "Support/Text.h"
-#include "UI/library/TextCleaning.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,13 +9,13 @@
 #include <limits>
 #include <numeric>
 
-namespace UI {
+namespace Database {
 
 namespace {
 
 const Support::Regex& specialTokens() {
     // Must compile: a typo here is a programming error and the constructor's exception ends the process.
-    static const Support::Regex regex(TextCleaning::specialTokenPattern);
+    static const Support::Regex regex(TranscriptTextFormatter::specialTokenPattern);
     return regex;
 }
 
@@ -148,4 +147,4 @@ std::vector<std::string> TranscriptTextFormatter::lines(const std::vector<Segmen
     return out;
 }
 
-} // namespace UI
+} // namespace Database

@@ -1,4 +1,4 @@
-#include "Platform/Linux/ProcessSpawning.h"
+#include "Platform/ProcessSpawning.h"
 
 #include <csignal>
 #include <sstream>

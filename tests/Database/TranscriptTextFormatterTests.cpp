@@ -1,11 +1,11 @@
-#include "UI/library/TranscriptTextFormatter.h"
+#include "Database/TranscriptTextFormatter.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
-using UI::TranscriptTextFormatter;
+using Database::TranscriptTextFormatter;
 using Segment = TranscriptTextFormatter::Segment;
 
 namespace {
