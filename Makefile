@@ -1,6 +1,6 @@
 # Front door for people: every target installs what it needs first (scripts/install-deps is quiet and quick
 # when everything is there).
-.PHONY: run test asan-test tsan-test build deps format bench fuzz clean deb
+.PHONY: run test asan-test tsan-test build deps format bench fuzz fuzz-run clean deb
 
 CMAKE_BUILD := cmake --build --preset
 
@@ -49,9 +49,16 @@ bench: deps
 	@$(CMAKE_BUILD) bench
 	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
 
+# The libFuzzer targets, with only the code under test instrumented.
 fuzz: deps
 	@cmake --preset fuzz >/dev/null
 	@$(CMAKE_BUILD) fuzz
+
+# Every fuzz target for SECONDS each (make fuzz-run SECONDS=600 JOBS=2), one table, non-zero on a finding.
+SECONDS ?= 60
+JOBS ?= 1
+fuzz-run: fuzz
+	@scripts/fuzz-run -j $(JOBS) $(SECONDS)
 
 clean:
 	@rm -rf build build-asan build-tsan build-fuzz build-bench

@@ -35,11 +35,22 @@ Support::Task<std::optional<CapturedRecording>> SimulatedCapture::stop() {
         double duration = Support::toSeconds(scheduler_.now() - session.startedAt);
         co_await scheduler_.sleepFor(stopDelay_);
         auto path = session.audioFile;
-        co_await Support::BlockingWork::run(
-            [path, duration] { Support::Files::writeAtomically(path, silentWav(duration)); });
-        std::optional<CapturedRecording> recording =
-            CapturedRecording{session.recordingId, session.startedAt, duration, path, std::nullopt};
-        co_return recording;
+        const auto stem = path.parent_path() / path.stem();
+        const auto microphone = std::filesystem::path(stem.string() + "-microphone.wav");
+        const auto system = std::filesystem::path(stem.string() + "-system.wav");
+        co_await Support::BlockingWork::run([path, microphone, system, duration] {
+            const auto wav = silentWav(duration);
+            Support::Files::writeAtomically(path, wav);
+            Support::Files::writeAtomically(microphone, wav);
+            Support::Files::writeAtomically(system, wav);
+        });
+        CapturedRecording recording;
+        recording.recordingId = session.recordingId;
+        recording.startedAt = session.startedAt;
+        recording.durationSeconds = duration;
+        recording.audioFile = path;
+        recording.tracks = {{microphone, true, {}}, {system, false, {}}};
+        co_return std::optional<CapturedRecording>(std::move(recording));
     });
 }
 

@@ -1,6 +1,8 @@
 // A capture engine that records nothing: it takes a moment to "start" and to "finalise", like a real
-// engine, and writes a valid, silent WAV file as the recording's audio. Used by the demo, by tests, and
-// whenever no recording tool is installed.
+// engine, and writes valid, silent WAV files: the recording's audio and its two tracks in step,
+// "<id>-microphone.wav" and "<id>-system.wav", whose names tell the demo's simulated speech engine which
+// side of its scripted conversation each one carries. Used by the demo, by tests, and whenever no recording
+// tool is installed.
 #pragma once
 
 #include "AudioEngine/CaptureEngine.h"

@@ -96,11 +96,17 @@ AIKeys AIKeyStore::load() const {
     if (auto it = json.find("gemini"); it != json.end() && it->is_string()) {
         keys.gemini = it->get<std::string>();
     }
+    if (auto it = json.find("transcription"); it != json.end() && it->is_string()) {
+        keys.transcription = it->get<std::string>();
+    }
     return keys;
 }
 
 void AIKeyStore::save(const AIKeys& keys) const {
     nlohmann::json json = {{"openai", keys.openAI}, {"gemini", keys.gemini}};
+    if (!keys.transcription.empty()) {
+        json["transcription"] = keys.transcription;
+    }
     Support::Files::writeAtomically(path_, json.dump(2) + "\n", 0600);
 }
 

@@ -55,6 +55,8 @@ struct AIProviderSettings {
 struct AIKeys {
     std::string openAI{};
     std::string gemini{};
+    /// The transcription server's key (`vellmora transcription configure`); empty: the OpenAI key is used.
+    std::string transcription{};
     bool operator==(const AIKeys&) const = default;
 };
 

@@ -1,5 +1,6 @@
 #include "Support/MainLoop.h"
 
+#include "Support/MainLoopTurns.h"
 #include "Support/Task.h"
 
 #include <boost/asio/executor_work_guard.hpp>
@@ -12,13 +13,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace Support {
 
 namespace {
 std::atomic<MainLoop*> currentLoop{nullptr};
-}
+// The turn hooks by loop (main thread only; at most one per loop).
+std::unordered_map<const MainLoop*, std::shared_ptr<std::function<void()>>> turnHooks;
+} // namespace
 
 struct MainLoop::Impl {
     boost::asio::io_context io;
@@ -39,6 +43,7 @@ MainLoop::~MainLoop() {
         auto keep = task->weak_from_this().lock();
         task->detachFromLoop();
     }
+    turnHooks.erase(this);
     MainLoop* expected = this;
     currentLoop.compare_exchange_strong(expected, impl_->previous);
     impl_->io.stop();
@@ -66,7 +71,30 @@ void MainLoop::run() {
     impl_->thread = std::this_thread::get_id();
     auto guard = boost::asio::make_work_guard(impl_->io);
     impl_->io.restart();
-    impl_->io.run();
+    // One handler at a time, so that a turn hook added while running (the desktop opening its first window
+    // from a menu click) is honoured from the next handler on.
+    for (;;) {
+        if (auto found = turnHooks.find(this); found != turnHooks.end()) {
+            auto hook = found->second;
+            (*hook)();
+        }
+        if (impl_->io.run_one() == 0) {
+            return;
+        }
+    }
+}
+
+Subscription onMainLoopTurn(MainLoop& loop, std::function<void()> hook) {
+    auto shared = std::make_shared<std::function<void()>>(std::move(hook));
+    turnHooks[&loop] = shared;
+    std::weak_ptr<std::function<void()>> weak = shared;
+    const MainLoop* key = &loop;
+    return Subscription([key, weak]() {
+        auto found = turnHooks.find(key);
+        if (found != turnHooks.end() && found->second == weak.lock()) {
+            turnHooks.erase(found);
+        }
+    });
 }
 
 void MainLoop::stop() {

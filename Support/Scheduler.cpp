@@ -2,6 +2,8 @@
 
 #include "Support/MainLoop.h"
 
+#include <algorithm>
+
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/system_timer.hpp>
@@ -51,6 +53,12 @@ Date RealScheduler::now() const {
 }
 
 namespace {
+// The system's timers count nanoseconds, which hold only about 292 years either side of 1970: a delay
+// beyond a century (a calendar date may be clamped 10,000 years away) waits a century instead, which is
+// never in practice, and a date is kept within two centuries of 1970.
+constexpr Duration longestWait = std::chrono::hours(24 * 365 * 100);
+constexpr Duration furthestDate = 2 * longestWait;
+
 template <typename Timer, typename Arm>
 Subscription startTimer(MainLoop& loop, Arm arm, std::function<void()> action) {
     auto& io = *static_cast<boost::asio::io_context*>(loop.nativeHandle());
@@ -70,14 +78,13 @@ Subscription startTimer(MainLoop& loop, Arm arm, std::function<void()> action) {
 } // namespace
 
 Subscription RealScheduler::after(Duration delay, std::function<void()> action) {
-    if (delay < Duration::zero()) {
-        delay = Duration::zero();
-    }
+    delay = std::clamp(delay, Duration::zero(), longestWait);
     return startTimer<boost::asio::steady_timer>(
         loop_, [delay](boost::asio::steady_timer& t) { t.expires_after(delay); }, std::move(action));
 }
 
 Subscription RealScheduler::at(Date date, std::function<void()> action) {
+    date = std::clamp(date, Date(-furthestDate), Date(furthestDate));
     return startTimer<boost::asio::system_timer>(
         loop_,
         [date](boost::asio::system_timer& t) {

@@ -1,8 +1,8 @@
 #include "Support/Time.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <ctime>
 
 namespace Support {
 
@@ -12,14 +12,21 @@ Date systemNow() {
 
 std::string formatISO8601(Date date) {
     using namespace std::chrono;
-    auto secs = floor<std::chrono::seconds>(date);
-    auto micros = (date - secs).count();
-    std::time_t t = Clock::to_time_t(time_point_cast<Clock::duration>(secs));
-    std::tm tm{};
-    gmtime_r(&t, &tm);
-    char buf[48];
-    size_t n = std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%S", &tm);
-    std::string out(buf, n);
+    // From the civil calendar, not gmtime and strftime: the system clock's nanoseconds cannot hold dates
+    // past 2262, and "%Y" would not give the four digits of a year before 1000. Dates no conversion makes
+    // (a stored count of microseconds can be anything) are shown at the ends of the range.
+    date = std::clamp(date, dateFromUnix(-maximumSeconds), dateFromUnix(maximumSeconds));
+    const auto secs = floor<std::chrono::seconds>(date);
+    const auto micros = (date - secs).count();
+    const auto day = floor<days>(secs);
+    const year_month_day ymd{sys_days(day)};
+    const hh_mm_ss time{secs - day};
+    char buf[64];
+    int n = std::snprintf(buf, sizeof buf, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(ymd.year()),
+                          static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
+                          static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                          static_cast<int>(time.seconds().count()));
+    std::string out(buf, static_cast<size_t>(n));
     if (micros != 0) {
         char frac[32];
         if (micros % 1000 == 0) {

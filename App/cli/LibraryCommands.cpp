@@ -1,5 +1,7 @@
-// `vellmora library list|search|show|favorite|delete|import`: the recordings library from the terminal.
+// `vellmora library list|search|show|favorite|delete|import|transcribe`: the recordings library from the
+// terminal.
 #include "App/cli/LibraryCliSupport.h"
+#include "App/cli/TranscriptionCliSupport.h"
 #include "Database/TranscriptTextFormatter.h"
 #include "Intelligence/UnifiedSearchEngine.h"
 #include "Support/Text.h"
@@ -31,6 +33,8 @@ struct LibraryOptions {
     std::int64_t id = 0;
     bool yes = false;
     std::string file;
+    std::vector<std::string> files;
+    bool force = false;
 };
 
 const std::map<std::string, UI::RecordingFilter> filterNames = {
@@ -257,7 +261,16 @@ void remove(CliContext& ctx, const LibraryOptions& o) {
     ctx.out() << fmt::format("Deleted \"{}\".\n", r.title);
 }
 
-void import(CliContext& ctx, const LibraryOptions& o) {
+void import(CliContext& ctx, LibraryOptions o) {
+    if (!o.files.empty() && TranscriptionCli::isAudioFile(o.files.front())) {
+        TranscriptionCli::importAudio(ctx, o.database, o.files, o.json);
+        return;
+    }
+    if (o.files.size() > 1) {
+        throw UsageError(
+            "give one JSON file, or audio files (one, or the microphone's then the other side's)");
+    }
+    o.file = o.files.empty() ? "" : o.files.front();
     UI::ImportedRecording imported;
     try {
         imported = UI::RecordingImporter::parse(LibraryCli::readInput(ctx, o.file));
@@ -319,12 +332,25 @@ const CommandRegistration registration{
         addDatabaseOption(deleteCmd, *o);
         deleteCmd->callback([&ctx, o] { remove(ctx, *o); });
 
-        auto* importCmd =
-            library->add_subcommand("import", "Add a recording with its transcript from a JSON file");
-        importCmd->add_option("FILE", o->file, "The JSON file (- or nothing: stdin)");
+        auto* importCmd = library->add_subcommand(
+            "import", "Add a recording with its transcript from a JSON file, or audio files to transcribe");
+        importCmd->add_option(
+            "FILE", o->files,
+            "The JSON file (- or nothing: stdin), or audio files (WAV, FLAC, Ogg): one, or the "
+            "microphone's then the other side's track, queued for transcription");
         importCmd->add_flag("--json", o->json, "Print JSON");
         addDatabaseOption(importCmd, *o);
         importCmd->callback([&ctx, o] { import(ctx, *o); });
+
+        auto* transcribeCmd = library->add_subcommand(
+            "transcribe",
+            "Transcribe a recording now with the configured speech engine (it is queued first)");
+        transcribeCmd->add_option("ID", o->id, "The recording's id")->required();
+        transcribeCmd->add_flag("--force", o->force, "Transcribe again even when it has a transcript");
+        transcribeCmd->add_flag("--json", o->json, "Print JSON");
+        addDatabaseOption(transcribeCmd, *o);
+        transcribeCmd->callback(
+            [&ctx, o] { TranscriptionCli::transcribeRecording(ctx, o->database, o->id, o->force, o->json); });
     }};
 
 } // namespace

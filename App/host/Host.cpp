@@ -15,8 +15,15 @@
 #include "App/host/RecordingController.h"
 #include "App/host/SignalWatcher.h"
 #include "App/host/TerminalPresenter.h"
+#include "App/host/TranscriptionService.h"
 #include "AudioEngine/RecordingRecovery.h"
+#ifdef VELLMORA_HAS_DESKTOP
+#include "Desktop/app/DesktopWindows.h"
+#include "Desktop/calendar/WindowCardPresenter.h"
+#endif
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Platform/Linux/CurlHttpClient.h"
+#include "Platform/Linux/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
@@ -29,6 +36,7 @@
 
 #include <cstdlib>
 #include <malloc.h>
+#include <optional>
 #include <ostream>
 
 namespace App {
@@ -127,6 +135,22 @@ int Host::run(std::ostream& out, std::ostream& err) {
                  }
              }},
         say);
+    // The windows, when there is a display: the library and chat open from the menu, and the meeting card
+    // shows as a window beside the terminal's.
+    UI::MeetingReminderPresenter* cardPresenter = &presenter;
+#ifdef VELLMORA_HAS_DESKTOP
+    std::unique_ptr<Desktop::DesktopWindows> windows;
+    std::unique_ptr<Desktop::WindowCardPresenter> windowPresenter;
+    if (!options_.terminalOnly && database && Desktop::DesktopWindows::hasDisplay()) {
+        windows = Desktop::DesktopWindows::connect(
+            {loop, *database, scheduler, center, defaults, UI::DateContext{env.localeID, env.timeZoneID}},
+            say);
+    }
+    if (windows) {
+        windowPresenter = std::make_unique<Desktop::WindowCardPresenter>(presenter, *windows);
+        cardPresenter = windowPresenter.get();
+    }
+#endif
     UI::RecordingRequestGate gate;
     RecordingController controller(state, gate, platform.capture(), scheduler,
                                    Support::Files::dataHome() / "Recordings");
@@ -145,7 +169,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                .notifier = notifier,
                                                .scheduler = scheduler,
                                                .defaults = defaults,
-                                               .presenter = presenter,
+                                               .presenter = *cardPresenter,
                                                .workspace = platform.workspace(),
                                                .intents = intents,
                                                .activity = platform.activity(),
@@ -216,6 +240,28 @@ int Host::run(std::ostream& out, std::ostream& err) {
         [&](const std::string& why) { say("Could not start recording: " + why); });
     shutdown.finishFirst([&] { return archiver.idle(); });
     shutdown.add([&] { archiver.stop(); });
+
+    // Saved recordings are transcribed, one at a time; the queue resumes what a quit or crash interrupted,
+    // and a stored transcript starts the AI jobs through the processing notifications.
+    Platform::CurlHttpClient transcriptionHttp;
+    Platform::PosixProcessRunner transcriptionRunner;
+    std::optional<TranscriptionService> transcription;
+    if (database) {
+        transcription.emplace(TranscriptionService::Dependencies{.database = *database,
+                                                                 .center = center,
+                                                                 .scheduler = scheduler,
+                                                                 .defaults = defaults,
+                                                                 .http = transcriptionHttp,
+                                                                 .runner = transcriptionRunner,
+                                                                 .searchPath = env.searchPath,
+                                                                 .demo = options_.demo,
+                                                                 .say = say});
+        subscriptions += archiver.recordingAdded.connect(
+            [&](Database::RecordingId id, bool) { transcription->recordingSaved(id); });
+        shutdown.add([&] { transcription->stop(); }); // an unfinished one stays queued for the next start
+        transcription->start();
+    }
+
     // Recordings a crash or a power cut interrupted are finished and added before anything records: here,
     // before the loop runs (nothing waits on it yet, and no new recording's note can be taken for an old
     // one).
@@ -247,6 +293,21 @@ int Host::run(std::ostream& out, std::ostream& err) {
                    .quit = [&] { shutdown.quit(); },
                    .say = say});
     shutdown.add([&] { menu.stop(); });
+#ifdef VELLMORA_HAS_DESKTOP
+    if (windows) {
+        menu.actions().setWindowActions(
+            {.openLibrary = [&] { windows->openLibrary(); },
+             .openChat =
+                 [&] {
+                     if (!windows->openChat()) {
+                         say("AI Chat needs an AI provider: see `vellmora ai --help`.");
+                     }
+                 }});
+        if (options_.demo) {
+            windows->openLibrary();
+        }
+    }
+#endif
 
     // The two-track capture's news: a silent track in the terminal, the menu and a notification; a full
     // disk stops the recording.

@@ -85,6 +85,10 @@ void HostMenuDelegate::insertMarker() {
 }
 
 void HostMenuDelegate::toggleAIChat() {
+    if (windows_.openChat) {
+        windows_.openChat();
+        return;
+    }
     deps_.say("Chat: run `vellmora chat QUESTION` in another terminal.");
 }
 

@@ -44,6 +44,12 @@ public:
         std::function<void(const std::string&)> say;
     };
 
+    /// What the desktop windows do instead of the terminal, when they are there (empty: the terminal's way).
+    struct WindowActions {
+        std::function<void()> openLibrary;
+        std::function<void()> openChat;
+    };
+
     explicit HostMenuDelegate(Dependencies dependencies);
     ~HostMenuDelegate() override;
 
@@ -58,8 +64,10 @@ public:
     void startRecording() override;
     void stopRecording() override;
     void insertMarker() override;
-    void openLibrary() override { showLibrary(); }
-    void openActionItems() override { showLibrary(); }
+    void setWindowActions(WindowActions actions) { windows_ = std::move(actions); }
+
+    void openLibrary() override { windows_.openLibrary ? windows_.openLibrary() : showLibrary(); }
+    void openActionItems() override { openLibrary(); }
     void toggleAIChat() override;
     void joinMeeting(const UI::CalendarMeeting& meeting, bool record) override;
     void checkForUpdates() override;
@@ -71,6 +79,7 @@ private:
     Support::Task<> listLibrary();
 
     Dependencies deps_;
+    WindowActions windows_;
     std::list<Support::Task<>> listings_;
 };
 

@@ -110,7 +110,12 @@ AppStoreLookupClient::Outcome AppStoreLookupClient::outcome(const Platform::Http
         if (!answer.is_object()) {
             return Outcome::failure("The store's answer is not a JSON object.");
         }
-        const auto count = answer.at("resultCount").get<std::int64_t>();
+        // Only a whole number: converting 1e300 to an integer would be undefined behaviour.
+        const auto& countValue = answer.at("resultCount");
+        if (!countValue.is_number_integer()) {
+            return Outcome::failure("The store's answer has no whole result count.");
+        }
+        const auto count = countValue.get<std::int64_t>();
         const auto& results = answer.at("results");
         if (!results.is_array()) {
             return Outcome::failure("The store's answer has no result list.");

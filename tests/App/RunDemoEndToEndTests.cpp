@@ -95,6 +95,9 @@ TEST(RunDemoEndToEnd, ANewcomerSeesTheReminderJoinsAndRecordsAndFindsTheRecordin
     ASSERT_TRUE(session.waitFor("Recording 00:02")) << "the timer runs\n" << session.screen();
     session.keys("r");
     ASSERT_TRUE(session.waitFor("Saved “Design review”")) << session.screen();
+    ASSERT_TRUE(session.waitFor("segments in the library"))
+        << "the simulated engine transcribes both tracks\n"
+        << session.screen();
     session.keys("l");
     ASSERT_TRUE(session.waitFor("Quarterly planning")) << "the demo library is listed\n" << session.screen();
     session.keys("m");

@@ -100,3 +100,14 @@ TEST(RealSchedulerTest, AShortTimerFiresOnTheMainLoop) {
     EXPECT_TRUE(fired);
     EXPECT_LE(scheduler.now() - systemNow(), 1s);
 }
+
+TEST(RealSchedulerTest, TimersCenturiesAwayWaitInsteadOfOverflowingTheSystemClock) {
+    MainLoop loop;
+    RealScheduler scheduler(loop);
+    bool farFired = false;
+    auto farDate = scheduler.at(dateFromUnix(1e300), [&] { farFired = true; });
+    auto farDelay = scheduler.after(seconds(1e300), [&] { farFired = true; });
+    auto pastDate = scheduler.at(dateFromUnix(-1e300), [&] { loop.stop(); });
+    loop.run();
+    EXPECT_FALSE(farFired);
+}

@@ -85,6 +85,10 @@ TEST(AppStoreLookupClient, TellsNoResultsFromFailures) {
         {200, R"({"resultCount": 1, "results": [{"version": "1.0", "currentVersionReleaseDate": "soon"}]})",
          Outcome::Kind::failed},
         {200, R"([1, 2])", Outcome::Kind::failed},
+        {200, R"({"resultCount": 1e300, "results": [{"version": "1.0"}]})", Outcome::Kind::failed},
+        {200, R"({"resultCount": -1e300, "results": [{"version": "1.0"}]})", Outcome::Kind::failed},
+        {200, R"({"resultCount": 1.5, "results": [{"version": "1.0"}]})", Outcome::Kind::failed},
+        {200, R"({"resultCount": "1", "results": [{"version": "1.0"}]})", Outcome::Kind::failed},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(outcomeOf(c.status, c.body).kind, c.kind) << c.status << " " << c.body;

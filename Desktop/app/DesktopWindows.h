@@ -1,0 +1,77 @@
+// The desktop windows as the host sees them: created only when a display is there, it owns Qt's
+// application object, runs Qt's loop inside the main loop (QtLoopBridge), and opens the windows on demand:
+// the library (with its view model and search engine, made on first use) and the meeting card. Closing a
+// window never quits: the host keeps running in the tray and the terminal. Also writes screenshots of every
+// window for people to look at (`vellmora screenshots`).
+//
+// Main thread only; destroy it before the objects in `Services`.
+#pragma once
+
+#include "Database/DatabaseManager.h"
+#include "Support/MainLoop.h"
+#include "Support/NotificationCenter.h"
+#include "Support/Scheduler.h"
+#include "Support/UserDefaults.h"
+#include "UI/calendar/MeetingReminderPresenter.h"
+#include "UI/library/DateContext.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Desktop {
+
+class LibraryWindow;
+class MeetingCardWindow;
+
+class DesktopWindows {
+public:
+    struct Services {
+        Support::MainLoop& loop;
+        Database::DatabaseManager& database;
+        Support::Scheduler& scheduler;
+        Support::NotificationCenter& center;
+        Support::UserDefaults& defaults;
+        UI::DateContext dateContext;
+    };
+
+    /// Whether Qt can start: QT_QPA_PLATFORM is set, or the X display ($DISPLAY) answers.
+    static bool hasDisplay();
+    /// The windows, or nothing (and one line said) when there is no display or Qt cannot start.
+    static std::unique_ptr<DesktopWindows> connect(Services services,
+                                                   const std::function<void(const std::string&)>& say);
+    ~DesktopWindows();
+    DesktopWindows(const DesktopWindows&) = delete;
+    DesktopWindows& operator=(const DesktopWindows&) = delete;
+
+    /// Shows (creating on first use) and raises the library window.
+    void openLibrary();
+    /// The library at a recording, at `transcriptTime` in its transcript when given.
+    void openRecording(Database::RecordingId id, std::optional<double> transcriptTime = std::nullopt);
+    /// Shows (creating on first use) the chat window over the shared AI service; false when no AI service
+    /// is set up (nothing is shown then).
+    bool openChat();
+    /// The meeting card, replacing one on screen; `close` withdraws it without a report.
+    void showCard(const UI::MeetingReminderCard& card,
+                  UI::MeetingReminderPresenter::CardActionHandler onAction);
+    void closeCard();
+
+    LibraryWindow* library() const;
+    MeetingCardWindow* card() const;
+
+    /// Renders every window (library list, recording summary, transcript, chat, meeting card) into PNG files
+    /// in `folder` at the current scale (QT_SCALE_FACTOR), named with `suffix`; returns the files written.
+    std::vector<std::filesystem::path> writeScreenshots(const std::filesystem::path& folder,
+                                                        const std::string& suffix,
+                                                        const UI::MeetingReminderCard& card);
+
+private:
+    explicit DesktopWindows(Services services);
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace Desktop

@@ -1,0 +1,140 @@
+#include "Intelligence/WhisperCliTranscriber.h"
+
+#include "Intelligence/AudioPieces.h"
+#include "Intelligence/TranscriptionResponse.h"
+#include "Platform/HttpClient.h"
+#include "Support/BlockingWork.h"
+#include "Support/Files.h"
+#include "Support/Text.h"
+#include "Support/Uuid.h"
+
+#include <fstream>
+#include <memory>
+
+namespace Intelligence {
+
+WhisperCliTranscriber::WhisperCliTranscriber(Platform::ProcessRunner& runner, Config config)
+    : runner_(runner), config_(std::move(config)) {}
+
+std::vector<std::string> WhisperCliTranscriber::arguments(const Config& config,
+                                                          const std::filesystem::path& wav,
+                                                          const std::filesystem::path& stem,
+                                                          const SpeechOptions& options) {
+    std::vector<std::string> args = {"-m",  config.model.string(), "-f", wav.string(), "-oj",
+                                     "-of", stem.string(),         "-np"};
+    args.push_back("-l");
+    args.push_back(options.language.empty() ? "auto" : options.language);
+    if (auto prompt = options.prompt(); !prompt.empty()) {
+        args.push_back("--prompt");
+        args.push_back(prompt);
+    }
+    return args;
+}
+
+namespace {
+/// Removes the work files when the transcription ends, however it ends.
+struct WorkFiles {
+    std::filesystem::path wav, stem, json;
+    ~WorkFiles() {
+        std::error_code ignored;
+        std::filesystem::remove(wav, ignored);
+        std::filesystem::remove(json, ignored);
+    }
+};
+
+std::string lastLine(const std::string& text) {
+    auto trimmed = Support::Text::trimmed(text);
+    auto end = trimmed.rfind('\n');
+    return end == std::string::npos ? trimmed : trimmed.substr(end + 1);
+}
+} // namespace
+
+Support::Task<std::vector<SpeechSegment>>
+WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Progress progress) {
+    if (!std::filesystem::exists(config_.model) && config_.fetchModel) {
+        std::optional<std::string> fetchFailure;
+        try {
+            auto fetch = config_.fetchModel();
+            co_await Platform::awaitTransfer(fetch);
+        } catch (const Support::UserFacingError& e) {
+            fetchFailure = e.description();
+        }
+        if (fetchFailure) {
+            throw TranscriptionError(*fetchFailure, true);
+        }
+    }
+    if (!std::filesystem::exists(config_.model)) {
+        throw TranscriptionError(
+            "The speech model " + config_.model.string() +
+                " is not there. Download one with `vellmora transcription models download "
+                "base.en`, or name a ggml file with `vellmora transcription configure "
+                "--model`.",
+            true);
+    }
+    auto files = std::make_shared<WorkFiles>();
+    const auto name = Support::Uuid::generate();
+    files->wav = config_.workFolder / (name + ".wav");
+    files->stem = config_.workFolder / name;
+    files->json = config_.workFolder / (name + ".json");
+    const auto source = track.file;
+    // The work files are removed when this frame ends: the pool's copies of the jobs hold only their paths.
+    const auto wav = files->wav;
+    const auto json = files->json;
+    co_await Support::BlockingWork::run([wav, source] {
+        AudioFile audio(source);
+        std::filesystem::create_directories(wav.parent_path());
+        std::ofstream out(wav, std::ios::binary | std::ios::trunc);
+        AudioPieces::encodeWav16k(audio, {0, audio.frames()}, [&out](std::string_view bytes) {
+            out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        });
+        out.flush();
+        if (!out) {
+            throw TranscriptionError("The temporary audio file " + wav.string() + " cannot be written.",
+                                     true);
+        }
+    });
+
+    Platform::ProcessRequest request;
+    request.executable = config_.program.string();
+    request.arguments = arguments(config_, files->wav, files->stem, options);
+    request.timeout = config_.timeout;
+    Platform::ProcessResult result;
+    try {
+        auto run = runner_.run(request);
+        result = co_await run;
+    } catch (const std::system_error& e) {
+        throw TranscriptionError(
+            config_.program.string() + " cannot be started (" + e.code().message() +
+                "). Install whisper.cpp or name its whisper-cli with `vellmora transcription "
+                "configure --program`.",
+            true);
+    }
+    if (!result.succeeded()) {
+        auto said = lastLine(result.standardError);
+        throw TranscriptionError(
+            std::string("whisper-cli ") +
+                (result.timedOut ? "took too long and was stopped"
+                                 : "failed (exit status " + std::to_string(result.exitStatus) + ")") +
+                (said.empty() ? "." : ": " + said),
+            true);
+    }
+    auto output = co_await Support::BlockingWork::run([json] { return Support::Files::readIfExists(json); });
+    std::optional<std::vector<SpeechSegment>> segments;
+    if (output) {
+        segments = TranscriptionResponse::parseWhisperCliOutput(*output);
+    }
+    if (!segments) {
+        throw TranscriptionError(
+            "whisper-cli wrote no transcript that can be read (" + files->json.string() + ").", true);
+    }
+    for (auto& s : *segments) {
+        s.start += track.offset;
+        s.end += track.offset;
+    }
+    if (progress) {
+        progress(1.0);
+    }
+    co_return *segments;
+}
+
+} // namespace Intelligence

@@ -1,0 +1,157 @@
+// The way from a saved call to AI jobs as the host composes it, in virtual time: the transcription service
+// (the demo's simulated engine over two real, silent track files) and the background services (the AI jobs,
+// with a loopback provider). Saved → queued → segments from both tracks stored with their flags → the AI
+// title, summary and action items requested; and a quit in the middle of a transcription resumed once by
+// the next start.
+#include "Fakes/FakeAIProvider.h"
+
+#include "App/host/BackgroundServices.h"
+#include "App/host/TranscriptionService.h"
+#include "AudioEngine/SimulatedCapture.h"
+#include "Database/Sqlite/SqliteDatabase.h"
+#include "Intelligence/AIProviderSettings.h"
+#include "Intelligence/TranscriptionSettings.h"
+#include "Platform/Linux/CurlHttpClient.h"
+#include "Platform/Linux/PosixProcessRunner.h"
+#include "Support/Files.h"
+#include "Support/MainLoop.h"
+#include "Support/Scheduler.h"
+#include "UI/ai/AIGenerationJobs.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <random>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+struct World {
+    std::filesystem::path home;
+    Support::MainLoop loop;
+    Support::VirtualScheduler scheduler{loop, Support::dateFromUnix(1'800'000'000)};
+    Support::InMemoryUserDefaults defaults;
+    Support::NotificationCenter center;
+    Database::SqliteDatabase database{":memory:"};
+    Fakes::FakeAIProvider provider;
+    Platform::CurlHttpClient http;
+    Platform::PosixProcessRunner runner;
+    std::vector<std::string> said;
+
+    World() {
+        home = std::filesystem::temp_directory_path() /
+               ("vellmora-transcription-service-" + std::to_string(std::random_device{}()));
+        ::setenv("VELLMORA_CONFIG_HOME", (home / "config").c_str(), 1);
+        ::setenv("VELLMORA_STATE_HOME", (home / "state").c_str(), 1);
+        ::setenv("VELLMORA_DATA_HOME", (home / "data").c_str(), 1);
+        ::setenv("VELLMORA_CACHE_HOME", (home / "cache").c_str(), 1);
+        Intelligence::AIProviderSettings ai;
+        ai.provider = Intelligence::AIProvider::openAICompatible;
+        ai.openAIBaseURL = provider.baseURL();
+        ai.openAIModel = "local-model";
+        ai.save(defaults);
+        Intelligence::AIKeyStore().save({"sk-local", ""});
+        Intelligence::TranscriptionSettings speech;
+        speech.engine = Intelligence::TranscriptionEngine::simulated;
+        speech.save(defaults);
+        provider.setDefault({{"Launch plan review"}});
+    }
+    ~World() { std::filesystem::remove_all(home); }
+
+    std::unique_ptr<App::TranscriptionService> transcription() {
+        return std::make_unique<App::TranscriptionService>(App::TranscriptionService::Dependencies{
+            .database = database,
+            .center = center,
+            .scheduler = scheduler,
+            .defaults = defaults,
+            .http = http,
+            .runner = runner,
+            .say = [this](const std::string& s) { said.push_back(s); },
+        });
+    }
+
+    /// A saved call as the capture leaves it: two silent tracks of a minute, in step.
+    Database::RecordingId savedCall() {
+        const auto folder = home / "data/Recordings";
+        std::filesystem::create_directories(folder);
+        const auto wav = AudioEngine::SimulatedCapture::silentWav(60);
+        Support::Files::writeAtomically(folder / "call-microphone.wav", wav);
+        Support::Files::writeAtomically(folder / "call-system.wav", wav);
+        Database::DatabaseManager::Recording r;
+        r.title = "Launch sync";
+        r.duration = 60;
+        r.fileURL = folder / "call.wav";
+        r.tracks = {{folder / "call-microphone.wav", true, 0}, {folder / "call-system.wav", false, 0}};
+        return database.insertRecording(r);
+    }
+
+    /// Turns the loop, moving virtual time to the next timer whenever nothing else is ready.
+    template <typename Predicate> bool runUntil(Predicate done) {
+        const auto giveUp = std::chrono::steady_clock::now() + 20s;
+        while (!done() && std::chrono::steady_clock::now() < giveUp) {
+            if (!loop.runOne(5) && scheduler.pendingTimers() > 0) {
+                scheduler.advanceTo(*scheduler.nextDue());
+            }
+        }
+        return done();
+    }
+};
+
+} // namespace
+
+TEST(TranscriptionService, TakesASavedCallToItsTranscriptAndStartsTheAIJobs) {
+    World w;
+    App::BackgroundServices services({.scheduler = w.scheduler,
+                                      .defaults = w.defaults,
+                                      .center = w.center,
+                                      .database = &w.database,
+                                      .checksForUpdates = false,
+                                      .say = [](const std::string&) {}});
+    auto transcription = w.transcription();
+    transcription->start();
+    const auto id = w.savedCall();
+    transcription->recordingSaved(id);
+    ASSERT_TRUE(w.runUntil([&] { return w.database.recording(id)->hasTranscript; }));
+
+    auto segments = w.database.allSegments(id);
+    ASSERT_EQ(segments.size(), 7u);
+    EXPECT_FALSE(segments[0].isFromMicrophone);
+    EXPECT_TRUE(segments[1].isFromMicrophone);
+    EXPECT_EQ(segments[1].text, "Loud and clear. Shall we start with the launch date?");
+    EXPECT_EQ(w.said, (std::vector<std::string>{"Transcribed #" + std::to_string(id) +
+                                                ": 7 segments in the library"}));
+
+    ASSERT_TRUE(w.runUntil([&] { return w.provider.generationRequests().size() >= 2; }))
+        << "the AI jobs asked the provider";
+    services.stop();
+    transcription->stop();
+}
+
+TEST(TranscriptionService, ResumesATranscriptionCutByAQuitOnceAtTheNextStart) {
+    World w;
+    const auto id = w.savedCall();
+    int transcribed = 0;
+    {
+        auto transcription = w.transcription();
+        transcription->recordingSaved(id);
+        // The simulated engine is on its first track (it takes a second of virtual time): quit now.
+        ASSERT_TRUE(w.runUntil([&] { return w.scheduler.pendingTimers() > 0; }));
+        transcription->stop();
+        for (int i = 0; i < 100; ++i) { // let the cancelled work wind down
+            w.loop.runOne(2);
+        }
+    }
+    EXPECT_FALSE(w.database.recording(id)->hasTranscript);
+
+    auto next = w.transcription();
+    auto counted = next->queue().transcribed.connect([&](Database::RecordingId, int) { ++transcribed; });
+    next->start();
+    next->start();
+    ASSERT_TRUE(
+        w.runUntil([&] { return w.database.recording(id)->hasTranscript && next->queue().isIdle(); }));
+    EXPECT_EQ(transcribed, 1);
+    EXPECT_EQ(w.database.segmentCount(id), 7);
+    EXPECT_TRUE(next->queue().contents().queue.empty());
+}
