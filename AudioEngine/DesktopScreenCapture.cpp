@@ -40,12 +40,13 @@ std::filesystem::path DesktopScreenCapture::ffmpeg(const Environment& environmen
 }
 
 std::function<std::unique_ptr<ScreenCaptureEngine>(double)>
-DesktopScreenCapture::makeFactory(Support::Scheduler& scheduler, const Environment& environment) {
+DesktopScreenCapture::makeFactory(Support::Scheduler& scheduler, const Environment& environment,
+                                  Platform::ScreenShareOpener openShare) {
     auto ffmpegPath = ffmpeg(environment);
     auto gstLaunch = Platform::findExecutable("gst-launch-1.0", environment.path);
-    auto kind =
-        choose(environment.display, environment.waylandDisplay, !ffmpegPath.empty(), gstLaunch.has_value());
-    return [&scheduler, environment, ffmpegPath, gstLaunch,
+    auto kind = choose(environment.display, environment.waylandDisplay, !ffmpegPath.empty(),
+                       gstLaunch.has_value() && openShare);
+    return [&scheduler, environment, ffmpegPath, gstLaunch, openShare,
             kind](double frameRate) -> std::unique_ptr<ScreenCaptureEngine> {
         switch (kind) {
         case Kind::x11: {
@@ -62,6 +63,7 @@ DesktopScreenCapture::makeFactory(Support::Scheduler& scheduler, const Environme
             options.frameRate = frameRate;
             options.tokenFile = environment.tokenFile;
             options.logFile = environment.logFile;
+            options.openShare = openShare;
             return std::make_unique<PortalScreenCapture>(scheduler, options);
         }
         case Kind::none:

@@ -1,10 +1,12 @@
 // Which screen capture this desktop gets: under Wayland (WAYLAND_DISPLAY set) the screen-share portal with
 // GStreamer's PipeWire source, since x11grab would only see the X programs' windows there; under X11
 // (DISPLAY set) ffmpeg's x11grab; otherwise none. `makeFactory` gives the host the `makeScreen` function of
-// `ScreenRecordingCapture`, looking the tools up on PATH once.
+// `ScreenRecordingCapture`, looking the tools up on PATH once; the host hands it the way to ask the desktop
+// for a screen share (without one, Wayland gets no screen capture).
 #pragma once
 
 #include "AudioEngine/ScreenCaptureEngine.h"
+#include "Platform/ScreenShare.h"
 #include "Support/Scheduler.h"
 
 #include <functional>
@@ -31,7 +33,8 @@ struct DesktopScreenCapture {
     static Environment current(std::filesystem::path logFile, std::filesystem::path tokenFile);
 
     static std::function<std::unique_ptr<ScreenCaptureEngine>(double frameRate)>
-    makeFactory(Support::Scheduler& scheduler, const Environment& environment);
+    makeFactory(Support::Scheduler& scheduler, const Environment& environment,
+                Platform::ScreenShareOpener openShare);
     /// ffmpeg on the environment's PATH, for finalising videos; empty when missing.
     static std::filesystem::path ffmpeg(const Environment& environment);
 };

@@ -1,7 +1,6 @@
 #include "AudioEngine/PortalScreenCapture.h"
 
 #include "Platform/ChildProcess.h"
-#include "Platform/Linux/ScreenCastPortal.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
@@ -21,7 +20,7 @@ const Support::Logger log("screen");
 } // namespace
 
 struct PortalScreenCapture::Share {
-    std::unique_ptr<Platform::Linux::ScreenCastPortal::Share> share;
+    std::unique_ptr<Platform::ScreenShare> share;
 };
 
 std::vector<std::string> PortalScreenCapture::arguments(const Options& options, int fd, std::uint32_t node,
@@ -99,11 +98,13 @@ Support::Task<> PortalScreenCapture::start(std::filesystem::path file, Support::
         if (in && std::getline(in, line) && !line.empty()) {
             token = line;
         }
+        if (!options->openShare) {
+            throw CaptureError("The screen is not recorded: this desktop offers no screen share.");
+        }
         auto share = std::make_shared<Share>();
         try {
-            share->share = Platform::Linux::ScreenCastPortal::open(
-                {.address = options->busAddress, .restoreToken = token});
-        } catch (const Platform::Linux::ScreenCastPortal::Refused& e) {
+            share->share = options->openShare({.address = options->busAddress, .restoreToken = token});
+        } catch (const Platform::ScreenShareRefused& e) {
             throw CaptureError(e.what());
         }
         if (auto next = share->share->restoreToken(); next && next != token && !options->tokenFile.empty()) {

@@ -1,9 +1,10 @@
 // Screen capture on Wayland: the desktop portal's screen-share handshake
-// (`Platform::Linux::ScreenCastPortal`, run on the blocking-work pool since the user may take a while to pick
-// a screen), then GStreamer's `gst-launch-1.0` reading the shared PipeWire stream (`pipewiresrc` on the
-// portal's socket, handed to it as an inherited descriptor), slowed to the chosen frame rate and encoded as
-// VP9 in real-time mode into Matroska written as it goes (`streamable`), so a killed capture leaves a
-// playable file like on X11. `-e` turns SIGINT into an end of stream, on which the muxer completes the file.
+// (`Platform::ScreenShareOpener`, given by the host, run on the blocking-work pool since the user may take a
+// while to pick a screen), then GStreamer's `gst-launch-1.0` reading the shared PipeWire stream
+// (`pipewiresrc` on the portal's socket, handed to it as an inherited descriptor), slowed to the chosen frame
+// rate and encoded as VP9 in real-time mode into Matroska written as it goes (`streamable`), so a killed
+// capture leaves a playable file like on X11. `-e` turns SIGINT into an end of stream, on which the muxer
+// completes the file.
 //
 // The portal's restore token is kept in `tokenFile` (written atomically) and given back at the next start,
 // so that the user is asked once. A cancelled or refused dialog, a missing portal or a GStreamer that ends at
@@ -11,6 +12,7 @@
 #pragma once
 
 #include "AudioEngine/ScreenCaptureEngine.h"
+#include "Platform/ScreenShare.h"
 #include "Support/Scheduler.h"
 
 #include <memory>
@@ -18,9 +20,6 @@
 
 namespace Platform {
 class ChildProcess;
-}
-namespace Platform::Linux {
-class ScreenCastPortal;
 }
 
 namespace AudioEngine {
@@ -34,6 +33,8 @@ public:
         std::filesystem::path logFile;
         /// The session bus address; nothing: the user's.
         std::optional<std::string> busAddress;
+        /// Asks the desktop for the screen (blocking); none: the screen cannot be shared here.
+        Platform::ScreenShareOpener openShare;
         Support::Duration startCheck = Support::seconds(1);
         Support::Duration stopTimeout = Support::seconds(10);
     };

@@ -63,7 +63,8 @@ Support::Task<std::optional<CapturedVideo>> ScreenRecordingCapture::stopScreen()
         if (deps_.preparingVideo) {
             deps_.preparingVideo(true);
         }
-        auto problem = co_await ScreenVideoFinaliser::finalise(deps_.ffmpeg, video->file);
+        auto problem =
+            co_await ScreenVideoFinaliser::finalise(deps_.ffmpeg, video->file, deps_.markAssembling);
         if (deps_.preparingVideo) {
             deps_.preparingVideo(false);
         }

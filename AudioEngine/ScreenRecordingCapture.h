@@ -13,6 +13,7 @@
 
 #include "AudioEngine/CaptureEngine.h"
 #include "AudioEngine/ScreenCaptureEngine.h"
+#include "Support/Signal.h"
 #include "Support/UserDefaults.h"
 
 #include <functional>
@@ -28,6 +29,8 @@ public:
         std::function<std::unique_ptr<ScreenCaptureEngine>(double frameRate)> makeScreen;
         /// ffmpeg, to finalise the video; empty: the video is kept as captured.
         std::filesystem::path ffmpeg;
+        /// Marks a video as being assembled while it is finalised (so that the video expiry leaves it).
+        std::function<Support::Subscription(const std::filesystem::path&)> markAssembling;
         /// One sentence for the user.
         std::function<void(const std::string&)> say;
         /// Told true while a video is being finalised, then false (the menu's "Preparing video").

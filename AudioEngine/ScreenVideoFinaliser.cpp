@@ -1,7 +1,6 @@
 #include "AudioEngine/ScreenVideoFinaliser.h"
 
-#include "Database/VideoMuxActivity.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/BlockingWork.h"
 
 #include <system_error>
@@ -65,8 +64,12 @@ std::optional<std::string> ScreenVideoFinaliser::finaliseBlocking(const std::fil
 }
 
 Support::Task<std::optional<std::string>> ScreenVideoFinaliser::finalise(std::filesystem::path ffmpeg,
-                                                                         std::filesystem::path video) {
-    auto mark = Database::VideoMuxActivity::shared().begin(video);
+                                                                         std::filesystem::path video,
+                                                                         MarkAssembling mark) {
+    Support::Subscription assembling;
+    if (mark) {
+        assembling = mark(video);
+    }
     auto* f = &ffmpeg;
     auto* v = &video;
     co_return co_await Support::BlockingWork::run([f, v] { return finaliseBlocking(*f, *v); });

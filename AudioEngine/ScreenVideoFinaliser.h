@@ -6,19 +6,25 @@
 // was. Used by `ScreenRecordingCapture` after each capture and by crash recovery for a video left behind.
 //
 // Edge cases: a missing or empty file, or one without a single frame, is left alone and reported as not
-// finalised; the video is marked in `Database::VideoMuxActivity` for as long as it is being rewritten, so
-// the video expiry never deletes it half-way.
+// finalised; `finalise` marks the video as being assembled for as long as it is rewritten, through the
+// `MarkAssembling` its caller gives (the host's `Database::VideoMuxActivity`), so the video expiry never
+// deletes it half-way.
 #pragma once
 
+#include "Support/Signal.h"
 #include "Support/Task.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
 namespace AudioEngine {
 
 struct ScreenVideoFinaliser {
+    /// Marks a video as being assembled until the returned subscription ends.
+    using MarkAssembling = std::function<Support::Subscription(const std::filesystem::path&)>;
+
     /// Where the screen video of the recording whose audio is `audioFile` goes: same folder and name,
     /// ".mkv".
     static std::filesystem::path videoFileFor(const std::filesystem::path& audioFile);
@@ -26,9 +32,9 @@ struct ScreenVideoFinaliser {
     /// Rewrites `video` with its index on the calling thread; nothing when it worked, else why not.
     static std::optional<std::string> finaliseBlocking(const std::filesystem::path& ffmpeg,
                                                        const std::filesystem::path& video);
-    /// The same on the blocking-work pool, the video marked as being assembled meanwhile.
-    static Support::Task<std::optional<std::string>> finalise(std::filesystem::path ffmpeg,
-                                                              std::filesystem::path video);
+    /// The same on the blocking-work pool, the video marked through `mark` (if given) meanwhile.
+    static Support::Task<std::optional<std::string>>
+    finalise(std::filesystem::path ffmpeg, std::filesystem::path video, MarkAssembling mark);
 };
 
 } // namespace AudioEngine

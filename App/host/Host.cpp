@@ -23,7 +23,7 @@
 #endif
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Platform/Linux/CurlHttpClient.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"

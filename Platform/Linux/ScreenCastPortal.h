@@ -6,12 +6,13 @@
 // (0 granted, 1 cancelled by the user, 2 refused or failed).
 //
 // Used by the Wayland screen capture on the blocking-work pool: `open` blocks on its own bus connection
-// until the user answered or `timeout` passed. It throws `ScreenCastPortal::Refused` with a sentence for the
-// user for a cancelled or refused dialog, a missing portal or a time-out. The session stays open as long as
-// the returned `Share` lives (closing it ends the share).
+// until the user answered or `timeout` passed (the host hands `open` down as the
+// `Platform::ScreenShareOpener`). It throws `ScreenCastPortal::Refused` with a sentence for the user for a
+// cancelled or refused dialog, a missing portal or a time-out. The session stays open as long as the returned
+// `Share` lives (closing it ends the share).
 #pragma once
 
-#include "Support/Time.h"
+#include "Platform/ScreenShare.h"
 
 #include <cstdint>
 #include <memory>
@@ -25,31 +26,21 @@ namespace Platform::Linux {
 
 class ScreenCastPortal {
 public:
-    struct Refused : std::runtime_error {
-        using std::runtime_error::runtime_error;
-    };
-
-    struct Options {
-        /// The bus address; nothing: the user's session bus.
-        std::optional<std::string> address;
-        /// The token of the previous share, to skip the dialog.
-        std::optional<std::string> restoreToken;
-        /// How long the user may take to answer.
-        Support::Duration timeout = Support::seconds(120);
-    };
+    using Refused = Platform::ScreenShareRefused;
+    using Options = Platform::ScreenShareRequest;
 
     /// An open share: the PipeWire socket (owned), the stream's node id and the token for next time (a token
     /// is good for one use: the portal gives a fresh one with each share, none when it does not persist).
-    class Share {
+    class Share final : public Platform::ScreenShare {
     public:
         Share(sd_bus* bus, std::string session, int pipewireFd, std::uint32_t node,
               std::optional<std::string> restoreToken);
-        ~Share();
+        ~Share() override;
         Share(const Share&) = delete;
         Share& operator=(const Share&) = delete;
-        int pipewireFd() const { return fd_; }
-        std::uint32_t node() const { return node_; }
-        const std::optional<std::string>& restoreToken() const { return restoreToken_; }
+        int pipewireFd() const override { return fd_; }
+        std::uint32_t node() const override { return node_; }
+        const std::optional<std::string>& restoreToken() const override { return restoreToken_; }
         const std::string& session() const { return session_; }
 
     private:

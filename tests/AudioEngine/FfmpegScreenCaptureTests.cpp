@@ -1,7 +1,7 @@
 #include "AudioEngine/FfmpegScreenCapture.h"
 
 #include "AudioEngine/ScreenVideoFinaliser.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Platform/ProcessSpawning.h"
 #include "Support/MainLoop.h"
 #include "Support/Scheduler.h"

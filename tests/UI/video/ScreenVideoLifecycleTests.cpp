@@ -6,8 +6,9 @@
 #include "AudioEngine/ScreenRecordingCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
 #include "AudioEngine/VideoExpiryPreferences.h"
+#include "Database/VideoMuxActivity.h"
 #include "Intelligence/FileInspecting.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Platform/ProcessSpawning.h"
 #include "Support/Scheduler.h"
 #include "UI/video/SlidesExtractionService.h"
@@ -99,6 +100,7 @@ TEST_F(ScreenVideoLifecycle,
     AudioEngine::ScreenCapturePreferences::setEnabled(defaults, true);
     AudioEngine::ScreenCapturePreferences::setFrameRate(defaults, 2);
     std::vector<std::string> said;
+    std::vector<fs::path> marked;
     AudioEngine::ScreenRecordingCapture capture(
         std::make_unique<AudioEngine::SimulatedCapture>(scheduler),
         {.defaults = defaults,
@@ -112,6 +114,11 @@ TEST_F(ScreenVideoLifecycle,
                  return std::make_unique<AudioEngine::FfmpegScreenCapture>(scheduler, options);
              },
          .ffmpeg = *ffmpeg,
+         .markAssembling =
+             [&](const fs::path& video) {
+                 marked.push_back(video);
+                 return Database::VideoMuxActivity::shared().begin(video);
+             },
          .say = [&](const std::string& text) { said.push_back(text); }});
 
     auto session = await(capture.start(dir.path / "Recordings"));
@@ -132,6 +139,9 @@ TEST_F(ScreenVideoLifecycle,
     ASSERT_TRUE(recording->videoOffset);
     EXPECT_GE(*recording->videoOffset, Support::Duration{});
     EXPECT_TRUE(said.empty());
+    // The video was marked as being assembled while it was finalised, and is free again.
+    EXPECT_EQ(marked, std::vector<fs::path>{*recording->videoFile});
+    EXPECT_FALSE(Database::VideoMuxActivity::shared().isMuxing(*recording->videoFile));
 
     // The finalised video has a duration of about the frames written, and stays small.
     Platform::PosixProcessRunner runner;
