@@ -48,6 +48,8 @@ struct CapturedRecording {
     std::optional<std::filesystem::path> videoFile;
     /// Every track, microphone first; empty for an engine that records one mixed file.
     std::vector<CapturedTrack> tracks = {};
+    /// From the start of the recording to the screen video's first frame (with `videoFile`).
+    std::optional<Support::Duration> videoOffset = {};
 };
 
 class CaptureEngine {

@@ -2,6 +2,8 @@
 
 #include "AudioEngine/CaptureJournal.h"
 #include "AudioEngine/OggOpusRepair.h"
+#include "AudioEngine/ScreenVideoFinaliser.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 
@@ -10,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdlib>
 #include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
@@ -19,6 +22,28 @@ namespace AudioEngine {
 namespace {
 
 const Support::Logger log("recovery");
+
+} // namespace
+
+namespace {
+
+/// The screen video the capture left beside the first track, playable up to its last seconds: given its
+/// index when ffmpeg is there, kept as it is otherwise. Its offset to the audio was not noted: left unknown.
+void recoverVideo(CapturedRecording& recording, std::vector<std::string>& problems) {
+    auto video = ScreenVideoFinaliser::videoFileFor(recording.audioFile);
+    std::error_code error;
+    if (std::filesystem::file_size(video, error) == 0 || error) {
+        return;
+    }
+    const char* path = std::getenv("PATH");
+    if (auto ffmpeg = Platform::findExecutable("ffmpeg", path ? path : "")) {
+        if (auto problem = ScreenVideoFinaliser::finaliseBlocking(*ffmpeg, video)) {
+            problems.push_back("The screen video of an interrupted recording is kept as it was: " + *problem +
+                               ".");
+        }
+    }
+    recording.videoFile = video;
+}
 
 } // namespace
 
@@ -81,6 +106,7 @@ RecordingRecovery::Result RecordingRecovery::recover(const std::filesystem::path
                 ".");
         } else {
             recording.audioFile = recording.tracks.front().file;
+            recoverVideo(recording, result.problems);
             result.recovered.push_back(std::move(recording));
         }
         std::filesystem::remove(note, error);

@@ -87,6 +87,8 @@ public:
         /// The audio tracks, microphone first; empty for a single-file recording (then `fileURL` is the
         /// audio).
         std::vector<RecordingTrack> tracks;
+        /// Seconds from the start of the recording to the screen video's first frame, when one was recorded.
+        std::optional<double> videoOffset;
 
         bool operator==(const Recording&) const = default;
     };

@@ -48,6 +48,10 @@ ChildProcess::ChildProcess(const Options& options) {
         break;
     }
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    for (int fd : options.inheritedDescriptors) {
+        // dup2 onto itself clears close-on-exec in the child only.
+        posix_spawn_file_actions_adddup2(&actions, fd, fd);
+    }
 
     posix_spawnattr_t attributes;
     initSpawnAttributes(attributes);

@@ -33,6 +33,8 @@ public:
         Output output = Output::discard;
         /// For `Output::file`: standard output and error are appended to it (created when missing).
         std::filesystem::path outputFile;
+        /// Descriptors the child keeps under the same numbers (a PipeWire socket handed to a tool).
+        std::vector<int> inheritedDescriptors = {};
     };
 
     /// Starts the program; throws std::system_error when it cannot be started.

@@ -7,7 +7,7 @@
 #include "App/Cli.h"
 
 #include "Platform/Linux/CommandLineClipboard.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/Errors.h"
 #include "Support/MainLoop.h"
 #include "Support/Text.h"

@@ -5,7 +5,7 @@
 #include "AudioEngine/SimulatedCapture.h"
 #include "Intelligence/AudioPieces.h"
 #include "Platform/HttpClient.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/NotificationCenter.h"
 #include "UI/transcription/TranscriptAssembly.h"

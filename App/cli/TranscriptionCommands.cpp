@@ -8,7 +8,7 @@
 #include "Intelligence/AIProviderSettings.h"
 #include "Intelligence/SpeechModels.h"
 #include "Intelligence/TranscriptionSettings.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Text.h"
 #include "UI/transcription/TranscriptAssembly.h"

@@ -1,8 +1,10 @@
-// `vellmora video expire [--dry-run]`, `vellmora video delete RECORDING_ID`,
+// `vellmora video capture [on|off] [--frame-rate N]`, `vellmora video expire [--dry-run]`,
+// `vellmora video delete RECORDING_ID`,
 // `vellmora slides extract RECORDING_ID [--force]` and `vellmora slides sweep`: the video retention sweep and
 // the slides service, run once against the library in the data folder.
 #include "App/Cli.h"
 
+#include "AudioEngine/ScreenCapturePreferences.h"
 #include "AudioEngine/VideoExpiryPreferences.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Intelligence/FileInspecting.h"
@@ -130,6 +132,32 @@ void expire(CliContext& context, bool dryRun, bool json) {
                        report->videosDeleted == 1 ? "video" : "videos", formatBytes(report->bytesFreed));
 }
 
+/// Turns screen recording on or off (`state` "on"/"off"; empty: unchanged), sets the frame rate when given,
+/// and says the setting as it now stands.
+void captureSetting(CliContext& context, const std::string& state, std::optional<double> frameRate) {
+    using Preferences = AudioEngine::ScreenCapturePreferences;
+    auto& defaults = context.defaults();
+    if (state == "on" || state == "off") {
+        Preferences::setEnabled(defaults, state == "on");
+    } else if (!state.empty()) {
+        throw UsageError("\"" + state + "\" is neither on nor off.");
+    }
+    if (frameRate) {
+        if (!(*frameRate > 0)) {
+            throw UsageError("The frame rate must be a number of frames per second above 0.");
+        }
+        Preferences::setFrameRate(defaults, *frameRate);
+    }
+    auto rate = Preferences::frameRate(defaults);
+    if (Preferences::isEnabled(defaults)) {
+        context.out() << fmt::format("Recordings also record the shared screen, at {:g} {} per second.\n",
+                                     rate, rate == 1 ? "frame" : "frames");
+    } else {
+        context.out()
+            << "Recordings do not record the screen (turn it on with: vellmora video capture on).\n";
+    }
+}
+
 void deleteVideo(CliContext& context, const std::string& idText) {
     auto id = parseRecordingId(idText);
     ExpiryContext expiry(context);
@@ -191,9 +219,23 @@ void sweepSlides(CliContext& context) {
 
 CommandRegistration videoCommands{
     "video", [](CLI::App& root, CliContext& context) {
-        auto* video =
-            root.add_subcommand("video", "Delete old screen videos (audio, transcript and slides stay)");
+        auto* video = root.add_subcommand(
+            "video", "Screen recording, and deleting old screen videos (audio, transcript "
+                     "and slides stay)");
         video->require_subcommand(1);
+
+        auto* captureCommand = video->add_subcommand(
+            "capture",
+            "Record the shared screen with each recording (\"video.captureScreen\", off by default), "
+            "for the slides");
+        auto state = std::make_shared<std::string>();
+        auto frameRate = std::make_shared<std::optional<double>>();
+        captureCommand->add_option("STATE", *state, "on or off; without it, says the setting")
+            ->check(CLI::IsMember({"on", "off"}));
+        captureCommand->add_option("--frame-rate", *frameRate,
+                                   "Frames per second, 0.2 to 5 (\"video.frameRate\", 1 by default)");
+        captureCommand->callback(
+            [&context, state, frameRate] { captureSetting(context, *state, *frameRate); });
 
         auto* expireCommand = video->add_subcommand(
             "expire",

@@ -23,12 +23,13 @@
 #endif
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Platform/Linux/CurlHttpClient.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
 #include "UI/calendar/CalendarReminderCoordinator.h"
 #include "UI/calendar/MeetingReminderResponseRouter.h"
+#include "UI/recording/ProcessingNotifications.h"
 #include "UI/recording/RecordingControlPresentation.h"
 #include "UI/recording/RecordingNotifications.h"
 #include "UI/recording/SystemUserNotificationClient.h"
@@ -119,8 +120,21 @@ int Host::run(std::ostream& out, std::ostream& err) {
 
     // The library, the platform's services, and recording.
     auto database = openLibrary(options_.demo, scheduler.now(), say);
-    LinuxServices platform(loop, scheduler, env,
-                           {.demo = options_.demo, .terminalOnly = options_.terminalOnly}, say);
+    LinuxServices platform(
+        loop, scheduler, env,
+        {.demo = options_.demo,
+         .terminalOnly = options_.terminalOnly,
+         .defaults = &defaults,
+         .preparingVideo =
+             [&center](bool preparing) {
+                 // Before the recording has an id: the menu only needs the kind of work.
+                 if (preparing) {
+                     UI::ProcessingNotifications::postProcessingStarted(center, 0, "video", false);
+                 } else {
+                     UI::ProcessingNotifications::postProcessingCompleted(center, 0, "video");
+                 }
+             }},
+        say);
     // The windows, when there is a display: the library and chat open from the menu, and the meeting card
     // shows as a window beside the terminal's.
     UI::MeetingReminderPresenter* cardPresenter = &presenter;

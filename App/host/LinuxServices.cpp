@@ -4,8 +4,11 @@
 #include "App/host/TerminalNotificationCenter.h"
 #include "App/host/TerminalStatusItem.h"
 #include "AudioEngine/CommandCapture.h"
+#include "AudioEngine/DesktopScreenCapture.h"
 #include "AudioEngine/PulseCapture.h"
+#include "AudioEngine/ScreenRecordingCapture.h"
 #include "AudioEngine/SimulatedCapture.h"
+#include "Database/VideoMuxActivity.h"
 #include "Platform/CompositeCalendarStore.h"
 #include "Platform/Linux/EdsCalendarStore.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
@@ -13,10 +16,11 @@
 #include "Platform/Linux/LinuxWorkspace.h"
 #include "Platform/Linux/LogindActivityAssertion.h"
 #include "Platform/Linux/LogindPowerEvents.h"
-#include "Platform/Linux/PosixProcessRunner.h"
 #include "Platform/Linux/PulseMicrophoneMonitor.h"
+#include "Platform/Linux/ScreenCastPortal.h"
 #include "Platform/Linux/StatusNotifierItem.h"
 #include "Platform/Linux/X11HotKeyService.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Platform/ProcessSpawning.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
@@ -61,6 +65,22 @@ LinuxServices::LinuxServices(Support::MainLoop& loop, Support::Scheduler& schedu
     }
     if (!capture_) {
         capture_ = std::make_unique<AudioEngine::SimulatedCapture>(scheduler_);
+    }
+    if (!options_.demo && options_.defaults) {
+        auto desktop = AudioEngine::DesktopScreenCapture::current(
+            Support::Files::cacheHome() / "screen.log", Support::Files::dataHome() / "screen-share.token");
+        capture_ = std::make_unique<AudioEngine::ScreenRecordingCapture>(
+            std::move(capture_), AudioEngine::ScreenRecordingCapture::Dependencies{
+                                     .defaults = *options_.defaults,
+                                     .makeScreen = AudioEngine::DesktopScreenCapture::makeFactory(
+                                         scheduler_, desktop, &Platform::Linux::ScreenCastPortal::open),
+                                     .ffmpeg = AudioEngine::DesktopScreenCapture::ffmpeg(desktop),
+                                     .markAssembling =
+                                         [](const std::filesystem::path& video) {
+                                             return Database::VideoMuxActivity::shared().begin(video);
+                                         },
+                                     .say = say_,
+                                     .preparingVideo = options_.preparingVideo});
     }
 
     // Notifications.

@@ -5,6 +5,8 @@
 //   (PulseAudio, or PipeWire's pipewire-pulse); without a server that answers, PipeWire's or PulseAudio's
 //   recording tool found on PATH (the microphone alone); else (and always in the demo) the simulated
 //   capture;
+// - screen video (when the user turned it on): the screen-share portal under Wayland, ffmpeg's x11grab
+//   under X11, else none (said at the start of a recording, which goes on with audio alone);
 // - call detection: `pactl` watching the microphone streams, else (and in the demo) none;
 // - notifications: the desktop's notification server on the session bus, else (or with --terminal-only)
 //   the terminal;
@@ -53,6 +55,10 @@ public:
     struct Options {
         bool demo = false;
         bool terminalOnly = false;
+        /// The settings, read at each start for screen recording ("video.captureScreen"); null: audio only.
+        Support::UserDefaults* defaults = nullptr;
+        /// Told true while a screen video is being finalised, then false.
+        std::function<void(bool)> preparingVideo = {};
     };
     using Say = std::function<void(const std::string&)>;
 

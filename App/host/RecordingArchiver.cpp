@@ -32,6 +32,9 @@ RecordingArchiver::record(const AudioEngine::CapturedRecording& recording,
     record.duration = recording.durationSeconds;
     record.fileURL = recording.audioFile;
     record.videoFileURL = recording.videoFile;
+    if (recording.videoFile && recording.videoOffset) {
+        record.videoOffset = Support::toSeconds(*recording.videoOffset);
+    }
     for (const auto& track : recording.tracks) {
         record.tracks.push_back({.file = track.file,
                                  .isMicrophone = track.isMicrophone,

@@ -124,13 +124,17 @@ CREATE INDEX frame_index_by_recording ON frame_index(recording_id, time);
     R"sql(
 ALTER TABLE recordings ADD COLUMN tracks TEXT NOT NULL DEFAULT '';
 )sql",
+    // 5: seconds from the start of the recording to the screen video's first frame.
+    R"sql(
+ALTER TABLE recordings ADD COLUMN video_offset REAL;
+)sql",
 };
 static_assert(std::size(migrations) == SqliteDatabase::schemaVersion);
 
 constexpr const char* recordingColumns =
     "id, title, notes, start_date, duration, is_favorite, file_path, video_path, has_transcript, "
     "event_title, "
-    "event_notes, meeting_platform, participants, summary, audio_lead_time, tracks";
+    "event_notes, meeting_platform, participants, summary, audio_lead_time, tracks, video_offset";
 
 std::string joinParticipants(const std::vector<std::string>& names) {
     std::vector<std::string> cleaned;
@@ -298,6 +302,7 @@ DatabaseManager::Recording readRecording(const auto& s) {
     r.summary = s.optionalText(13);
     r.audioLeadTime = s.optionalReal(14);
     r.tracks = splitTracks(s.text(15));
+    r.videoOffset = s.optionalReal(16);
     return r;
 }
 
@@ -553,16 +558,17 @@ template <typename S> void bindRecording(S& s, const DatabaseManager::Recording&
         .bind(12, joinParticipants(r.participants))
         .bind(13, r.summary)
         .bind(14, r.audioLeadTime)
-        .bind(15, joinTracks(r.tracks));
+        .bind(15, joinTracks(r.tracks))
+        .bind(16, r.videoOffset);
 }
 } // namespace
 
 RecordingId SqliteDatabase::insertRecording(const Recording& recording) {
     return write({}, [&](std::vector<Change>& changes) {
-        auto s =
-            prepare("INSERT INTO recordings(title, notes, start_date, duration, is_favorite, file_path, "
-                    "video_path, has_transcript, event_title, event_notes, meeting_platform, participants, "
-                    "summary, audio_lead_time, tracks) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+        auto s = prepare(
+            "INSERT INTO recordings(title, notes, start_date, duration, is_favorite, file_path, "
+            "video_path, has_transcript, event_title, event_notes, meeting_platform, participants, "
+            "summary, audio_lead_time, tracks, video_offset) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
         bindRecording(s, recording);
         s.run();
         RecordingId id = sqlite3_last_insert_rowid(db_);
@@ -576,10 +582,10 @@ bool SqliteDatabase::updateRecording(const Recording& recording) {
         auto s = prepare(
             "UPDATE recordings SET title = ?, notes = ?, start_date = ?, duration = ?, is_favorite = ?, "
             "file_path = ?, video_path = ?, has_transcript = ?, event_title = ?, event_notes = ?, "
-            "meeting_platform = ?, participants = ?, summary = ?, audio_lead_time = ?, tracks = ? WHERE id = "
-            "?");
+            "meeting_platform = ?, participants = ?, summary = ?, audio_lead_time = ?, tracks = ?, "
+            "video_offset = ? WHERE id = ?");
         bindRecording(s, recording);
-        s.bind(16, recording.id);
+        s.bind(17, recording.id);
         s.run();
         bool found = sqlite3_changes(db_) > 0;
         if (found) {

@@ -38,7 +38,7 @@ public:
     };
 
     /// The newest schema this build reads and writes.
-    static constexpr int schemaVersion = 4;
+    static constexpr int schemaVersion = 5;
 
     /// `library.sqlite` in the data folder.
     static std::filesystem::path defaultPath();

@@ -79,12 +79,14 @@ TEST(SqliteDatabase, StoresEveryFieldOfARecordingAndReadsItBack) {
     r.summary = "We planned.";
     r.audioLeadTime = 1.5;
     r.tracks = {{"/recordings/a b/mic.opus", true, 0}, {"/recordings/a b/call.opus", false, 0.0425}};
+    r.videoOffset = 0.25;
     auto id = db.insertRecording(r);
     r.id = id;
     EXPECT_EQ(db.recording(id), r);
     EXPECT_EQ(db.recording(id + 100), std::nullopt);
 
     r.tracks.pop_back();
+    r.videoOffset.reset();
     EXPECT_TRUE(db.updateRecording(r));
     EXPECT_EQ(db.recording(id), r);
 }

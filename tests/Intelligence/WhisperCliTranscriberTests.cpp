@@ -2,7 +2,7 @@
 #include "Fakes/AudioFiles.h"
 #include "Fakes/ScriptFolder.h"
 #include "Intelligence/WhisperCliTranscriber.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 
 #include <gtest/gtest.h>
 

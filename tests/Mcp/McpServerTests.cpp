@@ -1,7 +1,7 @@
 #include "Mcp/McpServer.h"
 
 #include "Database/Sqlite/SqliteDatabase.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 
 #include <cstdlib>
 #include <filesystem>

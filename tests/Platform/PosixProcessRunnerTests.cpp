@@ -1,5 +1,5 @@
 #include "Platform/Linux/CommandLineClipboard.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 
 #include <chrono>
 #include <cstdlib>

@@ -3,8 +3,8 @@
 // when PulseAudio is not installed (scripts/install-deps installs it).
 #include "AudioEngine/CommandCapture.h"
 #include "Fakes/ScriptFolder.h"
-#include "Platform/Linux/PosixProcessRunner.h"
 #include "Platform/Linux/PulseMicrophoneMonitor.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Platform/ProcessSpawning.h"
 #include "Support/MainLoop.h"
 #include "UI/recording/CallDetector.h"

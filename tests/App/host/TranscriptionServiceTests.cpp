@@ -12,7 +12,7 @@
 #include "Intelligence/AIProviderSettings.h"
 #include "Intelligence/TranscriptionSettings.h"
 #include "Platform/Linux/CurlHttpClient.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/MainLoop.h"
 #include "Support/Scheduler.h"

@@ -1,7 +1,7 @@
 #include "Platform/Linux/PulseMicrophoneMonitor.h"
 
 #include "Fakes/ScriptFolder.h"
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/MainLoop.h"
 
 #include <gtest/gtest.h>

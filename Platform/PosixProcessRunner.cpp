@@ -1,4 +1,4 @@
-#include "Platform/Linux/PosixProcessRunner.h"
+#include "Platform/PosixProcessRunner.h"
 
 #include "Platform/ProcessSpawning.h"
 
