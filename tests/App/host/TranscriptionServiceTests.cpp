@@ -91,7 +91,8 @@ struct World {
     template <typename Predicate> bool runUntil(Predicate done) {
         const auto giveUp = std::chrono::steady_clock::now() + 20s;
         while (!done() && std::chrono::steady_clock::now() < giveUp) {
-            // A real loopback provider answers on other threads: give it a while before moving virtual time on.
+            // A real loopback provider answers on other threads: give it a while before moving virtual time
+            // on.
             if (!loop.runOne(50) && scheduler.pendingTimers() > 0) {
                 scheduler.advanceTo(*scheduler.nextDue());
             }
