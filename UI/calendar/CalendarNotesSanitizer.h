@@ -16,7 +16,9 @@ struct CalendarNotesSanitizer {
 
     static std::optional<std::string> excerpt(const std::optional<std::string>& notes);
     static std::optional<std::string> excerpt(std::string_view notes);
-    static std::optional<std::string> excerpt(const std::string& notes) { return excerpt(std::string_view(notes)); }
+    static std::optional<std::string> excerpt(const std::string& notes) {
+        return excerpt(std::string_view(notes));
+    }
     static std::optional<std::string> excerpt(const char* notes) { return excerpt(std::string_view(notes)); }
 };
 

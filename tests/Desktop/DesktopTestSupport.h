@@ -20,9 +20,11 @@ inline QApplication& application() {
     if (!std::getenv("QT_QPA_PLATFORM")) {
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
     }
-    static QApplication app(argc, argv);
-    app.setQuitOnLastWindowClosed(false);
-    return app;
+    // Never destroyed: at exit Qt's own globals (its input devices) may already be gone, and a QApplication
+    // torn down after them crashes the executable after every test passed.
+    static QApplication* app = new QApplication(argc, argv);
+    app->setQuitOnLastWindowClosed(false);
+    return *app;
 }
 
 inline void settle(Support::MainLoop& loop) {
