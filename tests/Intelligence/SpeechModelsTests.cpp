@@ -63,7 +63,7 @@ struct ModelHost {
 std::string modelBytes() {
     std::string bytes;
     for (int i = 0; i < 600000; ++i) {
-        bytes.push_back(static_cast<char>((i * 7919) % 251));
+        bytes.push_back(static_cast<char>((static_cast<long long>(i) * 7919) % 251));
     }
     return bytes;
 }
