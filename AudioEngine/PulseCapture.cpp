@@ -127,14 +127,14 @@ struct PulseCapture::Core {
     }
 
     bool connectStream(Track& track) {
-        pa_sample_spec spec{PA_SAMPLE_S16LE, rate, 1};
+        pa_sample_spec format{PA_SAMPLE_S16LE, rate, 1};
         pa_proplist* properties = pa_proplist_new();
         pa_proplist_sets(properties, PA_PROP_MEDIA_NAME,
                          track.isMicrophone ? "Vellmora: your microphone" : "Vellmora: the call");
         pa_proplist_sets(properties, PA_PROP_APPLICATION_NAME, PulseContext::applicationName);
         pa_proplist_sets(properties, PA_PROP_APPLICATION_ID, PulseContext::applicationId);
         track.stream = pa_stream_new_with_proplist(
-            connection.context(), track.isMicrophone ? "microphone" : "call", &spec, nullptr, properties);
+            connection.context(), track.isMicrophone ? "microphone" : "call", &format, nullptr, properties);
         pa_proplist_free(properties);
         if (!track.stream) {
             return false;
