@@ -143,8 +143,6 @@ void RecordingPage::loadSummary() {
                 content = co_await Support::BlockingWork::run([&database, id] {
                     return SummaryContent{database.actionItems(id), database.topics(id)};
                 });
-            } catch (const Support::Cancelled&) {
-                throw;
             } catch (const std::exception&) {
                 co_return;
             }
