@@ -50,6 +50,7 @@ std::vector<std::string> PortalScreenCapture::arguments(const Options& options, 
             "streamable=true",
             "!",
             "filesink",
+            "buffer-mode=unbuffered",
             "location=" + file.string()};
 }
 
