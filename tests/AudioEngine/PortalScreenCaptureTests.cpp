@@ -162,7 +162,7 @@ TEST_F(PipeWireScreen, TheSharedStreamIsRecordedAtTheChosenFrameRateIntoAVideoTh
     PortalScreenCapture capture(
         scheduler,
         {.gstLaunch = *gst,
-         .frameRate = 2,
+         .frameRate = 5,
          .tokenFile = folder / "token",
          .logFile = folder / "gst.log",
          .openShare = [&](const Platform::ScreenShareRequest&) -> std::unique_ptr<Platform::ScreenShare> {
@@ -198,6 +198,6 @@ TEST_F(PipeWireScreen, TheSharedStreamIsRecordedAtTheChosenFrameRateIntoAVideoTh
     ASSERT_TRUE(probe.succeeded()) << probe.standardError;
     std::smatch fields;
     const std::string text = probe.standardOutput;
-    ASSERT_TRUE(std::regex_search(text, fields, std::regex(R"(vp9,320,240,2/1,(\d+))"))) << text;
+    ASSERT_TRUE(std::regex_search(text, fields, std::regex(R"(vp9,320,240,5/1,(\d+))"))) << text;
     EXPECT_GE(std::stoi(fields[1]), 2);
 }
