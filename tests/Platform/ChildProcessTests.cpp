@@ -1,5 +1,7 @@
 #include "Platform/ChildProcess.h"
 
+#include "Platform/ProcessSpawning.h"
+
 #include "Fakes/ScriptFolder.h"
 
 #include <gtest/gtest.h>
@@ -68,6 +70,9 @@ TEST(ChildProcess, SignalsAndDestructionReachWhatTheChildStarted) {
 }
 
 TEST(ChildProcess, AProgramStartedWithADeathSignalGetsItWhenItsStarterIsKilled) {
+    if (!Platform::findExecutable("setpriv", "/usr/bin:/bin")) {
+        GTEST_SKIP() << "needs util-linux's setpriv";
+    }
     Fakes::ScriptFolder folder;
     // The program notes its pid, then waits; on SIGINT it notes that and ends.
     auto script =
