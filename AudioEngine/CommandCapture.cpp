@@ -180,6 +180,7 @@ Support::Task<CaptureSession> CommandCapture::startCapture(std::filesystem::path
         throw CaptureError("Recording could not start: " + name + " could not be run (" + e.what() + ").");
     }
     auto startedAt = scheduler_.now();
+    const auto startedMonotonic = scheduler_.monotonicNow();
     bool ended = co_await endsWithin(options_.startCheck);
     if (ended) {
         int status = tool_->exitStatus().value_or(-1);
@@ -195,6 +196,7 @@ Support::Task<CaptureSession> CommandCapture::startCapture(std::filesystem::path
                            ". Check that a microphone is connected and the sound server is running.");
     }
     session_ = CaptureSession{id, startedAt, file};
+    startedMonotonic_ = startedMonotonic;
     log.info("Recording with {} (process {}) into {}", name, tool_->pid(), file.string());
     co_return *session_;
 }
@@ -225,7 +227,7 @@ Support::Task<std::optional<CapturedRecording>> CommandCapture::stopCapture() {
     }
     tool_.reset();
     session_.reset();
-    double wallSeconds = Support::toSeconds(scheduler_.now() - session.startedAt);
+    double wallSeconds = Support::toSeconds(scheduler_.monotonicNow() - startedMonotonic_);
     auto path = session.audioFile;
     auto measured = co_await Support::BlockingWork::run([path]() -> std::optional<std::optional<double>> {
         std::ifstream in(path, std::ios::binary);

@@ -71,6 +71,8 @@ private:
     Options options_;
     std::unique_ptr<Platform::ChildProcess> tool_;
     std::optional<CaptureSession> session_;
+    /// When the session started, on the monotonic clock: its length is measured on that clock.
+    Support::MonotonicInstant startedMonotonic_{};
     bool busy_ = false;
 };
 

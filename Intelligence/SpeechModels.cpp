@@ -120,7 +120,7 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, std::stri
                                        "\". Known models: " + known + ".");
     }
     auto work = download(http, *model, std::move(progress));
-    co_await Platform::awaitTransfer(work);
+    co_await Support::awaitOwned(work);
 }
 
 Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model model,
@@ -183,7 +183,7 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model mod
     Platform::HttpResponse head;
     try {
         auto transfer = http.stream(request, handlers);
-        head = co_await Platform::awaitTransfer(transfer);
+        head = co_await Support::awaitOwned(transfer);
     } catch (const Platform::HttpTransportError& e) {
         throw Support::UserFacingError("The speech model " + model.name + " could not be downloaded: " +
                                        e.description() + " Run the download again to resume it.");

@@ -108,9 +108,7 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
     (void)reader_->load();
 }
 
-RecordingPage::~RecordingPage() {
-    *alive_ = false;
-}
+RecordingPage::~RecordingPage() = default;
 
 void RecordingPage::update(const Recording& recording) {
     bool summaryChanged = recording.summary != recording_.summary;
@@ -136,22 +134,17 @@ void RecordingPage::loadSummary() {
     summary_->setMarkdown(qs(summaryMarkdown(recording_, {})));
     auto& database = context_.database;
     auto id = recording_.id;
-    (void)Support::startTask(
-        [this, &database, id, alive = std::weak_ptr<bool>(alive_)]() -> Support::Task<void> {
-            SummaryContent content;
-            try {
-                content = co_await Support::BlockingWork::run([&database, id] {
-                    return SummaryContent{database.actionItems(id), database.topics(id)};
-                });
-            } catch (const Support::Cancelled&) {
-                throw;
-            } catch (const std::exception&) {
-                co_return;
-            }
-            if (alive.lock()) {
-                summary_->setMarkdown(qs(summaryMarkdown(recording_, content)));
-            }
-        });
+    (void)tasks_.start([this, &database, id]() -> Support::Task<void> {
+        SummaryContent content;
+        try {
+            content = co_await Support::BlockingWork::run([&database, id] {
+                return SummaryContent{database.actionItems(id), database.topics(id)};
+            });
+        } catch (const std::exception&) {
+            co_return;
+        }
+        summary_->setMarkdown(qs(summaryMarkdown(recording_, content)));
+    });
 }
 
 void RecordingPage::showTranscriptAt(double seconds) {

@@ -6,6 +6,7 @@
 
 #include "Database/DatabaseManager.h"
 #include "Support/Scheduler.h"
+#include "Support/TaskGroup.h"
 #include "Support/UserDefaults.h"
 #include "UI/library/DateContext.h"
 #include "UI/library/TranscriptReaderModel.h"
@@ -68,7 +69,7 @@ private:
     QTabWidget* tabs_ = nullptr;
     QTextBrowser* summary_ = nullptr;
     TranscriptTab* transcript_ = nullptr;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace Desktop

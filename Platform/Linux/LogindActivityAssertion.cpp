@@ -77,8 +77,6 @@ Support::Subscription LogindActivityAssertion::begin(const std::string& reason) 
             if (!lock->ended) {
                 lock->fd = ::fcntl(fd, F_DUPFD_CLOEXEC, 3); // the reply owns `fd`
             }
-        } catch (const Support::Cancelled&) {
-            throw;
         } catch (const std::exception& e) {
             impl->warnOnce(e.what());
         }

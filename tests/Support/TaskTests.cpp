@@ -143,6 +143,60 @@ TEST_F(TaskTest, AwaitingACancelledTaskThrowsCancelledAndCancellingAnAwaiterLeav
     EXPECT_TRUE(doomed.wasCancelled());
 }
 
+TEST_F(TaskTest, ACatchOfStdExceptionAroundAnAwaitDoesNotSwallowCancellation) {
+    // Both ways a cancellation arrives: the task's own sleep woken by cancel(), and awaiting a task that was
+    // cancelled. Neither is a std::exception, so the body never goes on past its catch.
+    auto doomed = answerAfter(scheduler, 60s, 1);
+    doomed.cancel();
+    std::vector<std::string> reached;
+    auto sleeper = startTask([&]() -> Task<> {
+        try {
+            co_await scheduler.sleepFor(100s);
+        } catch (const std::exception&) {
+        }
+        reached.push_back("sleeper went on");
+    });
+    auto awaiter = startTask([&]() -> Task<> {
+        try {
+            co_await doomed;
+        } catch (const std::exception&) {
+        }
+        reached.push_back("awaiter went on");
+    });
+    scheduler.advance(1s);
+    sleeper.cancel();
+    loop.runUntilIdle();
+    EXPECT_TRUE(reached.empty());
+    EXPECT_TRUE(sleeper.wasCancelled());
+    EXPECT_TRUE(awaiter.wasCancelled());
+}
+
+TEST_F(TaskTest, AnOwnedChildIsCancelledWithItsAwaiterWhichReturnsOnlyOnceTheChildEnded) {
+    std::vector<std::string> steps;
+    auto outer = startTask([&]() -> Task<> {
+        auto child = startTask([&]() -> Task<> {
+            try {
+                co_await scheduler.sleepFor(100s);
+            } catch (const Cancelled&) {
+                steps.push_back("child cancelled");
+                throw;
+            }
+        });
+        auto step = awaitOwned(child);
+        try {
+            co_await step;
+        } catch (const Cancelled&) {
+            steps.push_back("outer resumed");
+            throw;
+        }
+    });
+    scheduler.advance(1s);
+    outer.cancel();
+    loop.runUntilIdle();
+    EXPECT_EQ(steps, (std::vector<std::string>{"child cancelled", "outer resumed"}));
+    EXPECT_TRUE(outer.wasCancelled());
+}
+
 TEST_F(TaskTest, CancellingAStartedTaskAlsoCancelsTheInnerTaskItKeepsAlive) {
     bool innerCancelled = false;
     auto outer = startTask([&]() -> Task<> {
