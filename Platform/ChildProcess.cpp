@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <fstream>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -149,6 +150,41 @@ Support::Task<int> ChildProcess::waitForExit() {
         },
         [watch] { watch->reset(); });
     co_return co_await awaiter;
+}
+
+Support::Task<bool> endsWithin(ChildProcess& child, Support::Scheduler& scheduler, Support::Duration limit) {
+    struct Race {
+        Support::Subscription exit;
+        Support::Subscription timer;
+    };
+    auto race = std::make_shared<Race>();
+    auto awaiter = Support::withContinuation<bool>(
+        [&child, &scheduler, race, limit](Support::Continuation<bool> c) {
+            race->exit = child.onExit([c](int) { c.resume(true); });
+            race->timer = scheduler.after(limit, [c] { c.resume(false); });
+        },
+        [race] {
+            race->exit.reset();
+            race->timer.reset();
+        });
+    bool ended = co_await awaiter;
+    co_return ended;
+}
+
+std::string lastLogLine(const std::filesystem::path& logFile, std::string_view skippedPrefix) {
+    if (logFile.empty()) {
+        return {};
+    }
+    std::ifstream in(logFile);
+    std::string line, last;
+    while (std::getline(in, line)) {
+        auto cut = line.find_last_of('\r');
+        auto tail = cut == std::string::npos ? line : line.substr(cut + 1);
+        if (!tail.empty() && (skippedPrefix.empty() || !tail.starts_with(skippedPrefix))) {
+            last = tail;
+        }
+    }
+    return last;
 }
 
 } // namespace Platform

@@ -4,12 +4,15 @@
 // reads on the loop, to a log file, or to /dev/null. Its end is seen through a pidfd watched on the main
 // loop, so nobody blocks or polls while waiting for it.
 //
-// Used by `PulseMicrophoneMonitor` and `AudioEngine::CommandCapture`. Edge cases: a program that cannot be
+// Used by `PulseMicrophoneMonitor` and the recorders in AudioEngine, which also share `endsWithin` (does the
+// tool stop within a time limit, on a scheduler) and `lastLogLine` (the message worth showing from a tool's
+// log file). Edge cases: a program that cannot be
 // started throws std::system_error (nothing is left running); destroying a running ChildProcess kills its
 // group with SIGKILL and reaps it; `onExit` observers registered after the end are called on the next turn.
 // Needs Linux 5.3 or later (pidfd_open).
 #pragma once
 
+#include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
 
@@ -18,6 +21,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Platform {
@@ -68,5 +72,14 @@ private:
     Support::Signal<int> exited_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
+
+/// Whether `child` ends within `limit` of `scheduler`'s time: true at its end (at once when it already has),
+/// false when the limit passes first. Cancelling the awaiting task drops both watches.
+Support::Task<bool> endsWithin(ChildProcess& child, Support::Scheduler& scheduler, Support::Duration limit);
+
+/// The last non-empty line of a tool's log file (empty when there is none or it cannot be read). A line
+/// rewritten in place with carriage returns counts as its last part; parts that start with
+/// `skippedPrefix` (progress lines) are passed over.
+std::string lastLogLine(const std::filesystem::path& logFile, std::string_view skippedPrefix = {});
 
 } // namespace Platform
