@@ -270,6 +270,75 @@ TEST(SqliteDatabase, SavingActionItemsKeepsTheCompletionOfAnItemWithTheSameText)
     EXPECT_TRUE(db.saveActionItems(id + 1, {"x"}).empty());
 }
 
+TEST(SqliteDatabase, SavingARecordingsRowsReplacesItsEarlierOnesAndLeavesOtherRecordingsAlone) {
+    SqliteDatabase db(":memory:");
+    auto id = db.insertRecording(makeRecording("r", 1000));
+    auto other = db.insertRecording(makeRecording("other", 2000));
+    struct Table {
+        const char* name;
+        std::function<void(Database::RecordingId, int)> save; // saves `count` rows
+        std::function<size_t(Database::RecordingId)> count;
+    };
+    std::vector<Table> tables = {
+        {"transcript",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::TranscriptSegment> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back(seg(i, "line " + std::to_string(i)));
+             }
+             db.saveTranscript(r, rows);
+         },
+         [&](auto r) { return db.allSegments(r).size(); }},
+        {"topics",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::StoredTopic> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back({0, 0, "topic", double(i), double(i + 1), std::nullopt});
+             }
+             db.saveTopics(r, rows);
+         },
+         [&](auto r) { return db.topics(r).size(); }},
+        {"action items",
+         [&](auto r, int n) {
+             std::vector<std::string> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back("item " + std::to_string(i));
+             }
+             db.saveActionItems(r, rows);
+         },
+         [&](auto r) { return db.actionItems(r).size(); }},
+        {"slides",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::Slide> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back({0, 0, double(i), "s.png", "text"});
+             }
+             db.saveSlides(r, rows);
+         },
+         [&](auto r) { return db.slides(r).size(); }},
+        {"screens",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::ScreenCapture> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back({0, 0, double(i), "c.png", "", std::nullopt, false, std::nullopt});
+             }
+             db.saveScreenCaptures(r, rows);
+         },
+         [&](auto r) { return db.screenCaptures(r).size(); }},
+    };
+    for (const auto& table : tables) {
+        table.save(other, 2);
+        table.save(id, 3);
+        table.save(id, 1);
+        EXPECT_EQ(table.count(id), 1u) << table.name;
+        EXPECT_EQ(table.count(other), 2u) << table.name;
+        table.save(id, 0);
+        EXPECT_EQ(table.count(id), 0u) << table.name;
+        table.save(999, 2);
+        EXPECT_EQ(table.count(999), 0u) << table.name << ": rows for a recording that does not exist";
+    }
+}
+
 TEST(SqliteDatabase, GivesLeadTimesForManyRecordingsInOneCall) {
     SqliteDatabase db(":memory:");
     auto a = db.insertRecording(makeRecording("a", 1));
