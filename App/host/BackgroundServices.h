@@ -6,6 +6,7 @@
 // Main loop only.
 #pragma once
 
+#include "Platform/HttpClient.h"
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 
@@ -35,6 +36,8 @@ public:
         Support::Scheduler& scheduler;
         Support::UserDefaults& defaults;
         Support::NotificationCenter& center;
+        /// The host's HTTP client (AI providers, the update check).
+        Platform::HttpClient& http;
         /// Null when the library could not be opened: then only the update check runs.
         Database::DatabaseManager* database = nullptr;
         Platform::PowerEvents* power = nullptr;
