@@ -1,12 +1,13 @@
 #include "Platform/Linux/X11HotKeyService.h"
 
-#include "Fakes/SlideDisplay.h"
 #include "Support/MainLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
+
+#include "Fakes/SlideDisplay.h" // after gtest: Xlib defines macros gtest also uses as names
 
 #include <chrono>
 #include <dlfcn.h>
