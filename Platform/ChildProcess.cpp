@@ -17,22 +17,12 @@ extern char** environ;
 
 namespace Platform {
 
-namespace {
-
-void closeDescriptor(int& fd) {
-    if (fd >= 0) {
-        ::close(fd);
-        fd = -1;
-    }
-}
-
-} // namespace
-
 ChildProcess::ChildProcess(const Options& options) {
     int pipeFds[2] = {-1, -1};
     if (options.output == Output::pipe && ::pipe2(pipeFds, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
+    Support::FileDescriptor readEnd(pipeFds[0]), writeEnd(pipeFds[1]);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -68,26 +58,25 @@ ChildProcess::ChildProcess(const Options& options) {
         ::posix_spawn(&pid_, options.executable.c_str(), &actions, &attributes, pointers.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
-    closeDescriptor(pipeFds[1]);
+    writeEnd.reset();
     if (spawned != 0) {
-        closeDescriptor(pipeFds[0]);
         throw std::system_error(spawned, std::generic_category(), options.executable);
     }
-    output_ = pipeFds[0];
-    if (output_ >= 0) {
-        ::fcntl(output_, F_SETFL, ::fcntl(output_, F_GETFL) | O_NONBLOCK);
+    output_ = std::move(readEnd);
+    if (output_) {
+        ::fcntl(output_.get(), F_SETFL, ::fcntl(output_.get(), F_GETFL) | O_NONBLOCK);
     }
 
-    pidfd_ = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
-    if (pidfd_ < 0) {
+    pidfd_.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+    if (!pidfd_) {
         int error = errno;
         ::kill(-pid_, SIGKILL);
         ::kill(pid_, SIGKILL);
         reap();
-        closeDescriptor(output_);
+        output_.reset();
         throw std::system_error(error, std::generic_category(), "pidfd_open");
     }
-    exitWatch_ = Support::MainLoop::current().watchReadable(pidfd_, [this] {
+    exitWatch_ = Support::MainLoop::current().watchReadable(pidfd_.get(), [this] {
         reap();
         if (exitStatus_) {
             exitWatch_.reset();
@@ -106,8 +95,6 @@ ChildProcess::~ChildProcess() {
         while (::waitpid(pid_, &raw, 0) < 0 && errno == EINTR) {
         }
     }
-    closeDescriptor(pidfd_);
-    closeDescriptor(output_);
 }
 
 void ChildProcess::reap() {

@@ -12,6 +12,7 @@
 // Needs Linux 5.3 or later (pidfd_open).
 #pragma once
 
+#include "Support/FileDescriptor.h"
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
@@ -49,7 +50,7 @@ public:
 
     int pid() const { return pid_; }
     /// The non-blocking read end of the output pipe (`Output::pipe`), else -1. Owned by this object.
-    int outputDescriptor() const { return output_; }
+    int outputDescriptor() const { return output_.get(); }
 
     /// Sends `signal` to the child's process group (nothing once it has ended).
     void signal(int signal);
@@ -65,8 +66,8 @@ private:
     void reap();
 
     int pid_ = -1;
-    int pidfd_ = -1;
-    int output_ = -1;
+    Support::FileDescriptor pidfd_;
+    Support::FileDescriptor output_;
     std::optional<int> exitStatus_;
     Support::Subscription exitWatch_;
     Support::Signal<int> exited_;

@@ -3,6 +3,7 @@
 // the backup without ever replacing an existing one, and keep the owner; so it does its own POSIX steps.
 #include "UI/aiapps/MCPConfigFileWriter.h"
 
+#include "Support/FileDescriptor.h"
 #include "UI/aiapps/MCPConfigMerger.h"
 
 #include <cerrno>
@@ -31,24 +32,7 @@ constexpr const char* temporaryMarker = ".vellmora-tmp-";
     throw std::system_error(error, std::generic_category(), path.string());
 }
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd = -1) : fd_(fd) {}
-    FileDescriptor(FileDescriptor&& o) noexcept : fd_(std::exchange(o.fd_, -1)) {}
-    FileDescriptor& operator=(FileDescriptor&& o) noexcept {
-        std::swap(fd_, o.fd_);
-        return *this;
-    }
-    ~FileDescriptor() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
+using Support::FileDescriptor;
 
 struct Snapshot {
     std::optional<std::string> bytes; // nothing: no file
