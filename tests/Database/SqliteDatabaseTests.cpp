@@ -1,5 +1,7 @@
 #include "Database/Sqlite/SqliteDatabase.h"
 
+#include "Fakes/TempFolder.h"
+
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -15,16 +17,6 @@ using Database::SqliteDatabase;
 using Kind = DatabaseManager::ChangeKind;
 
 namespace {
-
-struct TempDir {
-    std::filesystem::path path;
-    TempDir() {
-        std::random_device rd;
-        path = std::filesystem::temp_directory_path() / ("vellmora-db-test-" + std::to_string(rd()));
-        std::filesystem::create_directories(path);
-    }
-    ~TempDir() { std::filesystem::remove_all(path); }
-};
 
 std::string fileBytes(const std::filesystem::path& p) {
     std::ifstream in(p, std::ios::binary);
@@ -372,7 +364,7 @@ TEST(SqliteDatabase, TellsWhichRecordingsHaveSlidesScreensAndUnlabelledFeaturedS
 }
 
 TEST(SqliteDatabase, KeepsAFileInWalModeAndReopensItWithTheSameRows) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "nested" / "library.sqlite";
     Database::RecordingId id;
     {
@@ -395,14 +387,14 @@ TEST(SqliteDatabase, KeepsAFileInWalModeAndReopensItWithTheSameRows) {
 }
 
 TEST(SqliteDatabase, DefaultFileLivesInTheDataFolder) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     ::setenv("VELLMORA_DATA_HOME", dir.path.c_str(), 1);
     EXPECT_EQ(SqliteDatabase::defaultPath(), dir.path / "library.sqlite");
     ::unsetenv("VELLMORA_DATA_HOME");
 }
 
 TEST(SqliteDatabase, RefusesAFileFromANewerVersionAndLeavesItUntouched) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "library.sqlite";
     { SqliteDatabase db(file); }
     runSql(file, "PRAGMA user_version = 99; CREATE TABLE future(x);");
@@ -418,7 +410,7 @@ TEST(SqliteDatabase, RefusesAFileFromANewerVersionAndLeavesItUntouched) {
 }
 
 TEST(SqliteDatabase, ReportsACorruptFileAndNeverRewritesIt) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     for (std::string contents :
          {std::string("this is not a database at all, just text\n"),
           std::string("SQLite format 3") + std::string(1, '\0') + std::string(4000, 'x')}) {
@@ -441,7 +433,7 @@ TEST(SqliteDatabase, ReportsACorruptFileAndNeverRewritesIt) {
 }
 
 TEST(SqliteDatabase, MigratesAnOldFileForwardWithoutLosingARow) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "library.sqlite";
     {
         SqliteDatabase v1(file, {SqliteDatabase::Mode::readWrite, 1});
@@ -464,7 +456,7 @@ TEST(SqliteDatabase, MigratesAnOldFileForwardWithoutLosingARow) {
 }
 
 TEST(SqliteDatabase, ReadOnlyModeReadsButRefusesEveryWrite) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "library.sqlite";
     Database::RecordingId id;
     {
