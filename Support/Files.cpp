@@ -1,6 +1,7 @@
 #include "Support/Files.h"
 
 #include "Support/FileDescriptor.h"
+#include "Support/TemporaryFileBeside.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -25,15 +26,9 @@ namespace {
 class TemporaryFile {
 public:
     explicit TemporaryFile(const fs::path& target) {
-        std::string pattern =
-            (target.parent_path() / ("." + target.filename().string() + ".tmp-XXXXXX")).string();
-        std::vector<char> buffer(pattern.begin(), pattern.end());
-        buffer.push_back('\0');
-        fd_.reset(::mkostemp(buffer.data(), O_CLOEXEC));
-        if (!fd_) {
-            throwErrno(errno, "Cannot create a temporary file to write", target);
-        }
-        path_ = buffer.data();
+        auto created = createTemporaryBeside(target);
+        fd_ = std::move(created.descriptor);
+        path_ = created.path.string();
     }
     ~TemporaryFile() {
         fd_.reset();

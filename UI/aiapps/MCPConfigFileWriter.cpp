@@ -4,6 +4,7 @@
 #include "UI/aiapps/MCPConfigFileWriter.h"
 
 #include "Support/FileDescriptor.h"
+#include "Support/TemporaryFileBeside.h"
 #include "UI/aiapps/MCPConfigMerger.h"
 
 #include <cerrno>
@@ -214,15 +215,9 @@ class TemporaryFile {
 public:
     TemporaryFile(const fs::path& file, const Contents& contents, mode_t mode,
                   std::optional<struct stat> owner) {
-        std::string pattern =
-            (file.parent_path() / ("." + file.filename().string() + temporaryMarker)).string();
-        pattern += "XXXXXX";
-        int raw = ::mkostemp(pattern.data(), O_CLOEXEC);
-        if (raw < 0) {
-            fail(errno, file.parent_path());
-        }
-        path_ = pattern;
-        fd_ = FileDescriptor(raw);
+        auto created = Support::Files::createTemporaryBeside(file, temporaryMarker);
+        path_ = created.path;
+        fd_ = std::move(created.descriptor);
         try {
             contents([this](std::string_view piece) { writeAll(fd_.get(), piece, path_); });
             if (owner && (owner->st_uid != ::geteuid() || owner->st_gid != ::getegid())) {
