@@ -49,7 +49,9 @@ struct PulseAudioServerTest : testing::Test {
         if (!Fakes::PrivatePulseServer::toolsInstalled() || !Fakes::onPath("parecord")) {
             GTEST_SKIP() << "PulseAudio is not installed";
         }
-        server = std::make_unique<Fakes::PrivatePulseServer>(folder.path);
+        // Only the tests' own programs record: the monitor's client count is theirs.
+        server = std::make_unique<Fakes::PrivatePulseServer>(folder.path,
+                                                             Fakes::PrivatePulseServer::Layout::oneSinkOnly);
         ASSERT_TRUE(server->ready()) << server->log();
     }
     void TearDown() override { server.reset(); }
