@@ -63,9 +63,6 @@ public:
 private:
     Support::Task<CaptureSession> startCapture(std::filesystem::path folder);
     Support::Task<std::optional<CapturedRecording>> stopCapture();
-    /// Whether the tool ends within `limit`.
-    Support::Task<bool> endsWithin(Support::Duration limit);
-    std::string lastLogLine() const;
 
     Support::Scheduler& scheduler_;
     Options options_;

@@ -1,6 +1,7 @@
 #include "Intelligence/SpeechModels.h"
 
 #include "Support/BlockingWork.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 
@@ -216,9 +217,8 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model mod
         throw Support::UserFacingError("The speech model could not be put in place at " + target.string() +
                                        ": " + ec.message() + ".");
     }
-    if (const int dir = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
-        ::fsync(dir);
-        ::close(dir);
+    if (Support::FileDescriptor dir(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); dir) {
+        ::fsync(dir.get());
     }
     log.info("Speech model {} installed at {}", model.name, target.string());
     if (progress) {

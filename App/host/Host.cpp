@@ -22,7 +22,6 @@
 #include "Desktop/calendar/WindowCardPresenter.h"
 #endif
 #include "Database/Sqlite/SqliteDatabase.h"
-#include "Platform/Linux/CurlHttpClient.h"
 #include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
@@ -223,6 +222,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
     BackgroundServices services({.scheduler = scheduler,
                                  .defaults = defaults,
                                  .center = center,
+                                 .http = platform.http(),
                                  .database = database.get(),
                                  .power = &platform.power(),
                                  .checksForUpdates = !options_.demo,
@@ -241,7 +241,6 @@ int Host::run(std::ostream& out, std::ostream& err) {
 
     // Saved recordings are transcribed, one at a time; the queue resumes what a quit or crash interrupted,
     // and a stored transcript starts the AI jobs through the processing notifications.
-    Platform::CurlHttpClient transcriptionHttp;
     Platform::PosixProcessRunner transcriptionRunner;
     std::optional<TranscriptionService> transcription;
     if (database) {
@@ -249,7 +248,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                                  .center = center,
                                                                  .scheduler = scheduler,
                                                                  .defaults = defaults,
-                                                                 .http = transcriptionHttp,
+                                                                 .http = platform.http(),
                                                                  .runner = transcriptionRunner,
                                                                  .searchPath = env.searchPath,
                                                                  .demo = options_.demo,

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -317,4 +320,51 @@ TEST(TaskLifetime, DestroyingTheLoopReleasesTasksStillWaitingOnIt) {
     EXPECT_TRUE(weak.expired());
     EXPECT_FALSE(survivor.isDone());
     survivor.cancel(); // harmless once its loop is gone
+}
+
+// The two tests below are about threads meeting the loop: ThreadSanitizer (build-tsan) is what catches a
+// fault in them.
+TEST(TaskLifetime, WorkThatEndsWhileItsLoopIsDestroyedNeitherRacesNorPostsIntoIt) {
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    {
+        MainLoop loop;
+        auto task = startTask(
+            [released]() -> Task<> { co_await BlockingWork::run([released] { released.wait(); }); });
+        loop.runUntilIdle();
+        release.set_value(); // the pool thread resumes the task while the loop goes away
+    }
+    BlockingWork::drain();
+}
+
+TEST(TaskLifetime, ATaskWhoseLastOwnerIsAnotherThreadLeavesItsLoopsRegistrySound) {
+    MainLoop loop;
+    std::optional<Continuation<int>> held;
+    auto task = startTask([&]() -> Task<int> {
+        co_return co_await withContinuation<int>([&](Continuation<int> c) { held.emplace(std::move(c)); });
+    });
+    loop.runUntilIdle();
+    ASSERT_TRUE(held);
+    std::atomic<bool> finished{false};
+    std::thread owner([c = std::move(*held), &finished]() mutable {
+        c.resume(7);
+        while (!finished.load()) {
+            std::this_thread::yield();
+        }
+        // Leaving drops the last reference to the finished task, here, off the loop thread.
+    });
+    held.reset();
+    while (!task.isDone()) {
+        loop.runOne(1000);
+    }
+    EXPECT_EQ(task.get(), 7);
+    task = {};
+    finished = true;
+    std::vector<Task<>> more; // they register with the loop while the other thread drops the finished one
+    for (int i = 0; i < 16; ++i) {
+        more.push_back(startTask([]() -> Task<> { co_return; }));
+    }
+    owner.join();
+    loop.runUntilIdle();
+    EXPECT_TRUE(more.back().isDone());
 }
