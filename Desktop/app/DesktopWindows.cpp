@@ -6,13 +6,19 @@
 #include "Desktop/library/LibraryWindow.h"
 #include "Desktop/library/RecordingPage.h"
 #include "Desktop/loop/QtLoopBridge.h"
+#include "Desktop/settings/SettingsWindow.h"
+#include "Desktop/settings/SpeechModelDownloads.h"
 #include "Intelligence/AIService.h"
 #include "Intelligence/FrameSearch.h"
 #include "Intelligence/RAGPipeline.h"
 #include "Intelligence/UnifiedSearchEngine.h"
+#include "Platform/Linux/CommandLineClipboard.h"
+#include "Platform/Linux/CurlHttpClient.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "UI/ai/ChatViewModel.h"
+#include "UI/aiapps/AIAppsHelperLocation.h"
 #include "UI/library/LibraryViewModel.h"
 
 #include <QApplication>
@@ -23,6 +29,7 @@
 #include <QTabWidget>
 
 #include <cstdlib>
+#include <unistd.h>
 
 namespace Desktop {
 
@@ -39,6 +46,64 @@ struct DesktopWindows::Impl {
     std::unique_ptr<Intelligence::RAGPipeline> pipeline;
     std::unique_ptr<UI::ChatViewModel> chatModel;
     std::unique_ptr<ChatPanel> chat;
+    SettingsSources settingsSources;
+    std::unique_ptr<Platform::CurlHttpClient> http;
+    std::unique_ptr<Intelligence::SpeechModels> speechModels;
+    std::unique_ptr<SpeechModelDownloads> downloads;
+    std::unique_ptr<UI::AIServiceObservable> ai;
+    std::unique_ptr<UI::AIAppsSettingsModel> aiApps;
+    std::unique_ptr<SettingsWindow> settings;
+
+    void makeSettings() {
+        if (settings) {
+            return;
+        }
+        http = std::make_unique<Platform::CurlHttpClient>();
+        speechModels = std::make_unique<Intelligence::SpeechModels>();
+        downloads = std::make_unique<SpeechModelDownloads>(*speechModels, *http);
+        ai = std::make_unique<UI::AIServiceObservable>(*http, Intelligence::AIService::shared());
+        auto processes = std::make_shared<Platform::PosixProcessRunner>();
+        UI::AIAppsSettingsModel::Dependencies apps;
+        apps.environment = UI::MCPClientEnvironment::live();
+        apps.helperPath = UI::AIAppsHelperLocation::current();
+        apps.clipboard = std::make_shared<Platform::CommandLineClipboard>(processes);
+        apps.claude = std::make_shared<UI::ClaudeCLIRunner>(processes, apps.environment.homeDirectory,
+                                                            UI::ClaudeCLIRunner::environmentFromProcess());
+        aiApps = std::make_unique<UI::AIAppsSettingsModel>(std::move(apps));
+        auto& scheduler = services.scheduler;
+        settings = std::make_unique<SettingsWindow>(
+            SettingsServices{.defaults = services.defaults,
+                             .center = services.center,
+                             .calendars = settingsSources.calendars,
+                             .devices = [] { return AudioEngine::PulseDevices::list(); },
+                             .levelTest = [&scheduler]() { return levelTest(scheduler); },
+                             .speechModels = *downloads,
+                             .ai = *ai,
+                             .keyFile = Intelligence::AIKeyStore::defaultPath(),
+                             .aiApps = *aiApps,
+                             .version = settingsSources.version,
+                             .checkForUpdates = settingsSources.checkForUpdates});
+    }
+
+    /// Five seconds of both tracks into a throwaway folder, as `vellmora audio test` records them.
+    static Support::Task<std::vector<AudioEngine::PulseCapture::TrackReport>>
+    levelTest(Support::Scheduler& scheduler) {
+        AudioEngine::PulseCapture::Options options;
+        options.silenceWindow = Support::Duration::zero();
+        auto capture = std::make_shared<AudioEngine::PulseCapture>(options);
+        auto folder = Support::Files::runtimeFolder() / ("vellmora-level-test-" + std::to_string(::getpid()));
+        struct Cleanup {
+            std::filesystem::path folder;
+            ~Cleanup() {
+                std::error_code ignored;
+                std::filesystem::remove_all(folder, ignored);
+            }
+        } cleanup{folder};
+        co_await capture->start(folder);
+        co_await scheduler.sleepFor(Support::seconds(5));
+        (void)co_await capture->stop();
+        co_return capture->lastReport();
+    }
 
     void makeLibrary() {
         if (library) {
@@ -93,6 +158,10 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
 }
 
 DesktopWindows::~DesktopWindows() {
+    impl_->settings.reset();
+    impl_->aiApps.reset();
+    impl_->ai.reset();
+    impl_->downloads.reset();
     impl_->chat.reset();
     impl_->chatModel.reset();
     impl_->pipeline.reset();
@@ -136,6 +205,27 @@ bool DesktopWindows::openChat() {
     impl_->chat->raise();
     impl_->chat->activateWindow();
     return true;
+}
+
+void DesktopWindows::setSettingsSources(SettingsSources sources) {
+    impl_->settingsSources = std::move(sources);
+}
+
+void DesktopWindows::openSettings() {
+    impl_->makeSettings();
+    impl_->settings->show();
+    impl_->settings->raise();
+    impl_->settings->activateWindow();
+}
+
+void DesktopWindows::openSetup() {
+    impl_->makeSettings();
+    impl_->settings->openSetup();
+    openSettings();
+}
+
+SettingsWindow* DesktopWindows::settings() const {
+    return impl_->settings.get();
 }
 
 void DesktopWindows::showCard(const UI::MeetingReminderCard& card,

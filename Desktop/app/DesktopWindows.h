@@ -12,6 +12,7 @@
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
+#include "UI/calendar/CalendarInfo.h"
 #include "UI/calendar/MeetingReminderPresenter.h"
 #include "UI/library/DateContext.h"
 
@@ -26,6 +27,7 @@ namespace Desktop {
 
 class LibraryWindow;
 class MeetingCardWindow;
+class SettingsWindow;
 
 class DesktopWindows {
 public:
@@ -54,6 +56,20 @@ public:
     /// Shows (creating on first use) the chat window over the shared AI service; false when no AI service
     /// is set up (nothing is shown then).
     bool openChat();
+    /// What the settings window needs from the rest of the host; set before it is first opened (empty
+    /// parts: the page says the part is not there).
+    struct SettingsSources {
+        /// The calendars the reminders read.
+        std::function<std::vector<UI::CalendarInfo>()> calendars;
+        std::function<void()> checkForUpdates;
+        std::string version;
+    };
+    void setSettingsSources(SettingsSources sources);
+    /// Shows (creating on first use) and raises the settings window, at the page last shown.
+    void openSettings();
+    /// The settings window at the first page that needs the user ("Set Up Vellmora...").
+    void openSetup();
+
     /// The meeting card, replacing one on screen; `close` withdraws it without a report.
     void showCard(const UI::MeetingReminderCard& card,
                   UI::MeetingReminderPresenter::CardActionHandler onAction);
@@ -61,9 +77,11 @@ public:
 
     LibraryWindow* library() const;
     MeetingCardWindow* card() const;
+    SettingsWindow* settings() const;
 
-    /// Renders every window (library list, recording summary, transcript, chat, meeting card) into PNG files
-    /// in `folder` at the current scale (QT_SCALE_FACTOR), named with `suffix`; returns the files written.
+    /// Renders every window (library list, recording summary, transcript, chat, meeting card, settings pages)
+    /// into PNG files in `folder` at the current scale (QT_SCALE_FACTOR), named with `suffix`; returns the
+    /// files written.
     std::vector<std::filesystem::path> writeScreenshots(const std::filesystem::path& folder,
                                                         const std::string& suffix,
                                                         const UI::MeetingReminderCard& card);
