@@ -303,6 +303,21 @@ int Host::run(std::ostream& out, std::ostream& err) {
                          say("AI Chat needs an AI provider: see `vellmora ai --help`.");
                      }
                  }});
+        // "Settings" and "Set Up Vellmora..." post their window requests; the settings window answers both.
+        windows->setSettingsSources({.calendars =
+                                         [&] {
+                                             std::vector<UI::CalendarInfo> infos;
+                                             for (const auto& descriptor : calendarStore->calendars()) {
+                                                 infos.push_back(UI::CalendarSource::info(descriptor));
+                                             }
+                                             return infos;
+                                         },
+                                     .checkForUpdates = [&] { menu.actions().checkForUpdates(); },
+                                     .version = VELLMORA_VERSION});
+        subscriptions += center.observe(UI::MenuBarController::openSettingsWindowNotification,
+                                        [&](const auto&) { windows->openSettings(); });
+        subscriptions += center.observe(UI::MenuBarController::openSetupWindowNotification,
+                                        [&](const auto&) { windows->openSetup(); });
         if (options_.demo) {
             windows->openLibrary();
         }
