@@ -112,11 +112,19 @@ struct DesktopWindows::Impl {
         engine = std::make_unique<Intelligence::UnifiedSearchEngine>(services.database);
         libraryModel = std::make_unique<UI::LibraryViewModel>(services.database, *engine, services.scheduler,
                                                               services.center);
-        library = std::make_unique<LibraryWindow>(
-            LibraryWindow::Context{*libraryModel, services.database, services.defaults, services.scheduler,
-                                   services.dateContext, [](const std::string& text) {
-                                       QGuiApplication::clipboard()->setText(QString::fromStdString(text));
-                                   }});
+        library = std::make_unique<LibraryWindow>(LibraryWindow::Context{
+            *libraryModel, services.database, services.defaults, services.scheduler, services.dateContext,
+            [](const std::string& text) {
+                QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+            },
+            &UI::AIGenerationJobs::shared(),
+            [&database = services.database]() -> std::optional<UI::AIGenerationClient> {
+                auto* ai = Intelligence::AIService::shared();
+                if (!ai) {
+                    return std::nullopt;
+                }
+                return UI::AIGenerationClient::live(database, *ai);
+            }});
         (void)libraryModel->loadRecordings();
     }
 };

@@ -10,6 +10,8 @@
 #include "Database/DatabaseManager.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
+#include "UI/ai/AIGenerationClient.h"
+#include "UI/ai/AIGenerationJobs.h"
 #include "UI/library/DateContext.h"
 #include "UI/library/LibraryViewModel.h"
 
@@ -45,6 +47,9 @@ public:
         Support::Scheduler& scheduler;
         UI::DateContext dateContext;
         std::function<void(const std::string&)> copy;
+        /// Passed to each recording's page (see `RecordingPage::Context`).
+        UI::AIGenerationJobs* jobs = nullptr;
+        std::function<std::optional<UI::AIGenerationClient>()> generation = {};
     };
 
     explicit LibraryWindow(Context context, QWidget* parent = nullptr);

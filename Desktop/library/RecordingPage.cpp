@@ -1,6 +1,7 @@
 #include "Desktop/library/RecordingPage.h"
 
 #include "Database/TranscriptTextFormatter.h"
+#include "Desktop/library/RegenerateBar.h"
 #include "Desktop/library/TranscriptTab.h"
 #include "Support/BlockingWork.h"
 #include "UI/library/Formatters.h"
@@ -84,11 +85,21 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
 
     tabs_ = new QTabWidget(this);
     tabs_->setObjectName("recordingTabs");
-    summary_ = new QTextBrowser(this);
+    auto* summaryTab = new QWidget(this);
+    auto* summaryLayout = new QVBoxLayout(summaryTab);
+    if (context_.jobs) {
+        regenerate_ = new RegenerateBar(recording_.id,
+                                        {context_.database, *context_.jobs, context_.generation}, summaryTab);
+        regenerate_->onSummaryText = [this](const std::string& text) { summary_->setMarkdown(qs(text)); };
+        regenerate_->onFinished = [this](RegenerateBar::Kind) { reload(); };
+        summaryLayout->addWidget(regenerate_);
+    }
+    summary_ = new QTextBrowser(summaryTab);
     summary_->setObjectName("summary");
     summary_->setAccessibleName(tr("Summary"));
     summary_->setOpenExternalLinks(true);
-    tabs_->addTab(summary_, tr("Summary"));
+    summaryLayout->addWidget(summary_, 1);
+    tabs_->addTab(summaryTab, tr("Summary"));
     transcript_ = new TranscriptTab(*reader_, this);
     tabs_->addTab(transcript_, tr("Transcript"));
     layout->addWidget(tabs_, 1);
@@ -152,6 +163,27 @@ void RecordingPage::loadSummary() {
                 summary_->setMarkdown(qs(summaryMarkdown(recording_, content)));
             }
         });
+}
+
+void RecordingPage::reload() {
+    auto& database = context_.database;
+    auto id = recording_.id;
+    (void)Support::startTask([this, &database, id,
+                              alive = std::weak_ptr<bool>(alive_)]() -> Support::Task<void> {
+        std::optional<Recording> fresh;
+        try {
+            fresh = co_await Support::BlockingWork::run([&database, id] { return database.recording(id); });
+        } catch (const Support::Cancelled&) {
+            throw;
+        } catch (const std::exception&) {
+            co_return;
+        }
+        if (alive.lock() && fresh) {
+            recording_ = *fresh;
+            updateHeader();
+            loadSummary();
+        }
+    });
 }
 
 void RecordingPage::showTranscriptAt(double seconds) {

@@ -1,12 +1,15 @@
 // A recording's page in the library window: the title, the expanded date and length, the favourite and
 // delete buttons, and two tabs: "Summary" (the summary, the action items and the topics, read from the
-// store) and "Transcript" (the transcript tab over its own reader model). The buttons only report the
-// request: the library window owns favouriting and the deletion with its confirmation.
+// store, with the row that regenerates them) and "Transcript" (the transcript tab over its own reader model).
+// The buttons only report the request: the library window owns favouriting and the deletion with its
+// confirmation.
 #pragma once
 
 #include "Database/DatabaseManager.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
+#include "UI/ai/AIGenerationClient.h"
+#include "UI/ai/AIGenerationJobs.h"
 #include "UI/library/DateContext.h"
 #include "UI/library/TranscriptReaderModel.h"
 
@@ -22,6 +25,7 @@ class QTextBrowser;
 
 namespace Desktop {
 
+class RegenerateBar;
 class TranscriptTab;
 
 class RecordingPage : public QWidget {
@@ -35,6 +39,10 @@ public:
         Support::Scheduler& scheduler;
         UI::DateContext dateContext;
         std::function<void(const std::string&)> copy;
+        /// Regenerating the title, summary and action items: the job register (none: no buttons) and the
+        /// AI client (empty, or giving nothing: AI is not set up).
+        UI::AIGenerationJobs* jobs = nullptr;
+        std::function<std::optional<UI::AIGenerationClient>()> generation = {};
     };
 
     RecordingPage(Recording recording, Context context, QWidget* parent = nullptr);
@@ -52,11 +60,15 @@ public:
     const Recording& recording() const { return recording_; }
     UI::TranscriptReaderModel& reader() { return *reader_; }
     TranscriptTab* transcriptTab() const { return transcript_; }
+    /// Null without a job register.
+    RegenerateBar* regenerateBar() const { return regenerate_; }
     QTabWidget* tabs() const { return tabs_; }
 
 private:
     void updateHeader();
     void loadSummary();
+    /// Reads the recording again (after a regenerated title or summary).
+    void reload();
 
     Recording recording_;
     Context context_;
@@ -68,6 +80,7 @@ private:
     QTabWidget* tabs_ = nullptr;
     QTextBrowser* summary_ = nullptr;
     TranscriptTab* transcript_ = nullptr;
+    RegenerateBar* regenerate_ = nullptr;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
