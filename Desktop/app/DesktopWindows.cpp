@@ -6,6 +6,7 @@
 #include "Desktop/library/LibraryWindow.h"
 #include "Desktop/library/RecordingPage.h"
 #include "Desktop/loop/QtLoopBridge.h"
+#include "Desktop/playback/RecordingPlayer.h"
 #include "Desktop/settings/SettingsWindow.h"
 #include "Desktop/settings/SpeechModelDownloads.h"
 #include "Intelligence/AIService.h"
@@ -124,7 +125,8 @@ struct DesktopWindows::Impl {
                     return std::nullopt;
                 }
                 return UI::AIGenerationClient::live(database, *ai);
-            }});
+            },
+            &RecordingPlayer::make});
         (void)libraryModel->loadRecordings();
     }
 };

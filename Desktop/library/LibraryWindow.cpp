@@ -3,6 +3,7 @@
 #include "Database/TranscriptTextFormatter.h"
 #include "Desktop/library/RecordingListModel.h"
 #include "Desktop/library/RecordingPage.h"
+#include "Desktop/playback/PlaybackSource.h"
 #include "UI/library/FilterBar.h"
 #include "UI/library/LibraryLayout.h"
 

@@ -18,6 +18,7 @@
 #include <QWidget>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class QComboBox;
@@ -32,6 +33,7 @@ class QTreeWidget;
 
 namespace Desktop {
 
+class PlaybackSource;
 class RecordingListModel;
 class RecordingPage;
 
@@ -50,6 +52,7 @@ public:
         /// Passed to each recording's page (see `RecordingPage::Context`).
         UI::AIGenerationJobs* jobs = nullptr;
         std::function<std::optional<UI::AIGenerationClient>()> generation = {};
+        std::function<std::unique_ptr<PlaybackSource>(const Recording&)> player = {};
     };
 
     explicit LibraryWindow(Context context, QWidget* parent = nullptr);

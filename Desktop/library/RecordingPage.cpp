@@ -3,6 +3,8 @@
 #include "Database/TranscriptTextFormatter.h"
 #include "Desktop/library/RegenerateBar.h"
 #include "Desktop/library/TranscriptTab.h"
+#include "Desktop/playback/PlaybackSource.h"
+#include "Desktop/playback/PlayerBar.h"
 #include "Support/BlockingWork.h"
 #include "UI/library/Formatters.h"
 
@@ -82,6 +84,11 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
     delete_->setAccessibleName(tr("Delete recording"));
     header->addWidget(delete_, 0, Qt::AlignTop);
     layout->addLayout(header);
+    if (context_.player) {
+        player_ = context_.player(recording_);
+        playerBar_ = new PlayerBar(*player_, this);
+        layout->addWidget(playerBar_);
+    }
 
     tabs_ = new QTabWidget(this);
     tabs_->setObjectName("recordingTabs");
@@ -114,6 +121,14 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
             onDelete(recording_);
         }
     });
+    if (player_) {
+        playback_ += player_->positionChanged.connect(
+            [this](double seconds) { transcript_->setPlaybackTime(seconds); });
+        playback_ += reader_->playRequested.connect([this](double seconds) {
+            player_->seek(seconds);
+            player_->play();
+        });
+    }
     updateHeader();
     loadSummary();
     (void)reader_->load();
@@ -121,6 +136,9 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
 
 RecordingPage::~RecordingPage() {
     *alive_ = false;
+    playback_ = {};
+    // The player row observes the player: it goes first.
+    delete playerBar_;
 }
 
 void RecordingPage::update(const Recording& recording) {

@@ -17,6 +17,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QLabel;
 class QPushButton;
@@ -25,6 +26,8 @@ class QTextBrowser;
 
 namespace Desktop {
 
+class PlaybackSource;
+class PlayerBar;
 class RegenerateBar;
 class TranscriptTab;
 
@@ -43,6 +46,8 @@ public:
         /// AI client (empty, or giving nothing: AI is not set up).
         UI::AIGenerationJobs* jobs = nullptr;
         std::function<std::optional<UI::AIGenerationClient>()> generation = {};
+        /// The player of a recording (none: no player row).
+        std::function<std::unique_ptr<PlaybackSource>(const Recording&)> player = {};
     };
 
     RecordingPage(Recording recording, Context context, QWidget* parent = nullptr);
@@ -60,6 +65,9 @@ public:
     const Recording& recording() const { return recording_; }
     UI::TranscriptReaderModel& reader() { return *reader_; }
     TranscriptTab* transcriptTab() const { return transcript_; }
+    /// Null without a player.
+    PlaybackSource* player() const { return player_.get(); }
+    PlayerBar* playerBar() const { return playerBar_; }
     /// Null without a job register.
     RegenerateBar* regenerateBar() const { return regenerate_; }
     QTabWidget* tabs() const { return tabs_; }
@@ -81,6 +89,9 @@ private:
     QTextBrowser* summary_ = nullptr;
     TranscriptTab* transcript_ = nullptr;
     RegenerateBar* regenerate_ = nullptr;
+    std::unique_ptr<PlaybackSource> player_;
+    PlayerBar* playerBar_ = nullptr;
+    Support::SubscriptionBag playback_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
