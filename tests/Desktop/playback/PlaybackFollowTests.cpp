@@ -1,17 +1,21 @@
 #include "../DesktopTestSupport.h"
+#include "AudioEngine/OpusTrackWriter.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Desktop/library/RecordingPage.h"
 #include "Desktop/library/TranscriptTab.h"
 #include "Desktop/playback/PlayerBar.h"
 #include "Desktop/playback/RecordingPlayer.h"
 #include "Desktop/playback/TrackTimeline.h"
+#include "Desktop/playback/TwoTrackPlayer.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
 
+#include <QEventLoop>
 #include <QListWidget>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTabWidget>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -161,4 +165,35 @@ TEST(RecordingPlayer, PlaysTheTracksThatAreThereAndSaysSoWhenNoneIs) {
     std::filesystem::remove_all(folder);
     auto player = Desktop::RecordingPlayer::make(r);
     EXPECT_EQ(player->unavailableReason(), std::string(Desktop::RecordingPlayer::missingFilesText));
+}
+
+TEST(TwoTrackPlayer, ReadsTheRecordedOpusTracksAndKnowsTheRecordingsLength) {
+    DesktopTest::application();
+    auto folder = std::filesystem::temp_directory_path() / ("vellmora-tracks-" + std::to_string(::getpid()));
+    std::vector<Desktop::RecordingPlayer::Track> tracks;
+    for (auto [name, offset, seconds] : {std::tuple{"mic.opus", 0.0, 3}, std::tuple{"call.opus", 1.0, 3}}) {
+        AudioEngine::OpusTrackWriter writer(folder / name, {});
+        ASSERT_TRUE(writer.writeSilence(std::uint64_t(seconds) * 48000));
+        ASSERT_TRUE(writer.finish());
+        tracks.push_back({folder / name, offset});
+    }
+    Desktop::TwoTrackPlayer player(tracks);
+    if (player.unavailableReason()) {
+        std::filesystem::remove_all(folder);
+        GTEST_SKIP() << *player.unavailableReason();
+    }
+    // Qt's backend reads the files on its own threads: wait until it reports both lengths (the timer only
+    // ends a test that would otherwise hang).
+    QEventLoop wait;
+    auto known = player.durationChanged.connect([&](double seconds) {
+        if (seconds > 3.9) {
+            wait.quit();
+        }
+    });
+    QTimer::singleShot(20000, &wait, &QEventLoop::quit);
+    if (player.duration() < 3.9) {
+        wait.exec();
+    }
+    EXPECT_NEAR(player.duration(), 4.0, 0.1) << "the call track ends a second after the microphone's";
+    std::filesystem::remove_all(folder);
 }
