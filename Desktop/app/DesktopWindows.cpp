@@ -341,6 +341,72 @@ std::vector<std::filesystem::path> DesktopWindows::writeScreenshots(const std::f
     cardWindow.show();
     shoot(&cardWindow, "meeting-card");
     cardWindow.hide();
+
+    // Every settings page, over demo calendars and devices, with nothing of the user's read or written: the
+    // key file, the speech models and the AI apps' home folder are in a scratch folder.
+    auto scratch = Support::Files::runtimeFolder() / ("vellmora-screenshots-" + std::to_string(::getpid()));
+    Platform::CurlHttpClient http;
+    Intelligence::SpeechModels models(scratch / "models");
+    SpeechModelDownloads downloads(models, http);
+    UI::AIServiceObservable ai(http, nullptr);
+    auto processes = std::make_shared<Platform::PosixProcessRunner>();
+    UI::AIAppsSettingsModel::Dependencies apps;
+    apps.environment = UI::MCPClientEnvironment::live(scratch / "home");
+    apps.helperPath = std::filesystem::path("/usr/libexec/vellmora/vellmora-mcp");
+    apps.clipboard = std::make_shared<Platform::CommandLineClipboard>(processes);
+    apps.claude = std::make_shared<UI::ClaudeCLIRunner>(processes, scratch / "home",
+                                                        std::map<std::string, std::string>{});
+    UI::AIAppsSettingsModel aiApps(std::move(apps));
+    auto demoCalendar = [](const char* id, const char* title, const char* account,
+                           UI::CalendarSourceKind kind) {
+        UI::CalendarInfo info;
+        info.id = id;
+        info.title = title;
+        info.sourceID = account;
+        info.sourceTitle = account;
+        info.sourceKind = kind;
+        return info;
+    };
+    SettingsWindow settingsWindow(SettingsServices{
+        .defaults = impl_->services.defaults,
+        .center = impl_->services.center,
+        .calendars =
+            [&] {
+                return std::vector<UI::CalendarInfo>{
+                    demoCalendar("work", "Work", "ana@example.com", UI::CalendarSourceKind::calDAV),
+                    demoCalendar("family", "Family", "ana@example.com", UI::CalendarSourceKind::calDAV),
+                    demoCalendar("team", "Team meetings", "Northwind (Exchange)",
+                                 UI::CalendarSourceKind::exchange),
+                    demoCalendar("holidays", "Holidays", "", UI::CalendarSourceKind::subscribed)};
+            },
+        .devices =
+            [] {
+                return AudioEngine::PulseDevices{
+                    "PipeWire",
+                    {{"alsa_input.usb-headset", "USB Headset Microphone", true},
+                     {"alsa_input.pci-analog", "Built-in Audio Analog Stereo", false}},
+                    {{"alsa_output.usb-headset", "USB Headset", true},
+                     {"alsa_output.pci-hdmi", "HDMI / DisplayPort", false}}};
+            },
+        .levelTest = {},
+        .speechModels = downloads,
+        .ai = ai,
+        .keyFile = scratch / "ai-keys.json",
+        .aiApps = aiApps,
+        .version = VELLMORA_VERSION,
+        .checkForUpdates = [] {}});
+    settingsWindow.resize(1280, 800);
+    settingsWindow.show();
+    for (auto page : SettingsPages::all) {
+        settingsWindow.showPage(page);
+        std::string slug(SettingsPages::title(page));
+        std::transform(slug.begin(), slug.end(), slug.begin(),
+                       [](char c) { return c == ' ' ? '-' : static_cast<char>(std::tolower(c)); });
+        shoot(&settingsWindow, "settings-" + slug);
+    }
+    settingsWindow.hide();
+    std::error_code ignored;
+    std::filesystem::remove_all(scratch, ignored);
     return written;
 }
 

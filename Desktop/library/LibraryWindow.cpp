@@ -335,10 +335,11 @@ void LibraryWindow::showPage(const Recording& recording, std::optional<double> t
             detail_->removeWidget(page_);
             page_->deleteLater();
         }
-        page_ = new RecordingPage(recording,
-                                  {context_.database, context_.defaults, context_.scheduler,
-                                   context_.dateContext, context_.copy, context_.jobs, context_.generation},
-                                  detail_);
+        page_ =
+            new RecordingPage(recording,
+                              {context_.database, context_.defaults, context_.scheduler, context_.dateContext,
+                               context_.copy, context_.jobs, context_.generation, context_.player},
+                              detail_);
         page_->onToggleFavorite = [this](const Recording& r) { detach(context_.library.toggleFavorite(r)); };
         page_->onDelete = [this](const Recording& r) { confirmDelete(r); };
         detail_->addWidget(page_);

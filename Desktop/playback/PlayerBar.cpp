@@ -24,6 +24,8 @@ PlayerBar::PlayerBar(PlaybackSource& source, QWidget* parent) : QWidget(parent),
     time_ = new QLabel(this);
     time_->setObjectName("playbackTime");
     layout->addWidget(time_);
+    // Takes the room of the slider when it is hidden, so that the button keeps its size.
+    layout->addStretch(0);
 
     connect(play_, &QPushButton::clicked, this, [this] {
         if (source_.isPlaying()) {
@@ -41,8 +43,8 @@ PlayerBar::PlayerBar(PlaybackSource& source, QWidget* parent) : QWidget(parent),
     subscriptions_ += source_.playingChanged.connect([this](bool) { refresh(); });
     subscriptions_ += source_.durationChanged.connect([this](double) { refresh(); });
     subscriptions_ += source_.positionChanged.connect([this](double seconds) { showTime(seconds); });
-    refresh();
     showTime(0);
+    refresh();
 }
 
 void PlayerBar::refresh() {
@@ -55,9 +57,14 @@ void PlayerBar::refresh() {
     play_->setToolTip(reason ? QString::fromStdString(*reason) : QString());
     play_->setAccessibleDescription(play_->toolTip());
     slider_->setMaximum(static_cast<int>(source_.duration()));
+    slider_->setVisible(!reason);
+    time_->setText(reason ? QString::fromStdString(*reason) : time_->text());
 }
 
 void PlayerBar::showTime(double seconds) {
+    if (source_.unavailableReason()) {
+        return;
+    }
     if (!slider_->isSliderDown()) {
         slider_->setValue(static_cast<int>(seconds));
     }

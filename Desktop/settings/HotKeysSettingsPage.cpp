@@ -24,9 +24,9 @@ HotKeysSettingsPage::HotKeysSettingsPage(const SettingsServices& services, QWidg
                                  "ctrl+alt+n or ⌃⌥N, then Set."),
                               this));
     auto* grid = new QGridLayout;
-    auto row = [&](int r, const QString& title, Which which, QLabel*& current, QLineEdit*& input,
-                   const char* prefix) {
-        grid->addWidget(new QLabel(title, this), r, 0);
+    auto row = [&](int r, const QString& label, const QString& title, Which which, QLabel*& current,
+                   QLineEdit*& input, const char* prefix) {
+        grid->addWidget(new QLabel(label, this), r, 0);
         current = new QLabel(this);
         current->setObjectName(QString::fromLatin1(prefix) + "Shortcut");
         QFont big = current->font();
@@ -46,8 +46,9 @@ HotKeysSettingsPage::HotKeysSettingsPage(const SettingsServices& services, QWidg
         connect(input, &QLineEdit::returnPressed, this, [this, which] { this->set(which); });
         connect(reset, &QPushButton::clicked, this, [this, which] { this->reset(which); });
     };
-    row(0, tr("notes shortcut"), Which::notes, notes_, notesInput_, "notes");
-    row(1, tr("live recap shortcut"), Which::liveRecap, liveRecap_, liveRecapInput_, "liveRecap");
+    row(0, tr("Notes panel:"), tr("notes shortcut"), Which::notes, notes_, notesInput_, "notes");
+    row(1, tr("Live recap:"), tr("live recap shortcut"), Which::liveRecap, liveRecap_, liveRecapInput_,
+        "liveRecap");
     grid->setColumnStretch(2, 1);
     layout->addLayout(grid);
     error_ = new QLabel(this);

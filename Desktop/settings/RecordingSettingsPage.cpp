@@ -38,10 +38,12 @@ RecordingSettingsPage::RecordingSettingsPage(const SettingsServices& services, Q
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(heading(tr("Microphones"), this));
     microphones_ = named(new QListWidget(this), "microphones", tr("Microphones"));
-    layout->addWidget(microphones_, 1);
+    microphones_->setMaximumHeight(140);
+    layout->addWidget(microphones_);
     layout->addWidget(heading(tr("Outputs"), this));
     outputs_ = named(new QListWidget(this), "outputs", tr("Outputs"));
-    layout->addWidget(outputs_, 1);
+    outputs_->setMaximumHeight(140);
+    layout->addWidget(outputs_);
     server_ = caption(tr("Recordings take the sound server's default microphone (you) and what its default "
                          "output plays (the others). Change them in the desktop's sound settings."),
                       this, "soundServer");
@@ -56,6 +58,7 @@ RecordingSettingsPage::RecordingSettingsPage(const SettingsServices& services, Q
     result_ = caption(QString(), this, "levelResult");
     result_->setForegroundRole(QPalette::WindowText);
     layout->addWidget(result_);
+    layout->addStretch(1);
     connect(test_, &QPushButton::clicked, this, [this] { runLevelTest(); });
 }
 

@@ -32,6 +32,7 @@ SettingsWindow::SettingsWindow(SettingsServices services, QWidget* parent)
     auto* layout = new QHBoxLayout(this);
     list_ = named(new QListWidget(this), "settingsPages", tr("Settings pages"));
     list_->setFixedWidth(180);
+    list_->setSpacing(3);
     layout->addWidget(list_);
     stack_ = new QStackedWidget(this);
     stack_->setObjectName("settingsStack");
