@@ -30,6 +30,7 @@
 #include <QTabWidget>
 
 #include <cstdlib>
+#include <malloc.h>
 #include <unistd.h>
 
 namespace Desktop {
@@ -128,6 +129,23 @@ struct DesktopWindows::Impl {
             },
             &RecordingPlayer::make});
         (void)libraryModel->loadRecordings();
+        QObject::connect(library.get(), &LibraryWindow::closed, [this] { scheduleRelease(); });
+    }
+
+    Support::Task<void> release;
+
+    void scheduleRelease() {
+        release.cancel();
+        release = Support::startTask([this]() -> Support::Task<void> {
+            co_await services.scheduler.sleepFor(libraryReleaseDelay);
+            if (library && !library->isVisible()) {
+                library.reset();
+                libraryModel.reset();
+                engine.reset();
+                // What the window, its rows and the search engine held goes back to the system.
+                ::malloc_trim(0);
+            }
+        });
     }
 };
 
@@ -156,7 +174,9 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
         setenv("QT_QPA_PLATFORM", "xcb", 1);
     }
     std::unique_ptr<DesktopWindows> windows(new DesktopWindows(std::move(services)));
-    windows->impl_->app = std::make_unique<QApplication>(argcStorage, argvStorage);
+    if (!QCoreApplication::instance()) {
+        windows->impl_->app = std::make_unique<QApplication>(argcStorage, argvStorage);
+    }
     QApplication::setApplicationName("Vellmora");
     QApplication::setQuitOnLastWindowClosed(false);
     windows->impl_->bridge = std::make_unique<QtLoopBridge>(windows->impl_->services.loop);
@@ -168,6 +188,7 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
 }
 
 DesktopWindows::~DesktopWindows() {
+    impl_->release.cancel();
     impl_->settings.reset();
     impl_->aiApps.reset();
     impl_->ai.reset();
@@ -183,7 +204,12 @@ DesktopWindows::~DesktopWindows() {
     impl_->app.reset();
 }
 
+bool DesktopWindows::hasLibrary() const {
+    return impl_->library != nullptr;
+}
+
 void DesktopWindows::openLibrary() {
+    impl_->release.cancel();
     impl_->makeLibrary();
     impl_->library->show();
     impl_->library->raise();

@@ -49,8 +49,15 @@ public:
     DesktopWindows(const DesktopWindows&) = delete;
     DesktopWindows& operator=(const DesktopWindows&) = delete;
 
+    /// How long a closed library window is kept for a quick return; then it, its view model and its search
+    /// engine are let go and the freed memory handed back to the system, so that the host returns to its
+    /// idle size.
+    static constexpr Support::Duration libraryReleaseDelay = std::chrono::seconds(30);
+
     /// Shows (creating on first use) and raises the library window.
     void openLibrary();
+    /// Whether the library window (and its models) exist now.
+    bool hasLibrary() const;
     /// The library at a recording, at `transcriptTime` in its transcript when given.
     void openRecording(Database::RecordingId id, std::optional<double> transcriptTime = std::nullopt);
     /// Shows (creating on first use) the chat window over the shared AI service; false when no AI service

@@ -206,6 +206,7 @@ LibraryWindow::~LibraryWindow() = default;
 void LibraryWindow::closeEvent(QCloseEvent* event) {
     // Closing only hides the window; the app keeps running in the tray.
     event->accept();
+    Q_EMIT closed();
 }
 
 void LibraryWindow::setFilter(UI::RecordingFilter filter) {

@@ -71,6 +71,10 @@ public:
     QListView* list() const { return list_; }
     RecordingListModel* listModel() const { return model_; }
 
+Q_SIGNALS:
+    /// The user closed the window (it is hidden; the desktop windows may let it go later).
+    void closed();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 
