@@ -22,6 +22,7 @@
 #include "Desktop/calendar/WindowCardPresenter.h"
 #endif
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Platform/Linux/CommandLineClipboard.h"
 #include "Platform/Linux/CurlHttpClient.h"
 #include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
@@ -308,16 +309,21 @@ int Host::run(std::ostream& out, std::ostream& err) {
                      }
                  }});
         // "Settings" and "Set Up Vellmora..." post their window requests; the settings window answers both.
-        windows->setSettingsSources({.calendars =
-                                         [&] {
-                                             std::vector<UI::CalendarInfo> infos;
-                                             for (const auto& descriptor : calendarStore->calendars()) {
-                                                 infos.push_back(UI::CalendarSource::info(descriptor));
-                                             }
-                                             return infos;
-                                         },
-                                     .checkForUpdates = [&] { menu.actions().checkForUpdates(); },
-                                     .version = VELLMORA_VERSION});
+        auto settingsProcesses = std::make_shared<Platform::PosixProcessRunner>();
+        windows->setSettingsSources(
+            {.calendars =
+                 [&] {
+                     std::vector<UI::CalendarInfo> infos;
+                     for (const auto& descriptor : calendarStore->calendars()) {
+                         infos.push_back(UI::CalendarSource::info(descriptor));
+                     }
+                     return infos;
+                 },
+             .checkForUpdates = [&] { menu.actions().checkForUpdates(); },
+             .version = VELLMORA_VERSION,
+             .http = std::make_shared<Platform::CurlHttpClient>(),
+             .processes = settingsProcesses,
+             .clipboard = std::make_shared<Platform::CommandLineClipboard>(settingsProcesses)});
         subscriptions += center.observe(UI::MenuBarController::openSettingsWindowNotification,
                                         [&](const auto&) { windows->openSettings(); });
         subscriptions += center.observe(UI::MenuBarController::openSetupWindowNotification,

@@ -13,9 +13,6 @@
 #include "Intelligence/FrameSearch.h"
 #include "Intelligence/RAGPipeline.h"
 #include "Intelligence/UnifiedSearchEngine.h"
-#include "Platform/Linux/CommandLineClipboard.h"
-#include "Platform/Linux/CurlHttpClient.h"
-#include "Platform/PosixProcessRunner.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "UI/ai/ChatViewModel.h"
@@ -49,27 +46,29 @@ struct DesktopWindows::Impl {
     std::unique_ptr<UI::ChatViewModel> chatModel;
     std::unique_ptr<ChatPanel> chat;
     SettingsSources settingsSources;
-    std::unique_ptr<Platform::CurlHttpClient> http;
     std::unique_ptr<Intelligence::SpeechModels> speechModels;
     std::unique_ptr<SpeechModelDownloads> downloads;
     std::unique_ptr<UI::AIServiceObservable> ai;
     std::unique_ptr<UI::AIAppsSettingsModel> aiApps;
     std::unique_ptr<SettingsWindow> settings;
 
-    void makeSettings() {
+    /// False when the host gave no HTTP client or process runner.
+    bool makeSettings() {
         if (settings) {
-            return;
+            return true;
         }
-        http = std::make_unique<Platform::CurlHttpClient>();
+        auto& sources = settingsSources;
+        if (!sources.http || !sources.processes) {
+            return false;
+        }
         speechModels = std::make_unique<Intelligence::SpeechModels>();
-        downloads = std::make_unique<SpeechModelDownloads>(*speechModels, *http);
-        ai = std::make_unique<UI::AIServiceObservable>(*http, Intelligence::AIService::shared());
-        auto processes = std::make_shared<Platform::PosixProcessRunner>();
+        downloads = std::make_unique<SpeechModelDownloads>(*speechModels, *sources.http);
+        ai = std::make_unique<UI::AIServiceObservable>(*sources.http, Intelligence::AIService::shared());
         UI::AIAppsSettingsModel::Dependencies apps;
         apps.environment = UI::MCPClientEnvironment::live();
         apps.helperPath = UI::AIAppsHelperLocation::current();
-        apps.clipboard = std::make_shared<Platform::CommandLineClipboard>(processes);
-        apps.claude = std::make_shared<UI::ClaudeCLIRunner>(processes, apps.environment.homeDirectory,
+        apps.clipboard = sources.clipboard;
+        apps.claude = std::make_shared<UI::ClaudeCLIRunner>(sources.processes, apps.environment.homeDirectory,
                                                             UI::ClaudeCLIRunner::environmentFromProcess());
         aiApps = std::make_unique<UI::AIAppsSettingsModel>(std::move(apps));
         auto& scheduler = services.scheduler;
@@ -85,6 +84,7 @@ struct DesktopWindows::Impl {
                              .aiApps = *aiApps,
                              .version = settingsSources.version,
                              .checkForUpdates = settingsSources.checkForUpdates});
+        return true;
     }
 
     /// Five seconds of both tracks into a throwaway folder, as `vellmora audio test` records them.
@@ -248,14 +248,18 @@ void DesktopWindows::setSettingsSources(SettingsSources sources) {
 }
 
 void DesktopWindows::openSettings() {
-    impl_->makeSettings();
+    if (!impl_->makeSettings()) {
+        return;
+    }
     impl_->settings->show();
     impl_->settings->raise();
     impl_->settings->activateWindow();
 }
 
 void DesktopWindows::openSetup() {
-    impl_->makeSettings();
+    if (!impl_->makeSettings()) {
+        return;
+    }
     impl_->settings->openSetup();
     openSettings();
 }
@@ -370,17 +374,19 @@ std::vector<std::filesystem::path> DesktopWindows::writeScreenshots(const std::f
 
     // Every settings page, over demo calendars and devices, with nothing of the user's read or written: the
     // key file, the speech models and the AI apps' home folder are in a scratch folder.
+    const auto& sources = impl_->settingsSources;
+    if (!sources.http || !sources.processes) {
+        return written;
+    }
     auto scratch = Support::Files::runtimeFolder() / ("vellmora-screenshots-" + std::to_string(::getpid()));
-    Platform::CurlHttpClient http;
     Intelligence::SpeechModels models(scratch / "models");
-    SpeechModelDownloads downloads(models, http);
-    UI::AIServiceObservable ai(http, nullptr);
-    auto processes = std::make_shared<Platform::PosixProcessRunner>();
+    SpeechModelDownloads downloads(models, *sources.http);
+    UI::AIServiceObservable ai(*sources.http, nullptr);
     UI::AIAppsSettingsModel::Dependencies apps;
     apps.environment = UI::MCPClientEnvironment::live(scratch / "home");
     apps.helperPath = std::filesystem::path("/usr/libexec/vellmora/vellmora-mcp");
-    apps.clipboard = std::make_shared<Platform::CommandLineClipboard>(processes);
-    apps.claude = std::make_shared<UI::ClaudeCLIRunner>(processes, scratch / "home",
+    apps.clipboard = sources.clipboard;
+    apps.claude = std::make_shared<UI::ClaudeCLIRunner>(sources.processes, scratch / "home",
                                                         std::map<std::string, std::string>{});
     UI::AIAppsSettingsModel aiApps(std::move(apps));
     auto demoCalendar = [](const char* id, const char* title, const char* account,
@@ -419,7 +425,7 @@ std::vector<std::filesystem::path> DesktopWindows::writeScreenshots(const std::f
         .ai = ai,
         .keyFile = scratch / "ai-keys.json",
         .aiApps = aiApps,
-        .version = VELLMORA_VERSION,
+        .version = sources.version,
         .checkForUpdates = [] {}});
     settingsWindow.resize(1280, 800);
     settingsWindow.show();

@@ -8,6 +8,9 @@
 #pragma once
 
 #include "Database/DatabaseManager.h"
+#include "Platform/Clipboard.h"
+#include "Platform/HttpClient.h"
+#include "Platform/ProcessRunner.h"
 #include "Support/MainLoop.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
@@ -70,9 +73,16 @@ public:
         std::function<std::vector<UI::CalendarInfo>()> calendars;
         std::function<void()> checkForUpdates;
         std::string version;
+        /// The AI key tests and the speech model downloads.
+        std::shared_ptr<Platform::HttpClient> http;
+        /// The Claude Code tool of the AI apps page.
+        std::shared_ptr<Platform::ProcessRunner> processes;
+        /// "Copy Setup" on the AI apps page.
+        std::shared_ptr<Platform::Clipboard> clipboard;
     };
     void setSettingsSources(SettingsSources sources);
-    /// Shows (creating on first use) and raises the settings window, at the page last shown.
+    /// Shows (creating on first use) and raises the settings window, at the page last shown. Nothing is shown
+    /// before `setSettingsSources` gave an HTTP client and a process runner.
     void openSettings();
     /// The settings window at the first page that needs the user ("Set Up Vellmora...").
     void openSetup();
@@ -86,9 +96,9 @@ public:
     MeetingCardWindow* card() const;
     SettingsWindow* settings() const;
 
-    /// Renders every window (library list, recording summary, transcript, chat, meeting card, settings pages)
-    /// into PNG files in `folder` at the current scale (QT_SCALE_FACTOR), named with `suffix`; returns the
-    /// files written.
+    /// Renders every window (library list, recording summary, transcript, chat, meeting card, and the
+    /// settings pages when `setSettingsSources` gave their HTTP client and process runner) into PNG files in
+    /// `folder` at the current scale (QT_SCALE_FACTOR), named with `suffix`; returns the files written.
     std::vector<std::filesystem::path> writeScreenshots(const std::filesystem::path& folder,
                                                         const std::string& suffix,
                                                         const UI::MeetingReminderCard& card);

@@ -4,6 +4,9 @@
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Desktop/library/LibraryWindow.h"
 #include "Desktop/settings/SettingsWindow.h"
+#include "Fakes/FakeClipboard.h"
+#include "Fakes/FakeHttpClient.h"
+#include "Fakes/FakeProcessRunner.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
@@ -79,7 +82,14 @@ TEST_F(DesktopWindowsTest, AClosedLibraryIsLetGoAfterTheDelayUnlessItIsOpenedAga
 
 TEST_F(DesktopWindowsTest, SettingsAndSetUpOpenTheSettingsWindowAtTheirPage) {
     ASSERT_TRUE(windows);
-    windows->setSettingsSources({.calendars = {}, .checkForUpdates = {}, .version = "1.0"});
+    windows->openSettings();
+    EXPECT_EQ(windows->settings(), nullptr) << "nothing to work with yet";
+    windows->setSettingsSources({.calendars = {},
+                                 .checkForUpdates = {},
+                                 .version = "1.0",
+                                 .http = std::make_shared<Fakes::FakeHttpClient>(),
+                                 .processes = std::make_shared<Fakes::FakeProcessRunner>(),
+                                 .clipboard = std::make_shared<Fakes::FakeClipboard>()});
     windows->openSettings();
     settle();
     ASSERT_NE(windows->settings(), nullptr);
