@@ -1,10 +1,40 @@
 #include "AudioEngine/CaptureJournal.h"
 
+#include "Support/Files.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
 
 namespace AudioEngine {
+
+namespace {
+
+/// A file name within the note's folder, or nothing for anything else.
+std::optional<std::filesystem::path> fileName(const nlohmann::json& entry) {
+    auto file = entry.find("file");
+    if (file == entry.end() || !file->is_string()) {
+        return std::nullopt;
+    }
+    std::filesystem::path name(file->get<std::string>());
+    if (name.empty() || name != name.filename() || name == "." || name == "..") {
+        return std::nullopt;
+    }
+    return name;
+}
+
+/// An offset in seconds within a day, else zero.
+Support::Duration offsetOf(const nlohmann::json& entry) {
+    if (auto offset = entry.find("offsetSeconds"); offset != entry.end() && offset->is_number()) {
+        double seconds = offset->get<double>();
+        if (std::isfinite(seconds) && seconds >= 0 && seconds < 86400) {
+            return Support::seconds(seconds);
+        }
+    }
+    return {};
+}
+
+} // namespace
 
 std::string CaptureJournal::serialise() const {
     nlohmann::json tracksJson = nlohmann::json::array();
@@ -17,6 +47,10 @@ std::string CaptureJournal::serialise() const {
                                {"recordingId", recordingId},
                                {"startedAt", Support::unixSeconds(startedAt)},
                                {"tracks", tracksJson}};
+    if (videoFile) {
+        document["video"] = {{"file", videoFile->filename().string()},
+                             {"offsetSeconds", Support::toSeconds(videoOffset)}};
+    }
     return document.dump(2) + "\n";
 }
 
@@ -47,29 +81,26 @@ std::optional<CaptureJournal> CaptureJournal::parse(std::string_view text) {
         if (!entry.is_object()) {
             return std::nullopt;
         }
-        auto file = entry.find("file");
-        if (file == entry.end() || !file->is_string()) {
-            return std::nullopt;
-        }
-        std::filesystem::path name(file->get<std::string>());
-        if (name.empty() || name != name.filename() || name == "." || name == "..") {
+        auto name = fileName(entry);
+        if (!name) {
             return std::nullopt;
         }
         CapturedTrack track;
-        track.file = name;
+        track.file = *name;
         if (auto mic = entry.find("isMicrophone"); mic != entry.end() && mic->is_boolean()) {
             track.isMicrophone = mic->get<bool>();
         }
-        if (auto offset = entry.find("offsetSeconds"); offset != entry.end() && offset->is_number()) {
-            double seconds = offset->get<double>();
-            if (std::isfinite(seconds) && seconds >= 0 && seconds < 86400) {
-                track.offset = Support::seconds(seconds);
-            }
-        }
+        track.offset = offsetOf(entry);
         journal.tracks.push_back(std::move(track));
     }
     if (journal.tracks.empty()) {
         return std::nullopt;
+    }
+    if (auto video = document.find("video"); video != document.end() && video->is_object()) {
+        if (auto name = fileName(*video)) {
+            journal.videoFile = *name;
+            journal.videoOffset = offsetOf(*video);
+        }
     }
     return journal;
 }
@@ -77,6 +108,20 @@ std::optional<CaptureJournal> CaptureJournal::parse(std::string_view text) {
 std::filesystem::path CaptureJournal::fileFor(const std::filesystem::path& folder,
                                               const std::string& recordingId) {
     return folder / (recordingId + suffix);
+}
+
+bool CaptureJournal::noteVideo(const std::filesystem::path& folder, const std::string& recordingId,
+                               const std::filesystem::path& videoFile, Support::Duration offset) {
+    const auto note = fileFor(folder, recordingId);
+    auto text = Support::Files::readIfExists(note);
+    auto journal = text ? parse(*text) : std::nullopt;
+    if (!journal) {
+        return false;
+    }
+    journal->videoFile = videoFile.filename();
+    journal->videoOffset = offset;
+    Support::Files::writeAtomically(note, journal->serialise());
+    return true;
 }
 
 } // namespace AudioEngine

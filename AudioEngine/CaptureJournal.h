@@ -3,8 +3,12 @@
 // the recording starts and removed when it has been finalised, so that a note found at start-up means the
 // program ended during a recording (`RecordingRecovery` finishes it).
 //
+// With screen recording on, the screen video is added to the note once its capture runs (`noteVideo`), with
+// its offset to the audio, so that a recovered recording gets its video in step with the audio.
+//
 // `parse` gives nothing for text that is not such a note (damaged, or of a newer version without the
-// fields); track files are names inside the recordings folder, never paths elsewhere.
+// fields); track and video files are names inside the recordings folder, never paths elsewhere. A damaged
+// video entry is left out and the tracks kept: the audio is never lost for the sake of the video.
 #pragma once
 
 #include "AudioEngine/CaptureEngine.h"
@@ -22,6 +26,10 @@ struct CaptureJournal {
     Support::Date startedAt;
     /// Files by name within the folder of the note.
     std::vector<CapturedTrack> tracks;
+    /// The screen video being captured, by name within the folder, and from the start of the recording to
+    /// its first frame.
+    std::optional<std::filesystem::path> videoFile = {};
+    Support::Duration videoOffset{};
 
     bool operator==(const CaptureJournal&) const = default;
 
@@ -29,6 +37,11 @@ struct CaptureJournal {
     static std::optional<CaptureJournal> parse(std::string_view text);
     /// The note's file for a recording in `folder`.
     static std::filesystem::path fileFor(const std::filesystem::path& folder, const std::string& recordingId);
+    /// Adds the video to the note of a recording in `folder` (written atomically). Blocking. False when
+    /// the recording has no note (its engine keeps none, or it has ended) or the note cannot be read;
+    /// throws std::system_error when it cannot be written.
+    static bool noteVideo(const std::filesystem::path& folder, const std::string& recordingId,
+                          const std::filesystem::path& videoFile, Support::Duration offset);
 };
 
 } // namespace AudioEngine

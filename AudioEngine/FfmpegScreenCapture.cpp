@@ -148,7 +148,8 @@ Support::Task<> FfmpegScreenCapture::start(std::filesystem::path file, Support::
             .arguments = arguments(options_, file),
             .output = options_.logFile.empty() ? Platform::ChildProcess::Output::discard
                                                : Platform::ChildProcess::Output::file,
-            .outputFile = options_.logFile});
+            .outputFile = options_.logFile,
+            .parentDeathSignal = SIGINT}); // a crashed host leaves no capture running, and a finished file
     } catch (const std::system_error& e) {
         throw CaptureError(std::string("The screen is not recorded: ffmpeg could not be run (") + e.what() +
                            ").");

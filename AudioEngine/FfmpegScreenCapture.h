@@ -54,6 +54,9 @@ public:
     Support::Task<> start(std::filesystem::path file, Support::Date recordingStart) override;
     Support::Task<std::optional<CapturedVideo>> stop() override;
     bool isCapturing() const override { return running_.has_value(); }
+    std::optional<CapturedVideo> runningVideo() const override {
+        return running_ ? std::optional(CapturedVideo{running_->file, running_->offset}) : std::nullopt;
+    }
     /// The running ffmpeg's process id.
     std::optional<int> processId() const;
     const Options& options() const { return options_; }

@@ -50,6 +50,7 @@ std::vector<std::string> PortalScreenCapture::arguments(const Options& options, 
             "streamable=true",
             "!",
             "filesink",
+            "buffer-mode=unbuffered",
             "location=" + file.string()};
 }
 
@@ -122,7 +123,8 @@ Support::Task<> PortalScreenCapture::start(std::filesystem::path file, Support::
             .output = options_.logFile.empty() ? Platform::ChildProcess::Output::discard
                                                : Platform::ChildProcess::Output::file,
             .outputFile = options_.logFile,
-            .inheritedDescriptors = {fd}});
+            .inheritedDescriptors = {fd},
+            .parentDeathSignal = SIGINT}); // a crashed host leaves no capture running, and a finished file
     } catch (const std::system_error& e) {
         throw CaptureError(std::string("The screen is not recorded: gst-launch-1.0 could not be run (") +
                            e.what() + ").");

@@ -2,7 +2,8 @@
 // (`Platform::ScreenShareOpener`, given by the host, run on the blocking-work pool since the user may take a
 // while to pick a screen), then GStreamer's `gst-launch-1.0` reading the shared PipeWire stream
 // (`pipewiresrc` on the portal's socket, handed to it as an inherited descriptor), slowed to the chosen frame
-// rate and encoded as VP9 in real-time mode into Matroska written as it goes (`streamable`), so a killed
+// rate and encoded as VP9 in real-time mode into Matroska written as it goes (`streamable`, and each block
+// reaches the file at once rather than after 64 KB of them), so a killed
 // capture leaves a playable file like on X11. `-e` turns SIGINT into an end of stream, on which the muxer
 // completes the file.
 //
@@ -50,6 +51,9 @@ public:
     Support::Task<> start(std::filesystem::path file, Support::Date recordingStart) override;
     Support::Task<std::optional<CapturedVideo>> stop() override;
     bool isCapturing() const override { return running_.has_value(); }
+    std::optional<CapturedVideo> runningVideo() const override {
+        return running_ ? std::optional(CapturedVideo{running_->file, running_->offset}) : std::nullopt;
+    }
 
 private:
     struct Share;

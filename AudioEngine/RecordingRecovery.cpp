@@ -27,10 +27,13 @@ const Support::Logger log("recovery");
 
 namespace {
 
-/// The screen video the capture left beside the first track, playable up to its last seconds: given its
-/// index when ffmpeg is there, kept as it is otherwise. Its offset to the audio was not noted: left unknown.
-void recoverVideo(CapturedRecording& recording, std::vector<std::string>& problems) {
-    auto video = ScreenVideoFinaliser::videoFileFor(recording.audioFile);
+/// The screen video the capture left (named in the note, or beside the first track for a note from before
+/// videos were noted), playable up to its last seconds: given its index when ffmpeg is there, kept as it is
+/// otherwise. Its offset to the audio is the note's; unknown for an older note.
+void recoverVideo(CapturedRecording& recording, const CaptureJournal& journal,
+                  const std::filesystem::path& folder, std::vector<std::string>& problems) {
+    auto video = journal.videoFile ? folder / *journal.videoFile
+                                   : ScreenVideoFinaliser::videoFileFor(recording.audioFile);
     std::error_code error;
     if (std::filesystem::file_size(video, error) == 0 || error) {
         return;
@@ -43,6 +46,9 @@ void recoverVideo(CapturedRecording& recording, std::vector<std::string>& proble
         }
     }
     recording.videoFile = video;
+    if (journal.videoFile) {
+        recording.videoOffset = journal.videoOffset;
+    }
 }
 
 } // namespace
@@ -106,7 +112,7 @@ RecordingRecovery::Result RecordingRecovery::recover(const std::filesystem::path
                 ".");
         } else {
             recording.audioFile = recording.tracks.front().file;
-            recoverVideo(recording, result.problems);
+            recoverVideo(recording, *journal, folder, result.problems);
             result.recovered.push_back(std::move(recording));
         }
         std::filesystem::remove(note, error);

@@ -1,8 +1,9 @@
 // Finishing recordings that were interrupted (the program was killed, crashed, or the power went): at start
 // the host calls `recover` on the recordings folder before any capture begins; every note a recording left
 // there (`CaptureJournal`) names its track files, which are finalised in place (`OggOpusRepair`, written
-// atomically) and given back as finished recordings for the library; the note is then removed so that the
-// recording is recovered once. `summary` is the one line the host shows.
+// atomically) and given back as finished recordings for the library, with the screen video the note names
+// (given its index, and its offset to the audio); the note is then removed so that the recording is
+// recovered once. `summary` is the one line the host shows.
 //
 // Blocking (file work): run it through `BlockingWork::run`. Edge cases: a note that cannot be read is
 // reported and left alone; a track file that is missing or holds no audio is left out; a recording none of

@@ -5,6 +5,7 @@
 // `start` throws `CaptureError` with a sentence for the user (no X display, ffmpeg missing, the screen-share
 // dialog refused); the audio recording goes on without video then. `stop` ends the capture and gives the file
 // and the time from the start of the recording to the video's first frame; it is harmless when nothing runs.
+// `runningVideo` gives the same while the capture runs, so that a crash does not lose the offset.
 // Main loop only; blocking work goes to the pool.
 #pragma once
 
@@ -29,6 +30,8 @@ public:
     virtual Support::Task<> start(std::filesystem::path file, Support::Date recordingStart) = 0;
     virtual Support::Task<std::optional<CapturedVideo>> stop() = 0;
     virtual bool isCapturing() const = 0;
+    /// The file being written and its offset, while capturing (noted for the crash recovery).
+    virtual std::optional<CapturedVideo> runningVideo() const = 0;
 };
 
 } // namespace AudioEngine

@@ -1,7 +1,9 @@
 #include "AudioEngine/ScreenRecordingCapture.h"
 
+#include "AudioEngine/CaptureJournal.h"
 #include "AudioEngine/ScreenCapturePreferences.h"
 #include "AudioEngine/ScreenVideoFinaliser.h"
+#include "Support/BlockingWork.h"
 #include "Support/Log.h"
 
 namespace AudioEngine {
@@ -45,7 +47,22 @@ Support::Task<CaptureSession> ScreenRecordingCapture::start(std::filesystem::pat
             deps_.say(std::string(e.what()) + " The audio is being recorded.");
         }
     }
+    if (auto video = screen_ ? screen_->runningVideo() : std::nullopt) {
+        co_await noteVideo(folder, session.recordingId, *video);
+    }
     co_return session;
+}
+
+Support::Task<> ScreenRecordingCapture::noteVideo(std::filesystem::path folder, std::string recordingId,
+                                                  CapturedVideo video) {
+    auto noting = Support::BlockingWork::run([folder, recordingId, video] {
+        try {
+            CaptureJournal::noteVideo(folder, recordingId, video.file, video.offset);
+        } catch (const std::exception& e) {
+            log.warning("The screen video could not be noted for a recovery: {}", e.what());
+        }
+    });
+    co_await noting;
 }
 
 Support::Task<std::optional<CapturedVideo>> ScreenRecordingCapture::stopScreen() {

@@ -1,7 +1,9 @@
 // The capture session of a recording with the shared screen: wraps the audio engine and, when the user
 // turned screen recording on ("video.captureScreen"), starts a screen capture right after the audio and stops
 // it right after the audio, then finalises the video off the main loop (marked as being assembled while it
-// is rewritten) and gives it with the audio as the recording's `videoFile` and `videoOffset`.
+// is rewritten) and gives it with the audio as the recording's `videoFile` and `videoOffset`. Once the
+// screen capture runs, its file and offset are added to the note the audio engine keeps for the crash
+// recovery (`CaptureJournal`), when it keeps one.
 //
 // Created by the host around whichever audio engine it chose. The screen engine is made afresh at each start
 // by `makeScreen`, with the frame rate of the settings; it gives nothing when this desktop cannot be
@@ -51,6 +53,8 @@ public:
 
 private:
     Support::Task<std::optional<CapturedVideo>> stopScreen();
+    /// Adds the running video to the recording's note, so that a crash recovers it in step with the audio.
+    Support::Task<> noteVideo(std::filesystem::path folder, std::string recordingId, CapturedVideo video);
 
     std::unique_ptr<CaptureEngine> audio_;
     Dependencies deps_;

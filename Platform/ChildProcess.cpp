@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/syscall.h>
@@ -28,6 +29,19 @@ void closeDescriptor(int& fd) {
 } // namespace
 
 ChildProcess::ChildProcess(const Options& options) {
+    std::vector<std::string> argv = {options.executable};
+    if (options.parentDeathSignal != 0) {
+        static const auto setpriv = findExecutable("setpriv", "/usr/bin:/bin");
+        const char* name = ::sigabbrev_np(options.parentDeathSignal);
+        if (setpriv && name) {
+            // setpriv would start and then fail: a program that cannot be run is refused here instead.
+            if (::access(options.executable.c_str(), X_OK) != 0) {
+                throw std::system_error(errno, std::generic_category(), options.executable);
+            }
+            // The death signal is the spawning thread's: the main loop's, which lasts as long as the process.
+            argv = {setpriv->string(), "--pdeathsig", name, "--", options.executable};
+        }
+    }
     int pipeFds[2] = {-1, -1};
     if (options.output == Output::pipe && ::pipe2(pipeFds, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -56,15 +70,13 @@ ChildProcess::ChildProcess(const Options& options) {
     posix_spawnattr_t attributes;
     initSpawnAttributes(attributes);
 
-    std::vector<std::string> argv = {options.executable};
     argv.insert(argv.end(), options.arguments.begin(), options.arguments.end());
     std::vector<char*> pointers;
     for (auto& a : argv) {
         pointers.push_back(a.data());
     }
     pointers.push_back(nullptr);
-    int spawned =
-        ::posix_spawn(&pid_, options.executable.c_str(), &actions, &attributes, pointers.data(), environ);
+    int spawned = ::posix_spawn(&pid_, argv.front().c_str(), &actions, &attributes, pointers.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
     closeDescriptor(pipeFds[1]);

@@ -4,10 +4,10 @@
 // reads on the loop, to a log file, or to /dev/null. Its end is seen through a pidfd watched on the main
 // loop, so nobody blocks or polls while waiting for it.
 //
-// Used by `PulseMicrophoneMonitor` and `AudioEngine::CommandCapture`. Edge cases: a program that cannot be
-// started throws std::system_error (nothing is left running); destroying a running ChildProcess kills its
-// group with SIGKILL and reaps it; `onExit` observers registered after the end are called on the next turn.
-// Needs Linux 5.3 or later (pidfd_open).
+// Used by `PulseMicrophoneMonitor`, `AudioEngine::CommandCapture` and the screen captures. Edge cases: a
+// program that cannot be started throws std::system_error (nothing is left running); destroying a running
+// ChildProcess kills its group with SIGKILL and reaps it; `onExit` observers registered after the end are
+// called on the next turn. Needs Linux 5.3 or later (pidfd_open).
 #pragma once
 
 #include "Support/Signal.h"
@@ -35,6 +35,10 @@ public:
         std::filesystem::path outputFile;
         /// Descriptors the child keeps under the same numbers (a PipeWire socket handed to a tool).
         std::vector<int> inheritedDescriptors = {};
+        /// Sent to the program when this process ends without ending it first (a crash, a kill), so that a
+        /// recorder never goes on alone; 0: it outlives this process. Through util-linux's `setpriv`, run in
+        /// its place (same process id); without `setpriv` the program starts without it.
+        int parentDeathSignal = 0;
     };
 
     /// Starts the program; throws std::system_error when it cannot be started.

@@ -5,9 +5,10 @@
 #     series), written in EDS's own on-disk layout before the services start;
 #   - the same three calendars read as .ics files by the iCalendar store (`--no-desktop-calendars
 #     --calendar`), so the difference is what EDS itself costs;
-#   - a cold run (the calendar factory starts its backend and loads the files) and warm runs.
+#   - a cold run (the calendar factory starts its backend and loads the files) and warm runs;
+#   - the host's wake-ups while idle with EDS connected (IDLE_SECONDS, default 60).
 # Usage: bench/eds_meetings.sh [VELLMORA_BINARY] [RUNS]
-# Goal: a warm run under 300 ms.
+# Goals: a warm run under 300 ms; the host connected to EDS as quiet while idle as without it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 binary=$(realpath "${1:-build/App/vellmora}")
@@ -108,3 +109,15 @@ host_pid=$!
 service_pids="$service_pids $host_pid"
 "$binary" "${common[@]}" >/dev/null 2>&1 # waits for nothing but makes sure the backends answered once
 measure "meetings over EDS, calendars kept open" "$binary" "${common[@]}"
+
+# Idle wake-ups of that host, connected to EDS: context switches of all its threads over an idle spell. EDS
+# pushes changes over D-Bus, so nothing should wake the host beyond the planner's timer (compare with
+# bench/host_run.sh, which runs the host without a session bus).
+idle_seconds=${IDLE_SECONDS:-60}
+switches() { cat /proc/"$host_pid"/task/*/status | awk '/_ctxt_switches/ {n += $2} END {print n}'; }
+sleep 3
+before=$(switches)
+sleep "$idle_seconds"
+after=$(switches)
+echo "host connected to EDS: $((after - before)) context switches in ${idle_seconds} s idle," \
+    "$(ls /proc/"$host_pid"/task | wc -l) threads, RSS $(awk '/VmRSS/ {print $2, $3}' /proc/"$host_pid"/status)"

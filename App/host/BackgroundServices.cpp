@@ -16,8 +16,11 @@
 #include "UI/video/SlidesExtractionService.h"
 #include "UI/video/VideoExpiryCoordinator.h"
 
+#include "Support/BlockingWork.h"
+
 #include <charconv>
 #include <optional>
+#include <set>
 
 namespace App {
 
@@ -44,6 +47,8 @@ struct BackgroundServices::Impl {
     std::unique_ptr<UI::AppStoreLookupClient> lookup;
     std::unique_ptr<UI::UpdateCheckCoordinator> updates;
     std::vector<Support::Task<>> work;
+    /// Recordings whose slides were asked for in this run (the queue settles a waiting one at each retry).
+    std::set<Database::RecordingId> slidesAsked;
     Support::SubscriptionBag subscriptions;
 
     explicit Impl(Dependencies d) : deps(std::move(d)) {}
@@ -83,7 +88,8 @@ BackgroundServices::BackgroundServices(Dependencies dependencies)
                     impl_->transcriptLanded(*id);
                 }
             });
-        impl_->slides = std::make_unique<UI::SlidesExtractionService>(*d.database, d.center);
+        impl_->slides = std::make_unique<UI::SlidesExtractionService>(
+            *d.database, d.center, Intelligence::SlideImageStore::defaultRootDirectory(), d.slides);
         impl_->expiry = std::make_unique<UI::VideoExpiryCoordinator>(UI::VideoExpiryCoordinator::Dependencies{
             .scheduler = d.scheduler,
             .defaults = d.defaults,
@@ -138,15 +144,29 @@ void BackgroundServices::checkForUpdatesNow() {
     }));
 }
 
-void BackgroundServices::recordingAdded(std::int64_t recordingId, bool hasVideo) {
-    if (!hasVideo || !impl_->slides) {
+void BackgroundServices::transcriptionSettled(std::int64_t recordingId) {
+    if (!impl_->slides || !impl_->slidesAsked.insert(recordingId).second) {
         return;
     }
     impl_->keep(Support::startTask([this, recordingId]() -> Support::Task<> {
+        auto* database = impl_->deps.database;
+        auto loading = Support::BlockingWork::run([database, recordingId] {
+            auto recording = database->recording(recordingId);
+            return recording && recording->videoFileURL && !recording->videoFileURL->empty();
+        });
+        bool hasVideo = false;
+        try {
+            hasVideo = co_await loading;
+        } catch (const Database::DatabaseError& e) {
+            log.error("Slides: recording {} could not be read: {}", recordingId, e.description());
+        }
+        if (!hasVideo) {
+            co_return;
+        }
         auto extraction = impl_->slides->extract(recordingId);
         auto outcome = co_await extraction;
-        (void)outcome;
-        log.info("Slides of recording {} read", recordingId);
+        log.info("Slides of recording {} read: {} slides, {} screens", recordingId, outcome.slideCount,
+                 outcome.screenCount);
     }));
 }
 

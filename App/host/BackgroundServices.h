@@ -1,13 +1,15 @@
 // The host's background work, created at launch and kept until quit: the AI engine (installed as the shared
 // service; when a transcript lands the new recording's summary, action items and title start by themselves,
 // but only when a provider is configured, so an unconfigured install never sends anything), slides from a
-// saved recording's screen video, the daily screen-video expiry sweep (also after the computer wakes), and
-// the update check (never in the demo, which reaches no network). The menu's update entries are wired here.
-// Main loop only.
+// saved recording's screen video (read once the transcription queue is done with the recording, so that
+// they never compete with its transcription; also when transcription is off or failed), the daily
+// screen-video expiry sweep (also after the computer wakes), and the update check (never in the demo, which
+// reaches no network). The menu's update entries are wired here. Main loop only.
 #pragma once
 
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
+#include "UI/video/SlidesExtractionService.h"
 
 #include <functional>
 #include <memory>
@@ -41,6 +43,8 @@ public:
         bool checksForUpdates = true;
         std::string installedVersion;
         std::function<void(const std::string&)> say;
+        /// The slides reader's operations; empty members are the live ones (tests replace the job).
+        UI::SlidesExtractionService::Operations slides = {};
     };
 
     explicit BackgroundServices(Dependencies dependencies);
@@ -52,8 +56,9 @@ public:
     void attachMenu(UI::MenuBarController& menu);
     /// "Check for Updates...": checks now and says the result.
     void checkForUpdatesNow();
-    /// A recording just landed in the library; one with a screen video gets its slides read.
-    void recordingAdded(std::int64_t recordingId, bool hasVideo);
+    /// The transcription queue is done with a recording for now (`UI::TranscriptionQueue::settled`): one
+    /// with a screen video gets its slides read, once per run of the host; one without is left alone.
+    void transcriptionSettled(std::int64_t recordingId);
     /// Stops timers and cancels work that must not outlive the host.
     void stop();
 

@@ -224,7 +224,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
         shutdown.add([&] { callMonitor->stop(); });
     }
 
-    // Saved recordings go to the library, then to the background services (slides, AI).
+    // Saved recordings go to the library, then to the transcription and the background services (slides, AI).
     BackgroundServices services({.scheduler = scheduler,
                                  .defaults = defaults,
                                  .center = center,
@@ -239,8 +239,6 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                 .say = say});
     subscriptions += controller.recordingSaved.connect(
         [&](const AudioEngine::CapturedRecording& recording) { archiver.archive(recording); });
-    subscriptions += archiver.recordingAdded.connect(
-        [&](Database::RecordingId id, bool hasVideo) { services.recordingAdded(id, hasVideo); });
     subscriptions += controller.startFailed.connect(
         [&](const std::string& why) { say("Could not start recording: " + why); });
     shutdown.finishFirst([&] { return archiver.idle(); });
@@ -263,6 +261,9 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                                  .say = say});
         subscriptions += archiver.recordingAdded.connect(
             [&](Database::RecordingId id, bool) { transcription->recordingSaved(id); });
+        // Slides are read once the queue is done with a recording (also when transcription is off or failed).
+        subscriptions += transcription->queue().settled.connect(
+            [&](Database::RecordingId id) { services.transcriptionSettled(id); });
         shutdown.add([&] { transcription->stop(); }); // an unfinished one stays queued for the next start
         transcription->start();
     }

@@ -119,6 +119,12 @@ Support::Task<void> TranscriptionQueue::pump() {
             continue;
         }
         retryTimer_ = deps_.scheduler.after(deps_.retryDelay, [this] { start(); });
+        if (outcome == Outcome::retryLater) {
+            // Nothing is transcribed until the retry: what waits for the transcripts goes ahead without.
+            for (const auto& waiting : deps_.file.load().queue) {
+                settled(waiting.id);
+            }
+        }
         co_return;
     }
 }
@@ -138,6 +144,7 @@ TranscriptionQueue::transcribeOne(TranscriptionQueueFile::Entry entry) {
         co_return Outcome::dropped;
     }
     if (recording->hasTranscript && !entry.force) {
+        settled(id);
         co_return Outcome::dropped;
     }
 
@@ -177,6 +184,7 @@ TranscriptionQueue::transcribeOne(TranscriptionQueueFile::Entry entry) {
             co_return Outcome::retryLater;
         }
         deps_.say("Recording " + std::to_string(id) + " cannot be transcribed: " + failure->description());
+        settled(id);
         co_return Outcome::dropped;
     }
 
@@ -202,6 +210,7 @@ TranscriptionQueue::transcribeOne(TranscriptionQueueFile::Entry entry) {
     log.info("Recording {} transcribed: {} segments", id, count);
     ProcessingNotifications::postProcessingCompleted(deps_.center, id, transcriptionType);
     transcribed(id, count);
+    settled(id);
     co_return Outcome::done;
 }
 

@@ -8,6 +8,10 @@
 // next `start`; an entry leaves the file only after its transcript is stored (a crash mid-way transcribes it
 // again from the start, once). The file's lock keeps two processes from transcribing at once.
 //
+// Work that must follow transcription (slides extraction, which would compete with it for the processor and
+// matches its pictures to the transcript's times) waits for `settled`, which also comes when transcription is
+// off or failed, so that it never waits for a transcript that will not come.
+//
 // The menu is told through the processing notifications: "queuedTranscriptions" after every change, and
 // processing started/completed of type "transcription" around each recording.
 //
@@ -75,6 +79,12 @@ public:
 
     /// After a recording's transcript was stored, with its number of segments.
     Support::Signal<Database::RecordingId, int> transcribed;
+    /// When the queue is done with a recording for now, so that the work that follows its transcription
+    /// (the slides of its screen video) starts: after its transcript was stored, after its transcription
+    /// failed, when it needs none (it has a transcript), and when no transcription can run now (no engine
+    /// set up, the engine or the store failing), then for every queued recording, again at each retry.
+    /// Not for a recording that no longer exists, nor while another process transcribes.
+    Support::Signal<Database::RecordingId> settled;
 
     /// The attendee names handed to the engine for a recording: its participants as `CalendarAttendeeHints`
     /// picks them (trimmed, each once, at most 15, none when there are more than 25, the user left out). A

@@ -151,6 +151,9 @@ Support::Task<Outcome> SlidesExtractionService::performExtraction(Database::Reco
                      ? recording->videoFileURL
                      : Intelligence::FrameSearchVideoLocator::videoURL(recording->fileURL);
     auto job = makeJob_();
+    // The menu shows the processing until the completed notification below.
+    ProcessingNotifications::postProcessingStarted(center_, recordingId,
+                                                   VideoNotifications::slidesProcessingType, false);
 
     Outcome outcome;
     try {

@@ -6,9 +6,10 @@
 // recording, and tells the rest of the system when slides changed.
 //
 // - `extract`: a second request for a recording that is being read waits for the running job and returns
-//   its outcome, whatever its `force`. When the job ends the processing-completed notification is posted
-//   (with the error, when it failed), and the content-updated notification with `contentUpdateType` when it
-//   stored pictures.
+//   its outcome, whatever its `force`. The processing-started notification (type "slides") is posted when
+//   the job starts, so that the menu shows the work. When the job ends the processing-completed notification
+//   is posted (with the error, when it failed), and the content-updated notification with `contentUpdateType`
+//   when it stored pictures.
 // - `recordingDeleted` (also run on every "Vellmora.recordingDidDelete"): cancels the recording's running
 //   work, waits until it has stopped, then deletes its pictures from both stores.
 // - Every failure is logged and never shown; a failed step leaves what was stored before.

@@ -116,3 +116,30 @@ TEST(CaptureJournal, ReadsBackWhatItWroteAndRefusesNotesThatPointOutsideTheFolde
         EXPECT_FALSE(CaptureJournal::parse(text)) << text;
     }
 }
+
+TEST(CaptureJournal, KeepsTheScreenVideoNotedLaterAndDropsOnlyADamagedVideoEntry) {
+    Fakes::ScriptFolder folder;
+    CaptureJournal journal{"abc", Support::dateFromUnix(1'760'000'000), {{"abc.microphone.opus", true, {}}}};
+    EXPECT_FALSE(CaptureJournal::noteVideo(folder.path, "abc", folder.path / "abc.microphone.mkv",
+                                           Support::seconds(0.3)))
+        << "no note: nothing written";
+    EXPECT_FALSE(std::filesystem::exists(CaptureJournal::fileFor(folder.path, "abc")));
+    Support::Files::writeAtomically(CaptureJournal::fileFor(folder.path, "abc"), journal.serialise());
+    ASSERT_TRUE(CaptureJournal::noteVideo(folder.path, "abc", folder.path / "abc.microphone.mkv",
+                                          Support::seconds(0.3)));
+    auto noted =
+        CaptureJournal::parse(*Support::Files::readIfExists(CaptureJournal::fileFor(folder.path, "abc")));
+    ASSERT_TRUE(noted);
+    EXPECT_EQ(noted->videoFile, std::filesystem::path("abc.microphone.mkv"));
+    EXPECT_EQ(noted->videoOffset, Support::seconds(0.3));
+    EXPECT_EQ(noted->tracks, journal.tracks);
+
+    for (const char* video : {"{\"file\":\"../elsewhere.mkv\"}", "{\"file\":7}", "[]"}) {
+        auto text = "{\"recordingId\":\"a\",\"startedAt\":1,\"tracks\":[{\"file\":\"a.opus\"}],\"video\":" +
+                    std::string(video) + "}";
+        auto parsed = CaptureJournal::parse(text);
+        ASSERT_TRUE(parsed) << text;
+        EXPECT_FALSE(parsed->videoFile) << text;
+        EXPECT_EQ(parsed->tracks.size(), 1u);
+    }
+}

@@ -45,6 +45,10 @@ public:
         co_return CapturedVideo{*file, std::chrono::milliseconds(40)};
     }
     bool isCapturing() const override { return running_.has_value(); }
+    std::optional<CapturedVideo> runningVideo() const override {
+        return running_ ? std::optional(CapturedVideo{*running_, std::chrono::milliseconds(40)})
+                        : std::nullopt;
+    }
 
 private:
     Log& log_;

@@ -1,12 +1,16 @@
 #include "Platform/ChildProcess.h"
 
+#include "Platform/ProcessSpawning.h"
+
 #include "Fakes/ScriptFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <fstream>
+#include <sys/wait.h>
 #include <system_error>
+#include <unistd.h>
 
 using Platform::ChildProcess;
 
@@ -65,6 +69,46 @@ TEST(ChildProcess, SignalsAndDestructionReachWhatTheChildStarted) {
     EXPECT_TRUE(Fakes::runUntil(loop, [&] { return isGone(grandchild); }));
 }
 
+TEST(ChildProcess, AProgramStartedWithADeathSignalGetsItWhenItsStarterIsKilled) {
+    if (!Platform::findExecutable("setpriv", "/usr/bin:/bin")) {
+        GTEST_SKIP() << "needs util-linux's setpriv";
+    }
+    Fakes::ScriptFolder folder;
+    // The program notes its pid, then waits; on SIGINT it notes that and ends.
+    auto script =
+        folder.script("recorder", "trap 'echo interrupted > \"$(dirname \"$0\")/ended\"; exit 0' INT\n"
+                                  "echo $$ > \"$(dirname \"$0\")/pid.part\"; mv \"$(dirname "
+                                  "\"$0\")/pid.part\" \"$(dirname \"$0\")/pid\"\n"
+                                  "while :; do sleep 0.05; done\n");
+    for (int signal : {SIGINT, 0}) {
+        SCOPED_TRACE(signal);
+        folder.write("ended", "");
+        folder.write("pid", "");
+        // The starter is a process of its own (a host), killed outright once the program runs.
+        pid_t host = ::fork();
+        if (host == 0) {
+            Support::MainLoop loop;
+            ChildProcess child({.executable = script.string(), .parentDeathSignal = signal});
+            while (true) {
+                loop.runOne(1000);
+            }
+        }
+        ASSERT_GT(host, 0);
+        Support::MainLoop loop;
+        ASSERT_TRUE(Fakes::runUntil(loop, [&] { return !folder.read("pid").empty(); }));
+        const int program = std::stoi(folder.read("pid"));
+        ::kill(host, SIGKILL);
+        ::waitpid(host, nullptr, 0);
+        if (signal != 0) {
+            EXPECT_TRUE(Fakes::runUntil(loop, [&] { return folder.read("ended") == "interrupted\n"; }));
+            EXPECT_TRUE(Fakes::runUntil(loop, [&] { return isGone(program); }));
+        } else {
+            EXPECT_FALSE(isGone(program)) << "without one it outlives its starter";
+            ::kill(program, SIGKILL);
+        }
+    }
+}
+
 TEST(ChildProcess, SendsOutputToAPipeOrAppendsItToAFile) {
     Support::MainLoop loop;
     Fakes::ScriptFolder folder;
@@ -90,6 +134,8 @@ TEST(ChildProcess, AProgramThatCannotBeStartedThrows) {
     folder.write("plain", "not executable");
     EXPECT_THROW(ChildProcess({.executable = (folder.path / "plain").string()}), std::system_error);
     EXPECT_THROW(ChildProcess({.executable = "/nonexistent/tool"}), std::system_error);
+    EXPECT_THROW(ChildProcess({.executable = "/nonexistent/tool", .parentDeathSignal = SIGINT}),
+                 std::system_error);
 }
 
 } // namespace

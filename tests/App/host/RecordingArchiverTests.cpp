@@ -1,12 +1,29 @@
 #include "App/host/RecordingArchiver.h"
 
+#include "AudioEngine/CaptureJournal.h"
+#include "AudioEngine/FfmpegScreenCapture.h"
+#include "AudioEngine/OpusTrackWriter.h"
+#include "AudioEngine/RecordingRecovery.h"
+#include "AudioEngine/ScreenCapturePreferences.h"
+#include "AudioEngine/ScreenRecordingCapture.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Fakes/ScriptFolder.h"
+#include "Platform/PosixProcessRunner.h"
+#include "Platform/ProcessSpawning.h"
 #include "Support/BlockingWork.h"
+#include "Support/Files.h"
 #include "Support/MainLoop.h"
+#include "Support/Scheduler.h"
 #include "UI/calendar/ReminderTestMeetings.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <regex>
+
+// Xlib's macros (None, Bool, Status) clash with GoogleTest's names: included last.
+#include "Fakes/SlideDisplay.h"
 
 using namespace ReminderTest;
 
@@ -132,4 +149,153 @@ TEST_F(RecordingArchiverTest, QuittingAwaitsEveryInsertThenStoppingDropsAnswersN
     while (loop.runOne(0)) {
     }
     EXPECT_EQ(said.size(), 2u) << "nothing is said for an insert whose answer was dropped";
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The two-track engine's side of a recording whose program dies: at its start it writes the note and a
+/// microphone track that a process dying mid-way leaves unfinished (written by a child that exits without
+/// finishing it), and it is never stopped. Its start takes 300 ms, as opening the sound devices does.
+class InterruptedAudio final : public AudioEngine::CaptureEngine {
+public:
+    explicit InterruptedAudio(Support::Scheduler& scheduler) : scheduler_(scheduler) {}
+    std::string name() const override { return "interrupted"; }
+    Support::Task<AudioEngine::CaptureSession> start(fs::path folder) override {
+        const auto startedAt = scheduler_.now();
+        fs::create_directories(folder);
+        const std::string id = "call-1";
+        const auto track = folder / (id + ".microphone.opus");
+        if (pid_t child = ::fork(); child == 0) {
+            AudioEngine::OpusTrackWriter writer(track, AudioEngine::OpusTrackWriter::Options{});
+            std::vector<std::int16_t> samples(size_t(4 * 48000));
+            for (size_t i = 0; i < samples.size(); ++i) {
+                samples[i] = std::int16_t(6000 * std::sin(double(i) * 0.05));
+            }
+            writer.write(samples);
+            ::_exit(0);
+        } else {
+            ::waitpid(child, nullptr, 0);
+        }
+        AudioEngine::CaptureJournal journal{id, startedAt, {{track.filename(), true, {}}}};
+        Support::Files::writeAtomically(AudioEngine::CaptureJournal::fileFor(folder, id),
+                                        journal.serialise());
+        capturing_ = true;
+        co_await scheduler_.sleepFor(std::chrono::milliseconds(300));
+        co_return AudioEngine::CaptureSession{id, startedAt, track};
+    }
+    Support::Task<std::optional<AudioEngine::CapturedRecording>> stop() override {
+        ADD_FAILURE() << "a program that dies stops nothing";
+        co_return std::nullopt;
+    }
+    bool isCapturing() const override { return capturing_; }
+
+private:
+    Support::Scheduler& scheduler_;
+    bool capturing_ = false;
+};
+
+int framesWritten(const fs::path& log) {
+    std::ifstream in(log, std::ios::binary);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    static const std::regex progress("frame=\\s*(\\d+)");
+    int frames = 0;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), progress); it != std::sregex_iterator();
+         ++it) {
+        frames = std::stoi((*it)[1]);
+    }
+    return frames;
+}
+
+/// The frames ffprobe reads in a video, or -1.
+int videoFrames(const fs::path& video) {
+    Platform::PosixProcessRunner runner;
+    auto probe = runner.runBlocking(
+        {.executable = "/usr/bin/ffprobe",
+         .arguments = {"-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
+                       "stream=nb_read_frames", "-of", "csv=p=0", video.string()}});
+    return probe.succeeded() ? std::atoi(probe.standardOutput.c_str()) : -1;
+}
+
+} // namespace
+
+TEST_F(RecordingArchiverTest, ARecordingCutByACrashWithTheScreenRecordedComesBackWithItsVideoInStep) {
+    Fakes::VirtualDisplay display(320, 240);
+    auto ffmpeg = Platform::findExecutable("ffmpeg", std::getenv("PATH"));
+    if (!display.isRunning() || !ffmpeg || !fs::exists("/usr/bin/ffprobe")) {
+        GTEST_SKIP() << "needs Xvfb and ffmpeg";
+    }
+    Fakes::ScriptFolder folder;
+    const auto recordings = folder.path / "Recordings";
+    const auto log = folder.path / "screen.log";
+    Support::VirtualScheduler scheduler(loop, Support::dateFromUnix(1'795'000'000));
+    // The clock follows real time, so that ffmpeg (which runs in real time) is never given up on early.
+    auto runUntil = [&](const std::function<bool()>& done) {
+        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!done() && std::chrono::steady_clock::now() < giveUp) {
+            loop.runOne(20);
+            scheduler.advance(std::chrono::milliseconds(20));
+        }
+        return done();
+    };
+
+    std::optional<AudioEngine::CapturedVideo> running;
+    std::optional<int> ffmpegProcess;
+    {
+        Support::InMemoryUserDefaults defaults;
+        AudioEngine::ScreenCapturePreferences::setEnabled(defaults, true);
+        AudioEngine::ScreenCapturePreferences::setFrameRate(defaults, 2);
+        AudioEngine::FfmpegScreenCapture* screen = nullptr;
+        AudioEngine::ScreenRecordingCapture capture(
+            std::make_unique<InterruptedAudio>(scheduler),
+            {.defaults = defaults,
+             .makeScreen =
+                 [&](double rate) {
+                     AudioEngine::FfmpegScreenCapture::Options options;
+                     options.executable = *ffmpeg;
+                     options.display = display.name();
+                     options.frameRate = rate;
+                     options.logFile = log;
+                     auto made = std::make_unique<AudioEngine::FfmpegScreenCapture>(scheduler, options);
+                     screen = made.get();
+                     return made;
+                 },
+             .ffmpeg = *ffmpeg});
+        auto started = capture.start(recordings);
+        ASSERT_TRUE(runUntil([&] { return started.isDone(); }));
+        started.get();
+        ASSERT_NE(capture.screen(), nullptr);
+        running = screen->runningVideo();
+        ASSERT_TRUE(running);
+        EXPECT_GE(running->offset, std::chrono::milliseconds(300)) << "the screen starts after the audio";
+        // Five seconds at two frames a second: two-second clusters reached the disk. Then the program dies:
+        // ffmpeg is killed with it, nothing is stopped or finalised, the note stays.
+        ASSERT_TRUE(runUntil([&] { return framesWritten(log) >= 10; }));
+        ffmpegProcess = screen->processId();
+        ASSERT_TRUE(ffmpegProcess);
+        ::kill(*ffmpegProcess, SIGKILL);
+        ASSERT_TRUE(runUntil([&] { return !screen->processId(); }));
+    }
+    ASSERT_TRUE(fs::exists(AudioEngine::CaptureJournal::fileFor(recordings, "call-1")));
+
+    // The next start: the recovery, then the library.
+    auto recovered = AudioEngine::RecordingRecovery::recover(recordings);
+    EXPECT_TRUE(recovered.problems.empty()) << recovered.problems.front();
+    ASSERT_EQ(recovered.recovered.size(), 1u);
+    auto a = archiver(&database);
+    a->archive(recovered.recovered.front());
+    finish(*a);
+    ASSERT_EQ(added.size(), 1u);
+    EXPECT_TRUE(added[0].second) << "it has a screen video";
+    auto stored = database.recording(added[0].first);
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->fileURL, recordings / "call-1.microphone.opus");
+    EXPECT_GT(stored->duration, 2.5) << "the audio up to its last page";
+    EXPECT_EQ(stored->videoFileURL, running->file);
+    EXPECT_EQ(stored->videoFileURL, recordings / "call-1.microphone.mkv");
+    ASSERT_TRUE(stored->videoOffset);
+    EXPECT_NEAR(*stored->videoOffset, Support::toSeconds(running->offset), 0.001);
+    EXPECT_GE(videoFrames(*stored->videoFileURL), 4) << "the video plays up to its last complete cluster";
+    EXPECT_FALSE(fs::exists(AudioEngine::CaptureJournal::fileFor(recordings, "call-1")));
 }

@@ -2,7 +2,8 @@
 // (the demo's simulated engine over two real, silent track files) and the background services (the AI jobs,
 // with a loopback provider). Saved → queued → segments from both tracks stored with their flags → the AI
 // title, summary and action items requested; and a quit in the middle of a transcription resumed once by
-// the next start.
+// the next start; and the slides of a screen video read only once the queue is done with the recording
+// (after its transcript, or without one when transcription is off or failed), never for one without video.
 #include "Fakes/FakeAIProvider.h"
 
 #include "App/host/BackgroundServices.h"
@@ -17,9 +18,11 @@
 #include "Support/MainLoop.h"
 #include "Support/Scheduler.h"
 #include "UI/ai/AIGenerationJobs.h"
+#include "UI/recording/ProcessingNotifications.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <random>
@@ -85,6 +88,16 @@ struct World {
         r.fileURL = folder / "call.wav";
         r.tracks = {{folder / "call-microphone.wav", true, 0}, {folder / "call-system.wav", false, 0}};
         return database.insertRecording(r);
+    }
+
+    /// The same call with a screen video beside it.
+    Database::RecordingId savedCallWithVideo() {
+        auto id = savedCall();
+        auto recording = *database.recording(id);
+        recording.videoFileURL = home / "data/Recordings/call.mkv";
+        recording.videoOffset = 0.4;
+        database.updateRecording(recording);
+        return id;
     }
 
     /// Turns the loop, moving virtual time to the next timer whenever nothing else is ready.
@@ -156,4 +169,122 @@ TEST(TranscriptionService, ResumesATranscriptionCutByAQuitOnceAtTheNextStart) {
     EXPECT_EQ(transcribed, 1);
     EXPECT_EQ(w.database.segmentCount(id), 7);
     EXPECT_TRUE(next->queue().contents().queue.empty());
+}
+
+namespace {
+
+/// A slides job that notes whether the recording had its transcript when it was asked to read the video.
+class NotingSlidesJob final : public Intelligence::SlideExtractionJob {
+public:
+    NotingSlidesJob(Database::DatabaseManager& database, std::vector<bool>& hadTranscript)
+        : database_(database), hadTranscript_(hadTranscript) {}
+    Support::Task<Intelligence::Slide::Outcome> run(Database::RecordingId id,
+                                                    std::optional<std::filesystem::path>, bool) override {
+        hadTranscript_.push_back(database_.recording(id)->hasTranscript);
+        co_return Intelligence::Slide::Outcome{Intelligence::Slide::Outcome::Kind::read, 3, 0, {}};
+    }
+
+private:
+    Database::DatabaseManager& database_;
+    std::vector<bool>& hadTranscript_;
+};
+
+/// The host's composition of the two: the queue's `settled` hands recordings to the slides reader.
+struct SlidesAfterTranscription {
+    World& w;
+    std::vector<bool> hadTranscript;
+    std::vector<std::string> processing; // "started transcription", "completed slides", ...
+    Support::SubscriptionBag observers;
+    App::BackgroundServices services;
+    std::unique_ptr<App::TranscriptionService> transcription;
+
+    explicit SlidesAfterTranscription(World& world)
+        : w(world), services({.scheduler = w.scheduler,
+                              .defaults = w.defaults,
+                              .center = w.center,
+                              .database = &w.database,
+                              .checksForUpdates = false,
+                              .say = [](const std::string&) {},
+                              .slides = {.makeJob = [this] {
+                                  return std::make_shared<NotingSlidesJob>(w.database, hadTranscript);
+                              }}}) {
+        namespace N = UI::ProcessingNotifications;
+        for (auto [name, word] :
+             {std::pair{N::processingStarted, "started "}, std::pair{N::processingCompleted, "completed "}}) {
+            observers +=
+                w.center.observe(name, [this, word = std::string(word)](const Support::Notification& n) {
+                    processing.push_back(word + n.value("type").value_or("?"));
+                });
+        }
+        transcription = w.transcription();
+        observers += transcription->queue().settled.connect(
+            [this](Database::RecordingId id) { services.transcriptionSettled(id); });
+    }
+    bool slidesRead() const {
+        return std::find(processing.begin(), processing.end(), "completed slides") != processing.end();
+    }
+    ~SlidesAfterTranscription() {
+        services.stop();
+        transcription->stop();
+    }
+};
+
+} // namespace
+
+TEST(SlidesAfterTranscription, ReadsTheScreenVideoOnlyOnceTheTranscriptIsStored) {
+    World w;
+    SlidesAfterTranscription host(w);
+    host.transcription->start();
+    const auto id = w.savedCallWithVideo();
+    host.transcription->recordingSaved(id);
+    ASSERT_TRUE(w.runUntil([&] { return host.slidesRead(); }));
+    EXPECT_EQ(host.hadTranscript, std::vector<bool>{true});
+    EXPECT_EQ(host.processing, (std::vector<std::string>{"started transcription", "completed transcription",
+                                                         "started slides", "completed slides"}));
+}
+
+TEST(SlidesAfterTranscription, ReadsTheScreenVideoOnceWhenTranscriptionIsOffOrFails) {
+    struct Case {
+        const char* name;
+        Intelligence::TranscriptionEngine engine;
+        bool tracksLost;
+    };
+    for (const auto& c : {Case{"transcription off", Intelligence::TranscriptionEngine::none, false},
+                          Case{"audio unreadable", Intelligence::TranscriptionEngine::simulated, true}}) {
+        SCOPED_TRACE(c.name);
+        World w;
+        auto speech = Intelligence::TranscriptionSettings::load(w.defaults);
+        speech.engine = c.engine;
+        speech.save(w.defaults);
+        SlidesAfterTranscription host(w);
+        const auto id = w.savedCallWithVideo();
+        if (c.tracksLost) {
+            std::filesystem::remove_all(w.home / "data/Recordings");
+        }
+        host.transcription->recordingSaved(id);
+        ASSERT_TRUE(w.runUntil([&] { return host.slidesRead(); }));
+        // A waiting queue settles again at its retry: the slides are not read twice.
+        w.scheduler.advance(std::chrono::minutes(25));
+        for (int i = 0; i < 50; ++i) {
+            w.loop.runOne(2);
+        }
+        EXPECT_EQ(host.hadTranscript, std::vector<bool>{false});
+        EXPECT_EQ(std::count(host.processing.begin(), host.processing.end(), "completed slides"), 1);
+    }
+}
+
+TEST(SlidesAfterTranscription, LeavesARecordingWithoutScreenVideoAlone) {
+    World w;
+    SlidesAfterTranscription host(w);
+    host.transcription->start();
+    const auto id = w.savedCall();
+    host.transcription->recordingSaved(id);
+    ASSERT_TRUE(w.runUntil(
+        [&] { return w.database.recording(id)->hasTranscript && host.transcription->queue().isIdle(); }));
+    for (int i = 0; i < 50; ++i) {
+        w.loop.runOne(2);
+    }
+    EXPECT_TRUE(host.hadTranscript.empty());
+    EXPECT_EQ(host.processing,
+              (std::vector<std::string>{"started transcription", "completed transcription"}));
 }

@@ -1,6 +1,7 @@
 // The queue from a saved recording to its stored transcript, over an in-memory library and a queue file in a
 // temp folder: both tracks stored with their flags, the menu's notifications, a missing engine that keeps
-// the recording queued, a quit mid-way resumed once by the next start, and a second process kept out.
+// the recording queued, a quit mid-way resumed once by the next start, and a second process kept out; and
+// when the queue says it is done with a recording (`settled`, which the slides wait for).
 #include "Fakes/FakeSpeechRecognizer.h"
 
 #include "Database/Sqlite/SqliteDatabase.h"
@@ -32,6 +33,8 @@ struct Rig {
     std::filesystem::path folder;
     std::vector<std::string> said;
     std::vector<std::string> events; // "started 1", "completed 1", "completed 1: error", "queued 2"
+    /// Each `settled` recording, with whether it had its transcript then.
+    std::vector<std::pair<Database::RecordingId, bool>> settled;
     Support::SubscriptionBag observers;
 
     Rig() {
@@ -58,7 +61,7 @@ struct Rig {
     ~Rig() { std::filesystem::remove_all(folder); }
 
     std::unique_ptr<TranscriptionQueue> queue() {
-        return std::make_unique<TranscriptionQueue>(TranscriptionQueue::Dependencies{
+        auto made = std::make_unique<TranscriptionQueue>(TranscriptionQueue::Dependencies{
             .database = database,
             .center = center,
             .scheduler = scheduler,
@@ -78,6 +81,11 @@ struct Rig {
                 },
             .say = [this](const std::string& s) { said.push_back(s); },
         });
+        observers += made->settled.connect([this](Database::RecordingId id) {
+            auto recording = database.recording(id);
+            settled.emplace_back(id, recording && recording->hasTranscript);
+        });
+        return made;
     }
 
     /// A saved call: the microphone and what the computer played, the second starting 0.2 s later.
@@ -194,12 +202,15 @@ TEST(TranscriptionQueue, KeepsTheRecordingQueuedWhileNoEngineIsSetUpAndTriesAgai
               "No speech engine is set up. Choose one with `vellmora transcription configure`.");
     EXPECT_EQ(rig.said, (std::vector<std::string>{"No speech engine is set up. Choose one with `vellmora "
                                                   "transcription configure`. The recording stays queued."}));
+    using Settled = std::vector<std::pair<Database::RecordingId, bool>>;
+    EXPECT_EQ(rig.settled, (Settled{{id, false}})) << "what waits for the transcript goes ahead without";
 
     rig.engineConfigured = true;
     rig.scheduler.advance(Support::seconds(600));
     rig.runUntil([&] { return queue->isIdle() && rig.database.recording(id)->hasTranscript; });
     EXPECT_EQ(rig.database.segmentCount(id), 3);
     EXPECT_EQ(queue->contents(), TranscriptionQueueFile::Contents{}) << "the problem is cleared";
+    EXPECT_EQ(rig.settled, (Settled{{id, false}, {id, true}}));
 }
 
 TEST(TranscriptionQueue, ResumesARecordingInterruptedByAQuitOnceAtTheNextStart) {
@@ -237,6 +248,7 @@ TEST(TranscriptionQueue, WaitsWhileAnotherProcessHoldsTheQueueAndTakesGoneOrDone
     rig.settle();
     EXPECT_TRUE(rig.engine->asked.empty());
     EXPECT_EQ(queue->contents().queue.size(), 1u);
+    EXPECT_TRUE(rig.settled.empty()) << "the other process may be transcribing it";
     other.reset();
 
     Recording done;
@@ -248,6 +260,8 @@ TEST(TranscriptionQueue, WaitsWhileAnotherProcessHoldsTheQueueAndTakesGoneOrDone
     rig.runUntil([&] { return queue->isIdle() && queue->contents().queue.empty(); });
     EXPECT_EQ(rig.engine->asked.size(), 2u) << "only the saved call's tracks";
     EXPECT_EQ(rig.database.allSegments(doneId).front().text, "Hello.");
+    using Settled = std::vector<std::pair<Database::RecordingId, bool>>;
+    EXPECT_EQ(rig.settled, (Settled{{id, true}, {doneId, true}})) << "nothing for the recording that is gone";
 }
 
 TEST(TranscriptionQueue, TakesOffAudioThatCannotBeReadAndSaysWhy) {
@@ -262,6 +276,7 @@ TEST(TranscriptionQueue, TakesOffAudioThatCannotBeReadAndSaysWhy) {
     EXPECT_EQ(rig.said[0], "Recording " + std::to_string(id) +
                                " cannot be transcribed: The audio file /x.ogg cannot be read: bad header.");
     EXPECT_TRUE(rig.database.recording(id).has_value()) << "the recording itself stays";
+    EXPECT_EQ(rig.settled, (std::vector<std::pair<Database::RecordingId, bool>>{{id, false}}));
 }
 
 TEST(TranscriptionQueue, ReadsADamagedQueueFileAsEmpty) {
