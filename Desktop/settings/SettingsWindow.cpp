@@ -15,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QListWidget>
 #include <QScrollArea>
+#include <QShowEvent>
 #include <QStackedWidget>
 
 namespace Desktop {
@@ -102,6 +103,11 @@ SettingsPages::Facts SettingsWindow::facts() const {
 
 void SettingsWindow::openSetup() {
     showPage(SettingsPages::firstNeedingAttention(facts()));
+}
+
+void SettingsWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    calendars_->reload();
 }
 
 void SettingsWindow::closeEvent(QCloseEvent* event) {

@@ -37,6 +37,8 @@ public:
     CalendarSettingsModel& calendars() { return *calendars_; }
 
 protected:
+    /// Reads the calendars again: accounts come and go while the window is hidden.
+    void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
 
 private:
