@@ -8,6 +8,9 @@
 #include "App/host/HostEnvironment.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Desktop/app/DesktopWindows.h"
+#include "Platform/Linux/CommandLineClipboard.h"
+#include "Platform/Linux/CurlHttpClient.h"
+#include "Platform/PosixProcessRunner.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/Url.h"
@@ -63,6 +66,15 @@ CommandRegistration registration{
                 ctx.setExitStatus(1);
                 return;
             }
+            // The settings pages: nothing is sent or run while they are drawn.
+            auto processes = std::make_shared<Platform::PosixProcessRunner>();
+            windows->setSettingsSources(
+                {.calendars = {},
+                 .checkForUpdates = {},
+                 .version = VELLMORA_VERSION,
+                 .http = std::make_shared<Platform::CurlHttpClient>(),
+                 .processes = processes,
+                 .clipboard = std::make_shared<Platform::CommandLineClipboard>(processes)});
             auto now = scheduler.now();
             auto start = now + std::chrono::seconds(60);
             auto main = demoMeeting("demo-design-review", "Design review", start, UI::MeetingService::zoom,

@@ -6,6 +6,9 @@
 #include "Desktop/library/LibraryWindow.h"
 #include "Desktop/library/RecordingPage.h"
 #include "Desktop/loop/QtLoopBridge.h"
+#include "Desktop/playback/RecordingPlayer.h"
+#include "Desktop/settings/SettingsWindow.h"
+#include "Desktop/settings/SpeechModelDownloads.h"
 #include "Intelligence/AIService.h"
 #include "Intelligence/FrameSearch.h"
 #include "Intelligence/RAGPipeline.h"
@@ -13,6 +16,7 @@
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "UI/ai/ChatViewModel.h"
+#include "UI/aiapps/AIAppsHelperLocation.h"
 #include "UI/library/LibraryViewModel.h"
 
 #include <QApplication>
@@ -23,6 +27,8 @@
 #include <QTabWidget>
 
 #include <cstdlib>
+#include <malloc.h>
+#include <unistd.h>
 
 namespace Desktop {
 
@@ -39,6 +45,67 @@ struct DesktopWindows::Impl {
     std::unique_ptr<Intelligence::RAGPipeline> pipeline;
     std::unique_ptr<UI::ChatViewModel> chatModel;
     std::unique_ptr<ChatPanel> chat;
+    SettingsSources settingsSources;
+    std::unique_ptr<Intelligence::SpeechModels> speechModels;
+    std::unique_ptr<SpeechModelDownloads> downloads;
+    std::unique_ptr<UI::AIServiceObservable> ai;
+    std::unique_ptr<UI::AIAppsSettingsModel> aiApps;
+    std::unique_ptr<SettingsWindow> settings;
+
+    /// False when the host gave no HTTP client or process runner.
+    bool makeSettings() {
+        if (settings) {
+            return true;
+        }
+        auto& sources = settingsSources;
+        if (!sources.http || !sources.processes) {
+            return false;
+        }
+        speechModels = std::make_unique<Intelligence::SpeechModels>();
+        downloads = std::make_unique<SpeechModelDownloads>(*speechModels, *sources.http);
+        ai = std::make_unique<UI::AIServiceObservable>(*sources.http, Intelligence::AIService::shared());
+        UI::AIAppsSettingsModel::Dependencies apps;
+        apps.environment = UI::MCPClientEnvironment::live();
+        apps.helperPath = UI::AIAppsHelperLocation::current();
+        apps.clipboard = sources.clipboard;
+        apps.claude = std::make_shared<UI::ClaudeCLIRunner>(sources.processes, apps.environment.homeDirectory,
+                                                            UI::ClaudeCLIRunner::environmentFromProcess());
+        aiApps = std::make_unique<UI::AIAppsSettingsModel>(std::move(apps));
+        auto& scheduler = services.scheduler;
+        settings = std::make_unique<SettingsWindow>(
+            SettingsServices{.defaults = services.defaults,
+                             .center = services.center,
+                             .calendars = settingsSources.calendars,
+                             .devices = [] { return AudioEngine::PulseDevices::list(); },
+                             .levelTest = [&scheduler]() { return levelTest(scheduler); },
+                             .speechModels = *downloads,
+                             .ai = *ai,
+                             .keyFile = Intelligence::AIKeyStore::defaultPath(),
+                             .aiApps = *aiApps,
+                             .version = settingsSources.version,
+                             .checkForUpdates = settingsSources.checkForUpdates});
+        return true;
+    }
+
+    /// Five seconds of both tracks into a throwaway folder, as `vellmora audio test` records them.
+    static Support::Task<std::vector<AudioEngine::PulseCapture::TrackReport>>
+    levelTest(Support::Scheduler& scheduler) {
+        AudioEngine::PulseCapture::Options options;
+        options.silenceWindow = Support::Duration::zero();
+        auto capture = std::make_shared<AudioEngine::PulseCapture>(options);
+        auto folder = Support::Files::runtimeFolder() / ("vellmora-level-test-" + std::to_string(::getpid()));
+        struct Cleanup {
+            std::filesystem::path folder;
+            ~Cleanup() {
+                std::error_code ignored;
+                std::filesystem::remove_all(folder, ignored);
+            }
+        } cleanup{folder};
+        co_await capture->start(folder);
+        co_await scheduler.sleepFor(Support::seconds(5));
+        (void)co_await capture->stop();
+        co_return capture->lastReport();
+    }
 
     void makeLibrary() {
         if (library) {
@@ -47,12 +114,38 @@ struct DesktopWindows::Impl {
         engine = std::make_unique<Intelligence::UnifiedSearchEngine>(services.database);
         libraryModel = std::make_unique<UI::LibraryViewModel>(services.database, *engine, services.scheduler,
                                                               services.center);
-        library = std::make_unique<LibraryWindow>(
-            LibraryWindow::Context{*libraryModel, services.database, services.defaults, services.scheduler,
-                                   services.dateContext, [](const std::string& text) {
-                                       QGuiApplication::clipboard()->setText(QString::fromStdString(text));
-                                   }});
+        library = std::make_unique<LibraryWindow>(LibraryWindow::Context{
+            *libraryModel, services.database, services.defaults, services.scheduler, services.dateContext,
+            [](const std::string& text) {
+                QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+            },
+            &UI::AIGenerationJobs::shared(),
+            [&database = services.database]() -> std::optional<UI::AIGenerationClient> {
+                auto* ai = Intelligence::AIService::shared();
+                if (!ai) {
+                    return std::nullopt;
+                }
+                return UI::AIGenerationClient::live(database, *ai);
+            },
+            &RecordingPlayer::make});
         (void)libraryModel->loadRecordings();
+        QObject::connect(library.get(), &LibraryWindow::closed, [this] { scheduleRelease(); });
+    }
+
+    Support::Task<void> release;
+
+    void scheduleRelease() {
+        release.cancel();
+        release = Support::startTask([this]() -> Support::Task<void> {
+            co_await services.scheduler.sleepFor(libraryReleaseDelay);
+            if (library && !library->isVisible()) {
+                library.reset();
+                libraryModel.reset();
+                engine.reset();
+                // What the window, its rows and the search engine held goes back to the system.
+                ::malloc_trim(0);
+            }
+        });
     }
 };
 
@@ -81,7 +174,9 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
         setenv("QT_QPA_PLATFORM", "xcb", 1);
     }
     std::unique_ptr<DesktopWindows> windows(new DesktopWindows(std::move(services)));
-    windows->impl_->app = std::make_unique<QApplication>(argcStorage, argvStorage);
+    if (!QCoreApplication::instance()) {
+        windows->impl_->app = std::make_unique<QApplication>(argcStorage, argvStorage);
+    }
     QApplication::setApplicationName("Vellmora");
     QApplication::setQuitOnLastWindowClosed(false);
     windows->impl_->bridge = std::make_unique<QtLoopBridge>(windows->impl_->services.loop);
@@ -93,6 +188,11 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
 }
 
 DesktopWindows::~DesktopWindows() {
+    impl_->release.cancel();
+    impl_->settings.reset();
+    impl_->aiApps.reset();
+    impl_->ai.reset();
+    impl_->downloads.reset();
     impl_->chat.reset();
     impl_->chatModel.reset();
     impl_->pipeline.reset();
@@ -104,7 +204,12 @@ DesktopWindows::~DesktopWindows() {
     impl_->app.reset();
 }
 
+bool DesktopWindows::hasLibrary() const {
+    return impl_->library != nullptr;
+}
+
 void DesktopWindows::openLibrary() {
+    impl_->release.cancel();
     impl_->makeLibrary();
     impl_->library->show();
     impl_->library->raise();
@@ -136,6 +241,31 @@ bool DesktopWindows::openChat() {
     impl_->chat->raise();
     impl_->chat->activateWindow();
     return true;
+}
+
+void DesktopWindows::setSettingsSources(SettingsSources sources) {
+    impl_->settingsSources = std::move(sources);
+}
+
+void DesktopWindows::openSettings() {
+    if (!impl_->makeSettings()) {
+        return;
+    }
+    impl_->settings->show();
+    impl_->settings->raise();
+    impl_->settings->activateWindow();
+}
+
+void DesktopWindows::openSetup() {
+    if (!impl_->makeSettings()) {
+        return;
+    }
+    impl_->settings->openSetup();
+    openSettings();
+}
+
+SettingsWindow* DesktopWindows::settings() const {
+    return impl_->settings.get();
 }
 
 void DesktopWindows::showCard(const UI::MeetingReminderCard& card,
@@ -241,6 +371,74 @@ std::vector<std::filesystem::path> DesktopWindows::writeScreenshots(const std::f
     cardWindow.show();
     shoot(&cardWindow, "meeting-card");
     cardWindow.hide();
+
+    // Every settings page, over demo calendars and devices, with nothing of the user's read or written: the
+    // key file, the speech models and the AI apps' home folder are in a scratch folder.
+    const auto& sources = impl_->settingsSources;
+    if (!sources.http || !sources.processes) {
+        return written;
+    }
+    auto scratch = Support::Files::runtimeFolder() / ("vellmora-screenshots-" + std::to_string(::getpid()));
+    Intelligence::SpeechModels models(scratch / "models");
+    SpeechModelDownloads downloads(models, *sources.http);
+    UI::AIServiceObservable ai(*sources.http, nullptr);
+    UI::AIAppsSettingsModel::Dependencies apps;
+    apps.environment = UI::MCPClientEnvironment::live(scratch / "home");
+    apps.helperPath = std::filesystem::path("/usr/libexec/vellmora/vellmora-mcp");
+    apps.clipboard = sources.clipboard;
+    apps.claude = std::make_shared<UI::ClaudeCLIRunner>(sources.processes, scratch / "home",
+                                                        std::map<std::string, std::string>{});
+    UI::AIAppsSettingsModel aiApps(std::move(apps));
+    auto demoCalendar = [](const char* id, const char* title, const char* account,
+                           UI::CalendarSourceKind kind) {
+        UI::CalendarInfo info;
+        info.id = id;
+        info.title = title;
+        info.sourceID = account;
+        info.sourceTitle = account;
+        info.sourceKind = kind;
+        return info;
+    };
+    SettingsWindow settingsWindow(SettingsServices{
+        .defaults = impl_->services.defaults,
+        .center = impl_->services.center,
+        .calendars =
+            [&] {
+                return std::vector<UI::CalendarInfo>{
+                    demoCalendar("work", "Work", "ana@example.com", UI::CalendarSourceKind::calDAV),
+                    demoCalendar("family", "Family", "ana@example.com", UI::CalendarSourceKind::calDAV),
+                    demoCalendar("team", "Team meetings", "Northwind (Exchange)",
+                                 UI::CalendarSourceKind::exchange),
+                    demoCalendar("holidays", "Holidays", "", UI::CalendarSourceKind::subscribed)};
+            },
+        .devices =
+            [] {
+                return AudioEngine::PulseDevices{
+                    "PipeWire",
+                    {{"alsa_input.usb-headset", "USB Headset Microphone", true},
+                     {"alsa_input.pci-analog", "Built-in Audio Analog Stereo", false}},
+                    {{"alsa_output.usb-headset", "USB Headset", true},
+                     {"alsa_output.pci-hdmi", "HDMI / DisplayPort", false}}};
+            },
+        .levelTest = {},
+        .speechModels = downloads,
+        .ai = ai,
+        .keyFile = scratch / "ai-keys.json",
+        .aiApps = aiApps,
+        .version = sources.version,
+        .checkForUpdates = [] {}});
+    settingsWindow.resize(1280, 800);
+    settingsWindow.show();
+    for (auto page : SettingsPages::all) {
+        settingsWindow.showPage(page);
+        std::string slug(SettingsPages::title(page));
+        std::transform(slug.begin(), slug.end(), slug.begin(),
+                       [](char c) { return c == ' ' ? '-' : static_cast<char>(std::tolower(c)); });
+        shoot(&settingsWindow, "settings-" + slug);
+    }
+    settingsWindow.hide();
+    std::error_code ignored;
+    std::filesystem::remove_all(scratch, ignored);
     return written;
 }
 

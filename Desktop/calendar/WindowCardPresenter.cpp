@@ -16,12 +16,12 @@ void WindowCardPresenter::showCard(const UI::MeetingReminderCard& card, CardActi
         if (fromWindow) {
             inner_.closeCard();
         } else {
-            windows_.closeCard();
+            window_.close();
         }
         onAction(action);
     };
     inner_.showCard(card, [once](const UI::MeetingOverlayAction& a) { once(false, a); });
-    windows_.showCard(card, [once](const UI::MeetingOverlayAction& a) { once(true, a); });
+    window_.show(card, [once](const UI::MeetingOverlayAction& a) { once(true, a); });
 }
 
 void WindowCardPresenter::closeCard() {
@@ -29,7 +29,7 @@ void WindowCardPresenter::closeCard() {
         *answered_ = true;
     }
     inner_.closeCard();
-    windows_.closeCard();
+    window_.close();
 }
 
 void WindowCardPresenter::showMeeting(const UI::CalendarMeeting& meeting) {

@@ -7,14 +7,27 @@
 #include "Desktop/app/DesktopWindows.h"
 #include "UI/calendar/MeetingReminderPresenter.h"
 
+#include <functional>
 #include <memory>
 
 namespace Desktop {
 
 class WindowCardPresenter final : public UI::MeetingReminderPresenter {
 public:
+    /// Where the card window is shown and withdrawn (the desktop windows; a test's recorder).
+    struct CardWindow {
+        std::function<void(const UI::MeetingReminderCard&, CardActionHandler)> show;
+        std::function<void()> close;
+    };
+
+    WindowCardPresenter(UI::MeetingReminderPresenter& inner, CardWindow window)
+        : inner_(inner), window_(std::move(window)) {}
     WindowCardPresenter(UI::MeetingReminderPresenter& inner, DesktopWindows& windows)
-        : inner_(inner), windows_(windows) {}
+        : WindowCardPresenter(
+              inner, CardWindow{[&windows](const UI::MeetingReminderCard& card, CardActionHandler onAction) {
+                                    windows.showCard(card, std::move(onAction));
+                                },
+                                [&windows] { windows.closeCard(); }}) {}
 
     void prepare() override { inner_.prepare(); }
     void showBanner(const UI::MeetingReminderBanner& banner, Support::Date now) override {
@@ -27,7 +40,7 @@ public:
 
 private:
     UI::MeetingReminderPresenter& inner_;
-    DesktopWindows& windows_;
+    CardWindow window_;
     std::shared_ptr<bool> answered_;
 };
 

@@ -3,6 +3,7 @@
 #include "Database/TranscriptTextFormatter.h"
 #include "Desktop/library/RecordingListModel.h"
 #include "Desktop/library/RecordingPage.h"
+#include "Desktop/playback/PlaybackSource.h"
 #include "UI/library/FilterBar.h"
 #include "UI/library/LibraryLayout.h"
 
@@ -205,6 +206,7 @@ LibraryWindow::~LibraryWindow() = default;
 void LibraryWindow::closeEvent(QCloseEvent* event) {
     // Closing only hides the window; the app keeps running in the tray.
     event->accept();
+    Q_EMIT closed();
 }
 
 void LibraryWindow::setFilter(UI::RecordingFilter filter) {
@@ -334,10 +336,11 @@ void LibraryWindow::showPage(const Recording& recording, std::optional<double> t
             detail_->removeWidget(page_);
             page_->deleteLater();
         }
-        page_ = new RecordingPage(
-            recording,
-            {context_.database, context_.defaults, context_.scheduler, context_.dateContext, context_.copy},
-            detail_);
+        page_ =
+            new RecordingPage(recording,
+                              {context_.database, context_.defaults, context_.scheduler, context_.dateContext,
+                               context_.copy, context_.jobs, context_.generation, context_.player},
+                              detail_);
         page_->onToggleFavorite = [this](const Recording& r) { detach(context_.library.toggleFavorite(r)); };
         page_->onDelete = [this](const Recording& r) { confirmDelete(r); };
         detail_->addWidget(page_);

@@ -10,12 +10,15 @@
 #include "Database/DatabaseManager.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
+#include "UI/ai/AIGenerationClient.h"
+#include "UI/ai/AIGenerationJobs.h"
 #include "UI/library/DateContext.h"
 #include "UI/library/LibraryViewModel.h"
 
 #include <QWidget>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class QComboBox;
@@ -30,6 +33,7 @@ class QTreeWidget;
 
 namespace Desktop {
 
+class PlaybackSource;
 class RecordingListModel;
 class RecordingPage;
 
@@ -45,6 +49,10 @@ public:
         Support::Scheduler& scheduler;
         UI::DateContext dateContext;
         std::function<void(const std::string&)> copy;
+        /// Passed to each recording's page (see `RecordingPage::Context`).
+        UI::AIGenerationJobs* jobs = nullptr;
+        std::function<std::optional<UI::AIGenerationClient>()> generation = {};
+        std::function<std::unique_ptr<PlaybackSource>(const Recording&)> player = {};
     };
 
     explicit LibraryWindow(Context context, QWidget* parent = nullptr);
@@ -62,6 +70,10 @@ public:
     RecordingPage* page() const { return page_; }
     QListView* list() const { return list_; }
     RecordingListModel* listModel() const { return model_; }
+
+Q_SIGNALS:
+    /// The user closed the window (it is hidden; the desktop windows may let it go later).
+    void closed();
 
 protected:
     void closeEvent(QCloseEvent* event) override;

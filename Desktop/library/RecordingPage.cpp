@@ -1,7 +1,10 @@
 #include "Desktop/library/RecordingPage.h"
 
 #include "Database/TranscriptTextFormatter.h"
+#include "Desktop/library/RegenerateBar.h"
 #include "Desktop/library/TranscriptTab.h"
+#include "Desktop/playback/PlaybackSource.h"
+#include "Desktop/playback/PlayerBar.h"
 #include "Support/BlockingWork.h"
 #include "UI/library/Formatters.h"
 
@@ -81,14 +84,29 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
     delete_->setAccessibleName(tr("Delete recording"));
     header->addWidget(delete_, 0, Qt::AlignTop);
     layout->addLayout(header);
+    if (context_.player) {
+        player_ = context_.player(recording_);
+        playerBar_ = new PlayerBar(*player_, this);
+        layout->addWidget(playerBar_);
+    }
 
     tabs_ = new QTabWidget(this);
     tabs_->setObjectName("recordingTabs");
-    summary_ = new QTextBrowser(this);
+    auto* summaryTab = new QWidget(this);
+    auto* summaryLayout = new QVBoxLayout(summaryTab);
+    if (context_.jobs) {
+        regenerate_ = new RegenerateBar(recording_.id,
+                                        {context_.database, *context_.jobs, context_.generation}, summaryTab);
+        regenerate_->onSummaryText = [this](const std::string& text) { summary_->setMarkdown(qs(text)); };
+        regenerate_->onFinished = [this](RegenerateBar::Kind) { reload(); };
+        summaryLayout->addWidget(regenerate_);
+    }
+    summary_ = new QTextBrowser(summaryTab);
     summary_->setObjectName("summary");
     summary_->setAccessibleName(tr("Summary"));
     summary_->setOpenExternalLinks(true);
-    tabs_->addTab(summary_, tr("Summary"));
+    summaryLayout->addWidget(summary_, 1);
+    tabs_->addTab(summaryTab, tr("Summary"));
     transcript_ = new TranscriptTab(*reader_, this);
     tabs_->addTab(transcript_, tr("Transcript"));
     layout->addWidget(tabs_, 1);
@@ -103,12 +121,24 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
             onDelete(recording_);
         }
     });
+    if (player_) {
+        playback_ += player_->positionChanged.connect(
+            [this](double seconds) { transcript_->setPlaybackTime(seconds); });
+        playback_ += reader_->playRequested.connect([this](double seconds) {
+            player_->seek(seconds);
+            player_->play();
+        });
+    }
     updateHeader();
     loadSummary();
     (void)reader_->load();
 }
 
-RecordingPage::~RecordingPage() = default;
+RecordingPage::~RecordingPage() {
+    playback_ = {};
+    // The player row observes the player: it goes first.
+    delete playerBar_;
+}
 
 void RecordingPage::update(const Recording& recording) {
     bool summaryChanged = recording.summary != recording_.summary;
@@ -144,6 +174,24 @@ void RecordingPage::loadSummary() {
             co_return;
         }
         summary_->setMarkdown(qs(summaryMarkdown(recording_, content)));
+    });
+}
+
+void RecordingPage::reload() {
+    auto& database = context_.database;
+    auto id = recording_.id;
+    (void)tasks_.start([this, &database, id]() -> Support::Task<void> {
+        std::optional<Recording> fresh;
+        try {
+            fresh = co_await Support::BlockingWork::run([&database, id] { return database.recording(id); });
+        } catch (const std::exception&) {
+            co_return;
+        }
+        if (fresh) {
+            recording_ = *fresh;
+            updateHeader();
+            loadSummary();
+        }
     });
 }
 
