@@ -203,6 +203,7 @@ struct SlidesAfterTranscription {
         : w(world), services({.scheduler = w.scheduler,
                               .defaults = w.defaults,
                               .center = w.center,
+                              .http = w.http,
                               .database = &w.database,
                               .checksForUpdates = false,
                               .say = [](const std::string&) {},
