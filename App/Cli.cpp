@@ -2,6 +2,7 @@
 
 #include "Support/Errors.h"
 #include "Support/Files.h"
+#include "Support/Task.h"
 #include "Support/UserDefaults.h"
 
 #include <algorithm>
@@ -77,6 +78,9 @@ int runCommandLine(int argc, char** argv, std::istream& in, std::ostream& out, s
         err << "vellmora: " << e.description() << "\n";
         return 1;
     } catch (const std::exception& e) {
+        err << "vellmora: " << e.what() << "\n";
+        return 1;
+    } catch (const Support::Cancelled& e) {
         err << "vellmora: " << e.what() << "\n";
         return 1;
     }

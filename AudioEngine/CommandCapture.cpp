@@ -94,39 +94,6 @@ std::optional<int> CommandCapture::processId() const {
     return std::nullopt;
 }
 
-Support::Task<bool> CommandCapture::endsWithin(Support::Duration limit) {
-    struct Race {
-        Support::Subscription exit;
-        Support::Subscription timer;
-    };
-    auto race = std::make_shared<Race>();
-    auto awaiter = Support::withContinuation<bool>(
-        [this, race, limit](Support::Continuation<bool> c) {
-            race->exit = tool_->onExit([c](int) { c.resume(true); });
-            race->timer = scheduler_.after(limit, [c] { c.resume(false); });
-        },
-        [race] {
-            race->exit.reset();
-            race->timer.reset();
-        });
-    bool ended = co_await awaiter;
-    co_return ended;
-}
-
-std::string CommandCapture::lastLogLine() const {
-    if (options_.logFile.empty()) {
-        return {};
-    }
-    std::ifstream in(options_.logFile);
-    std::string line, last;
-    while (std::getline(in, line)) {
-        if (!line.empty()) {
-            last = line;
-        }
-    }
-    return last;
-}
-
 Support::Task<CaptureSession> CommandCapture::start(std::filesystem::path folder) {
     if (session_ || busy_) {
         throw CaptureError("A recording is already running.");
@@ -175,19 +142,21 @@ Support::Task<CaptureSession> CommandCapture::startCapture(std::filesystem::path
             .arguments = arguments(options_.tool, file),
             .output = options_.logFile.empty() ? Platform::ChildProcess::Output::discard
                                                : Platform::ChildProcess::Output::file,
-            .outputFile = options_.logFile});
+            .outputFile = options_.logFile,
+            .parentDeathSignal = SIGINT}); // a crashed host leaves no recorder running, and a finished file
     } catch (const std::system_error& e) {
         throw CaptureError("Recording could not start: " + name + " could not be run (" + e.what() + ").");
     }
     auto startedAt = scheduler_.now();
-    bool ended = co_await endsWithin(options_.startCheck);
+    const auto startedMonotonic = scheduler_.monotonicNow();
+    bool ended = co_await Platform::endsWithin(*tool_, scheduler_, options_.startCheck);
     if (ended) {
         int status = tool_->exitStatus().value_or(-1);
         tool_.reset();
         auto said = co_await Support::BlockingWork::run([this, file] {
             std::error_code ignored;
             std::filesystem::remove(file, ignored);
-            return lastLogLine();
+            return Platform::lastLogLine(options_.logFile);
         });
         log.warning("{} ended at once with status {}: {}", name, status, said);
         throw CaptureError("Recording could not start: " + name + " stopped at once" +
@@ -195,6 +164,7 @@ Support::Task<CaptureSession> CommandCapture::startCapture(std::filesystem::path
                            ". Check that a microphone is connected and the sound server is running.");
     }
     session_ = CaptureSession{id, startedAt, file};
+    startedMonotonic_ = startedMonotonic;
     log.info("Recording with {} (process {}) into {}", name, tool_->pid(), file.string());
     co_return *session_;
 }
@@ -217,7 +187,7 @@ Support::Task<std::optional<CapturedRecording>> CommandCapture::stop() {
 Support::Task<std::optional<CapturedRecording>> CommandCapture::stopCapture() {
     auto session = *session_;
     tool_->signal(SIGINT);
-    bool ended = co_await endsWithin(options_.stopTimeout);
+    bool ended = co_await Platform::endsWithin(*tool_, scheduler_, options_.stopTimeout);
     if (!ended) {
         log.warning("{} did not end after SIGINT: killing it", toolName(options_.tool));
         tool_->signal(SIGKILL);
@@ -225,7 +195,7 @@ Support::Task<std::optional<CapturedRecording>> CommandCapture::stopCapture() {
     }
     tool_.reset();
     session_.reset();
-    double wallSeconds = Support::toSeconds(scheduler_.now() - session.startedAt);
+    double wallSeconds = Support::toSeconds(scheduler_.monotonicNow() - startedMonotonic_);
     auto path = session.audioFile;
     auto measured = co_await Support::BlockingWork::run([path]() -> std::optional<std::optional<double>> {
         std::ifstream in(path, std::ios::binary);

@@ -63,14 +63,13 @@ public:
 private:
     Support::Task<CaptureSession> startCapture(std::filesystem::path folder);
     Support::Task<std::optional<CapturedRecording>> stopCapture();
-    /// Whether the tool ends within `limit`.
-    Support::Task<bool> endsWithin(Support::Duration limit);
-    std::string lastLogLine() const;
 
     Support::Scheduler& scheduler_;
     Options options_;
     std::unique_ptr<Platform::ChildProcess> tool_;
     std::optional<CaptureSession> session_;
+    /// When the session started, on the monotonic clock: its length is measured on that clock.
+    Support::MonotonicInstant startedMonotonic_{};
     bool busy_ = false;
 };
 

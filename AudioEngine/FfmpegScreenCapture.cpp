@@ -93,42 +93,6 @@ std::optional<int> FfmpegScreenCapture::processId() const {
     return std::nullopt;
 }
 
-Support::Task<bool> FfmpegScreenCapture::endsWithin(Support::Duration limit) {
-    struct Race {
-        Support::Subscription exit;
-        Support::Subscription timer;
-    };
-    auto race = std::make_shared<Race>();
-    auto awaiter = Support::withContinuation<bool>(
-        [this, race, limit](Support::Continuation<bool> c) {
-            race->exit = ffmpeg_->onExit([c](int) { c.resume(true); });
-            race->timer = scheduler_.after(limit, [c] { c.resume(false); });
-        },
-        [race] {
-            race->exit.reset();
-            race->timer.reset();
-        });
-    bool ended = co_await awaiter;
-    co_return ended;
-}
-
-std::string FfmpegScreenCapture::lastLogLine() const {
-    if (options_.logFile.empty()) {
-        return {};
-    }
-    std::ifstream in(options_.logFile);
-    std::string line, last;
-    while (std::getline(in, line)) {
-        // Progress lines are joined by carriage returns; the message worth showing is a whole line.
-        auto cut = line.find_last_of('\r');
-        auto tail = cut == std::string::npos ? line : line.substr(cut + 1);
-        if (!tail.empty() && tail.rfind("frame=", 0) != 0) {
-            last = tail;
-        }
-    }
-    return last;
-}
-
 Support::Task<> FfmpegScreenCapture::start(std::filesystem::path file, Support::Date recordingStart) {
     if (running_ || busy_) {
         throw CaptureError("The screen is already being recorded.");
@@ -155,13 +119,13 @@ Support::Task<> FfmpegScreenCapture::start(std::filesystem::path file, Support::
                            ").");
     }
     auto offset = std::max(Support::Duration{}, scheduler_.now() - recordingStart);
-    if (co_await endsWithin(options_.startCheck)) {
+    if (co_await Platform::endsWithin(*ffmpeg_, scheduler_, options_.startCheck)) {
         int status = ffmpeg_->exitStatus().value_or(-1);
         ffmpeg_.reset();
         auto said = co_await Support::BlockingWork::run([this, file] {
             std::error_code ignored;
             std::filesystem::remove(file, ignored);
-            return lastLogLine();
+            return Platform::lastLogLine(options_.logFile, "frame=");
         });
         log.warning("ffmpeg ended at once with status {}: {}", status, said);
         throw CaptureError("The screen is not recorded: ffmpeg could not capture the display " +
@@ -183,7 +147,7 @@ Support::Task<std::optional<CapturedVideo>> FfmpegScreenCapture::stop() {
     } release{busy_};
     auto running = *running_;
     ffmpeg_->signal(SIGINT);
-    if (!co_await endsWithin(options_.stopTimeout)) {
+    if (!co_await Platform::endsWithin(*ffmpeg_, scheduler_, options_.stopTimeout)) {
         log.warning("ffmpeg did not end after SIGINT: killing it");
         ffmpeg_->signal(SIGKILL);
         co_await ffmpeg_->waitForExit();

@@ -62,9 +62,6 @@ public:
     const Options& options() const { return options_; }
 
 private:
-    Support::Task<bool> endsWithin(Support::Duration limit);
-    std::string lastLogLine() const;
-
     struct Running {
         std::filesystem::path file;
         Support::Duration offset{};

@@ -18,8 +18,8 @@ OpusTrackWriter::OpusTrackWriter(std::filesystem::path file, Options options)
     if (error) {
         throw std::system_error(error, "cannot create the folder " + file_.parent_path().string());
     }
-    descriptor_ = ::open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (descriptor_ < 0) {
+    descriptor_.reset(::open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!descriptor_) {
         throw std::system_error(errno, std::generic_category(), "cannot create " + file_.string());
     }
     OggOpusComments* comments = ope_comments_create();
@@ -32,8 +32,7 @@ OpusTrackWriter::OpusTrackWriter(std::filesystem::path file, Options options)
         ope_encoder_create_callbacks(&callbacks, this, comments, opus_int32(sampleRate), 1, 0, &status);
     ope_comments_destroy(comments);
     if (!encoder_) {
-        ::close(descriptor_);
-        descriptor_ = -1;
+        descriptor_.reset();
         std::filesystem::remove(file_, error);
         throw std::system_error(EINVAL, std::generic_category(),
                                 "cannot encode " + file_.string() + " (" + ope_strerror(status) + ")");
@@ -68,7 +67,7 @@ int OpusTrackWriter::writePage(void* self, const unsigned char* data, std::int32
         return 1;
     }
     while (length > 0) {
-        ssize_t n = ::write(writer.descriptor_, data, size_t(length));
+        ssize_t n = ::write(writer.descriptor_.get(), data, size_t(length));
         if (n < 0 && errno == EINTR) {
             continue;
         }
@@ -85,16 +84,15 @@ int OpusTrackWriter::writePage(void* self, const unsigned char* data, std::int32
 
 int OpusTrackWriter::closeFile(void* self) {
     auto& writer = *static_cast<OpusTrackWriter*>(self);
-    if (writer.descriptor_ < 0) {
+    if (!writer.descriptor_) {
         return 0;
     }
     int status = 0;
-    if (!writer.failure_ && ::fsync(writer.descriptor_) != 0) {
+    if (!writer.failure_ && ::fsync(writer.descriptor_.get()) != 0) {
         writer.fail(std::strerror(errno));
         status = 1;
     }
-    ::close(writer.descriptor_);
-    writer.descriptor_ = -1;
+    writer.descriptor_.reset();
     return status;
 }
 
@@ -109,7 +107,7 @@ bool OpusTrackWriter::write(std::span<const std::int16_t> samples) {
     samples_ += samples.size();
     if (samples_ - samplesAtSync_ >= options_.syncEverySamples) {
         samplesAtSync_ = samples_;
-        if (::fdatasync(descriptor_) != 0) {
+        if (::fdatasync(descriptor_.get()) != 0) {
             fail(std::strerror(errno));
         }
     }

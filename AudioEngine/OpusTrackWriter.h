@@ -10,6 +10,8 @@
 // after a failure or a second time.
 #pragma once
 
+#include "Support/FileDescriptor.h"
+
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -58,7 +60,7 @@ private:
 
     std::filesystem::path file_;
     Options options_;
-    int descriptor_ = -1;
+    Support::FileDescriptor descriptor_;
     OggOpusEnc* encoder_ = nullptr;
     std::uint64_t samples_ = 0;
     std::uint64_t samplesAtSync_ = 0;

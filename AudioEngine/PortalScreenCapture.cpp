@@ -63,25 +63,6 @@ PortalScreenCapture::~PortalScreenCapture() {
     }
 }
 
-Support::Task<bool> PortalScreenCapture::endsWithin(Support::Duration limit) {
-    struct Race {
-        Support::Subscription exit;
-        Support::Subscription timer;
-    };
-    auto race = std::make_shared<Race>();
-    auto awaiter = Support::withContinuation<bool>(
-        [this, race, limit](Support::Continuation<bool> c) {
-            race->exit = gst_->onExit([c](int) { c.resume(true); });
-            race->timer = scheduler_.after(limit, [c] { c.resume(false); });
-        },
-        [race] {
-            race->exit.reset();
-            race->timer.reset();
-        });
-    bool ended = co_await awaiter;
-    co_return ended;
-}
-
 Support::Task<> PortalScreenCapture::start(std::filesystem::path file, Support::Date recordingStart) {
     if (running_ || busy_) {
         throw CaptureError("The screen is already being recorded.");
@@ -130,7 +111,7 @@ Support::Task<> PortalScreenCapture::start(std::filesystem::path file, Support::
                            e.what() + ").");
     }
     auto offset = std::max(Support::Duration{}, scheduler_.now() - recordingStart);
-    if (co_await endsWithin(options_.startCheck)) {
+    if (co_await Platform::endsWithin(*gst_, scheduler_, options_.startCheck)) {
         gst_.reset();
         throw CaptureError("The screen is not recorded: GStreamer could not read the shared screen (see " +
                            options_.logFile.string() + ").");
@@ -152,7 +133,7 @@ Support::Task<std::optional<CapturedVideo>> PortalScreenCapture::stop() {
     } release{busy_};
     auto running = *running_;
     gst_->signal(SIGINT);
-    if (!co_await endsWithin(options_.stopTimeout)) {
+    if (!co_await Platform::endsWithin(*gst_, scheduler_, options_.stopTimeout)) {
         log.warning("gst-launch-1.0 did not end after SIGINT: killing it");
         gst_->signal(SIGKILL);
         co_await gst_->waitForExit();

@@ -61,7 +61,6 @@ private:
         std::filesystem::path file;
         Support::Duration offset{};
     };
-    Support::Task<bool> endsWithin(Support::Duration limit);
 
     Support::Scheduler& scheduler_;
     Options options_;

@@ -40,6 +40,9 @@ struct PulseCapture::Core {
         bool started = false;
         bool lost = false;
         bool lossTold = false;
+        /// Whether the track had no device when the recording started: set before the sound server's
+        /// thread may touch `lost`, read by the main thread afterwards.
+        bool missingAtStart = false;
     };
 
     PulseContext connection;
@@ -441,6 +444,7 @@ Support::Task<CaptureSession> PulseCapture::start(std::filesystem::path folder) 
                 bool ready = track.stream && pa_stream_get_state(track.stream) == PA_STREAM_READY;
                 track.lost = !ready;
                 track.lossTold = !ready;
+                track.missingAtStart = !ready;
                 anyReady = anyReady || ready;
             }
             if (!anyReady) {
@@ -473,7 +477,7 @@ Support::Task<CaptureSession> PulseCapture::start(std::filesystem::path folder) 
     folder_ = folder;
     serverKind_ = core->connection.serverKind();
     for (const auto& track : core->tracks) {
-        if (track.lost) {
+        if (track.missingAtStart) {
             notice.emit(track.isMicrophone
                             ? "There is no microphone: only the call is recorded until one appears."
                             : "There is no output device: only your voice is recorded until one "

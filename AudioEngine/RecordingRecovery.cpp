@@ -4,6 +4,7 @@
 #include "AudioEngine/OggOpusRepair.h"
 #include "AudioEngine/ScreenVideoFinaliser.h"
 #include "Platform/ProcessSpawning.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 
@@ -133,33 +134,32 @@ bool RecordingRecovery::finishInPlace(const std::filesystem::path& track) {
     while (same < repaired->bytes.size() && repaired->bytes[same] == (*bytes)[same]) {
         ++same;
     }
-    int fd = ::open(track.c_str(), O_WRONLY | O_CLOEXEC);
-    if (fd < 0) {
+    Support::FileDescriptor fd(::open(track.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!fd) {
         throw std::system_error(errno, std::generic_category(), track.string());
     }
     const char* data = repaired->bytes.data() + same;
     size_t left = repaired->bytes.size() - same;
     off_t at = off_t(same);
     while (left > 0) {
-        ssize_t n = ::pwrite(fd, data, left, at);
+        ssize_t n = ::pwrite(fd.get(), data, left, at);
         if (n < 0 && errno == EINTR) {
             continue;
         }
         if (n <= 0) {
             int error = errno;
-            ::close(fd);
             throw std::system_error(error, std::generic_category(), track.string());
         }
         data += n;
         left -= size_t(n);
         at += n;
     }
-    int status = ::ftruncate(fd, off_t(repaired->bytes.size()));
+    int status = ::ftruncate(fd.get(), off_t(repaired->bytes.size()));
     int error = errno;
     if (status == 0) {
-        ::fsync(fd);
+        ::fsync(fd.get());
     }
-    ::close(fd);
+    fd.reset();
     if (status != 0) {
         throw std::system_error(error, std::generic_category(), track.string());
     }

@@ -22,6 +22,7 @@ Support::Task<CaptureSession> SimulatedCapture::start(std::filesystem::path fold
         auto id = Support::Uuid::generate();
         CaptureSession session{id, scheduler_.now(), folder / (id + ".wav")};
         session_ = session;
+        startedMonotonic_ = scheduler_.monotonicNow();
         co_return session;
     });
 }
@@ -32,7 +33,7 @@ Support::Task<std::optional<CapturedRecording>> SimulatedCapture::stop() {
             co_return std::nullopt;
         }
         auto session = *std::exchange(session_, std::nullopt);
-        double duration = Support::toSeconds(scheduler_.now() - session.startedAt);
+        double duration = Support::toSeconds(scheduler_.monotonicNow() - startedMonotonic_);
         co_await scheduler_.sleepFor(stopDelay_);
         auto path = session.audioFile;
         const auto stem = path.parent_path() / path.stem();

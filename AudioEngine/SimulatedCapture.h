@@ -29,6 +29,7 @@ private:
     Support::Duration startDelay_;
     Support::Duration stopDelay_;
     std::optional<CaptureSession> session_;
+    Support::MonotonicInstant startedMonotonic_{};
 };
 
 } // namespace AudioEngine

@@ -1,5 +1,6 @@
 #include "Intelligence/AIProviderSettings.h"
 
+#include "Support/EnumNames.h"
 #include "Support/Files.h"
 #include "Support/Text.h"
 
@@ -7,25 +8,18 @@
 
 namespace Intelligence {
 
+constexpr Support::EnumName<AIProvider> providerNames[] = {
+    {AIProvider::none, "none"},
+    {AIProvider::openAICompatible, "openai"},
+    {AIProvider::gemini, "gemini"},
+};
+
 std::string_view rawValue(AIProvider provider) {
-    switch (provider) {
-    case AIProvider::none:
-        return "none";
-    case AIProvider::openAICompatible:
-        return "openai";
-    case AIProvider::gemini:
-        return "gemini";
-    }
-    return "none";
+    return Support::enumName(providerNames, provider);
 }
 
 std::optional<AIProvider> aiProviderFromRawValue(std::string_view raw) {
-    for (auto p : {AIProvider::none, AIProvider::openAICompatible, AIProvider::gemini}) {
-        if (rawValue(p) == raw) {
-            return p;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(providerNames, raw);
 }
 
 std::string AIProviderSettings::modelName() const {

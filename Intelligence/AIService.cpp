@@ -265,7 +265,7 @@ Support::Task<void> AIService::waitUntilReady(std::function<void()> onWaiting) {
             throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
         }
         try {
-            auto pending1 = Platform::awaitTransfer(http_.send(probe));
+            auto pending1 = Support::awaitOwned(http_.send(probe));
             auto response = co_await pending1;
             if (!*alive) {
                 throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
@@ -363,7 +363,7 @@ Support::Task<void> AIService::stream(Platform::HttpRequest request, AIProvider 
                                       TextStream::Sink sink) {
     // A local server answers 503 while it loads its model: wait until it is ready, then ask again.
     for (int attempt = 0;; ++attempt) {
-        auto once = awaitOwned(streamOnce(request, provider, sink));
+        auto once = Support::awaitOwned(streamOnce(request, provider, sink));
         const bool serverWasLoading = co_await once;
         if (!serverWasLoading) {
             co_return;
@@ -372,7 +372,7 @@ Support::Task<void> AIService::stream(Platform::HttpRequest request, AIProvider 
             throw GenerationUnavailable(
                 GenerationUnavailableReason::engineError("The AI server is still loading its model."));
         }
-        auto wait = awaitOwned(waitUntilReady({}));
+        auto wait = Support::awaitOwned(waitUntilReady({}));
         co_await wait;
     }
 }
@@ -438,7 +438,7 @@ Support::Task<bool> AIService::streamOnce(Platform::HttpRequest request, AIProvi
     };
     const std::string model = settings_.modelName();
     try {
-        auto pending2 = Platform::awaitTransfer(http_.stream(request, handlers));
+        auto pending2 = Support::awaitOwned(http_.stream(request, handlers));
         auto response = co_await pending2;
         (void)response;
     } catch (const Platform::HttpTransportError& e) {

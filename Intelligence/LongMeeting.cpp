@@ -43,7 +43,7 @@ Task<std::vector<std::string>> partNotes(AIService& ai, const std::vector<std::s
         request.systemPrompt = forActionItems ? actionItemsSystemPrompt : summarySystemPrompt;
         request.parameters = parameters;
         request.sessionId = sessionId;
-        auto collecting = awaitOwned(TextStream::collect(ai.generate(std::move(request))));
+        auto collecting = Support::awaitOwned(TextStream::collect(ai.generate(std::move(request))));
         auto text = co_await collecting;
         notes.push_back(Support::Text::trimmed(text));
     }
@@ -174,7 +174,7 @@ TextStream LongMeeting::summary(AIService& ai, std::string transcript, SummaryTe
     }
     return TextStream::make([&ai, parts = std::move(parts), final, parameters, sessionId,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto reading = awaitOwned(partNotes(ai, parts, false, parameters, sessionId, progress));
+        auto reading = Support::awaitOwned(partNotes(ai, parts, false, parameters, sessionId, progress));
         auto notes = co_await reading;
         if (progress) {
             progress(GenerationProgress{GenerationProgress::Stage::finalCombined, 1, 1, false});
@@ -185,7 +185,7 @@ TextStream LongMeeting::summary(AIService& ai, std::string transcript, SummaryTe
             "whole meeting from them.";
         request.context = joinWithinBudget(notes);
         auto stream = ai.generate(std::move(request));
-        auto forwarding = awaitOwned(forwardFragments(stream, sink));
+        auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
         co_await forwarding;
     });
 }
@@ -206,13 +206,13 @@ TextStream LongMeeting::actionItems(AIService& ai, std::string transcript, std::
                 progress(GenerationProgress{GenerationProgress::Stage::readingWholeMeeting, 1, 1, false});
             }
             auto stream = ai.generate(final);
-            auto forwarding = awaitOwned(forwardFragments(stream, sink));
+            auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
             co_await forwarding;
         });
     }
     return TextStream::make([&ai, parts = std::move(parts), final, parameters, sessionId,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto reading = awaitOwned(partNotes(ai, parts, true, parameters, sessionId, progress));
+        auto reading = Support::awaitOwned(partNotes(ai, parts, true, parameters, sessionId, progress));
         auto notes = co_await reading;
         if (progress) {
             progress(GenerationProgress{GenerationProgress::Stage::merging, 1, 1, false});
@@ -222,7 +222,7 @@ TextStream LongMeeting::actionItems(AIService& ai, std::string transcript, std::
                                "order. Combine them into one list without duplicates.";
         request.context = joinWithinBudget(notes);
         auto stream = ai.generate(std::move(request));
-        auto forwarding = awaitOwned(forwardFragments(stream, sink));
+        auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
         co_await forwarding;
     });
 }
@@ -248,7 +248,7 @@ TextStream LongMeeting::combined(AIService& ai, std::string transcript, bool wan
     auto parameters = final.parameters;
     return TextStream::make([&ai, parts = std::move(parts), final, parameters, sessionId,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto reading = awaitOwned(partNotes(ai, parts, false, parameters, sessionId, progress));
+        auto reading = Support::awaitOwned(partNotes(ai, parts, false, parameters, sessionId, progress));
         auto notes = co_await reading;
         if (progress) {
             progress(GenerationProgress{GenerationProgress::Stage::finalCombined, 1, 1, false});
@@ -257,7 +257,7 @@ TextStream LongMeeting::combined(AIService& ai, std::string transcript, bool wan
         request.instruction += "\n\nThe meeting was long: below are notes on its parts, in order.";
         request.context = joinWithinBudget(notes);
         auto stream = ai.generate(std::move(request));
-        auto forwarding = awaitOwned(forwardFragments(stream, sink));
+        auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
         co_await forwarding;
     });
 }

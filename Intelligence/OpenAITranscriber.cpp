@@ -182,7 +182,7 @@ OpenAITranscriber::transcribe(SpeechTrack track, SpeechOptions options, Progress
         Platform::HttpResponse response;
         try {
             auto transfer = http_.send(std::move(request));
-            response = co_await Platform::awaitTransfer(transfer);
+            response = co_await Support::awaitOwned(transfer);
         } catch (const Platform::HttpTransportError& e) {
             throw TranscriptionError("The transcription server at " + config_.baseURL +
                                          " cannot be reached: " + e.description(),

@@ -1,6 +1,7 @@
 #include "Intelligence/SpeechModels.h"
 
 #include "Support/BlockingWork.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 
@@ -120,7 +121,7 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, std::stri
                                        "\". Known models: " + known + ".");
     }
     auto work = download(http, *model, std::move(progress));
-    co_await Platform::awaitTransfer(work);
+    co_await Support::awaitOwned(work);
 }
 
 Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model model,
@@ -183,7 +184,7 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model mod
     Platform::HttpResponse head;
     try {
         auto transfer = http.stream(request, handlers);
-        head = co_await Platform::awaitTransfer(transfer);
+        head = co_await Support::awaitOwned(transfer);
     } catch (const Platform::HttpTransportError& e) {
         throw Support::UserFacingError("The speech model " + model.name + " could not be downloaded: " +
                                        e.description() + " Run the download again to resume it.");
@@ -216,9 +217,8 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model mod
         throw Support::UserFacingError("The speech model could not be put in place at " + target.string() +
                                        ": " + ec.message() + ".");
     }
-    if (const int dir = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
-        ::fsync(dir);
-        ::close(dir);
+    if (Support::FileDescriptor dir(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); dir) {
+        ::fsync(dir.get());
     }
     log.info("Speech model {} installed at {}", model.name, target.string());
     if (progress) {

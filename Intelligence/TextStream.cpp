@@ -8,7 +8,7 @@ TextStream TextStream::make(Producer producer) {
     stream.state_->producer =
         Support::startTask([producer = std::move(producer), sink]() -> Support::Task<void> {
             try {
-                Support::detail::OwnedInnerAwaiter<void> body{producer(sink)};
+                auto body = Support::awaitOwned(producer(sink));
                 co_await body;
                 sink.finish();
             } catch (...) {

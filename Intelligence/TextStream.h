@@ -47,10 +47,4 @@ private:
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
-/// Awaits `task` so that cancelling the awaiting task cancels `task` too, and resumes only once `task` has
-/// ended: a sub-step of a cancelled job never runs on by itself. Name the awaiter before `co_await`.
-template <typename T> auto awaitOwned(Support::Task<T> task) {
-    return Support::detail::OwnedInnerAwaiter<T>{std::move(task)};
-}
-
 } // namespace Intelligence

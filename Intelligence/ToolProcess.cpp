@@ -1,5 +1,6 @@
 #include "Intelligence/ToolProcess.h"
 
+#include "Support/FileDescriptor.h"
 #include "Support/Text.h"
 
 #include <cerrno>
@@ -15,21 +16,6 @@
 extern char** environ;
 
 namespace Intelligence::ToolProcess {
-
-namespace {
-
-struct Fd {
-    int fd = -1;
-    ~Fd() { close(); }
-    void close() {
-        if (fd >= 0) {
-            ::close(fd);
-            fd = -1;
-        }
-    }
-};
-
-} // namespace
 
 std::optional<std::filesystem::path> find(const std::string& name) {
     const char* path = std::getenv("PATH");
@@ -59,17 +45,17 @@ Result run(const std::vector<std::string>& arguments, const std::atomic<bool>& c
     if (::pipe2(outPipe, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    Fd outRead{outPipe[0]}, outWrite{outPipe[1]};
+    Support::FileDescriptor outRead(outPipe[0]), outWrite(outPipe[1]);
     if (::pipe2(errPipe, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    Fd errRead{errPipe[0]}, errWrite{errPipe[1]};
+    Support::FileDescriptor errRead(errPipe[0]), errWrite(errPipe[1]);
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, outWrite.fd, 1);
-    posix_spawn_file_actions_adddup2(&actions, errWrite.fd, 2);
+    posix_spawn_file_actions_adddup2(&actions, outWrite.get(), 1);
+    posix_spawn_file_actions_adddup2(&actions, errWrite.get(), 2);
 
     std::vector<char*> argv;
     for (const auto& argument : arguments) {
@@ -88,15 +74,15 @@ Result run(const std::vector<std::string>& arguments, const std::atomic<bool>& c
     if (spawned != 0) {
         throw std::system_error(spawned, std::generic_category(), "couldn't start " + arguments[0]);
     }
-    outWrite.close();
-    errWrite.close();
+    outWrite.reset();
+    errWrite.reset();
 
     Result result;
     bool terminated = false;
-    Fd* sources[2] = {&outRead, &errRead};
+    Support::FileDescriptor* sources[2] = {&outRead, &errRead};
     std::string* sinks[2] = {&result.output, &result.errorOutput};
     char buffer[16384];
-    while (outRead.fd >= 0 || errRead.fd >= 0) {
+    while (outRead || errRead) {
         if (cancelled.load() && !terminated) {
             ::kill(-pid, SIGTERM);
             terminated = true;
@@ -106,8 +92,8 @@ Result run(const std::vector<std::string>& arguments, const std::atomic<bool>& c
         int count = 0;
         int which[2];
         for (int i = 0; i < 2; ++i) {
-            if (sources[i]->fd >= 0) {
-                fds[count] = {sources[i]->fd, POLLIN, 0};
+            if (*sources[i]) {
+                fds[count] = {sources[i]->get(), POLLIN, 0};
                 which[count++] = i;
             }
         }
@@ -124,7 +110,7 @@ Result run(const std::vector<std::string>& arguments, const std::atomic<bool>& c
                 if (n < 0 && errno == EINTR) {
                     continue;
                 }
-                sources[which[k]]->close();
+                sources[which[k]]->reset();
                 continue;
             }
             auto& sink = *sinks[which[k]];

@@ -1,15 +1,11 @@
 #include "Intelligence/TranscriptionSettings.h"
 
+#include "Support/EnumNames.h"
 #include "Support/Text.h"
-
-#include <array>
 
 namespace Intelligence {
 
 namespace {
-constexpr std::array allEngines = {TranscriptionEngine::none, TranscriptionEngine::server,
-                                   TranscriptionEngine::whisperCli, TranscriptionEngine::simulated};
-
 std::string nonBlank(const Support::UserDefaults& defaults, const char* key, const std::string& fallback) {
     auto value = defaults.string(key);
     if (!value || Support::Text::isBlank(*value)) {
@@ -19,27 +15,19 @@ std::string nonBlank(const Support::UserDefaults& defaults, const char* key, con
 }
 } // namespace
 
+constexpr Support::EnumName<TranscriptionEngine> transcriptionEngineNames[] = {
+    {TranscriptionEngine::none, "none"},
+    {TranscriptionEngine::server, "server"},
+    {TranscriptionEngine::whisperCli, "whisper-cli"},
+    {TranscriptionEngine::simulated, "simulated"},
+};
+
 std::string_view rawValue(TranscriptionEngine engine) {
-    switch (engine) {
-    case TranscriptionEngine::none:
-        return "none";
-    case TranscriptionEngine::server:
-        return "server";
-    case TranscriptionEngine::whisperCli:
-        return "whisper-cli";
-    case TranscriptionEngine::simulated:
-        return "simulated";
-    }
-    return "none";
+    return Support::enumName(transcriptionEngineNames, engine);
 }
 
 std::optional<TranscriptionEngine> transcriptionEngineFromRawValue(std::string_view raw) {
-    for (auto e : allEngines) {
-        if (rawValue(e) == raw) {
-            return e;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(transcriptionEngineNames, raw);
 }
 
 TranscriptionSettings TranscriptionSettings::load(const Support::UserDefaults& defaults) {

@@ -55,7 +55,7 @@ WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Prog
         std::optional<std::string> fetchFailure;
         try {
             auto fetch = config_.fetchModel();
-            co_await Platform::awaitTransfer(fetch);
+            co_await Support::awaitOwned(fetch);
         } catch (const Support::UserFacingError& e) {
             fetchFailure = e.description();
         }

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -16,17 +17,6 @@
 extern char** environ;
 
 namespace Platform {
-
-namespace {
-
-void closeDescriptor(int& fd) {
-    if (fd >= 0) {
-        ::close(fd);
-        fd = -1;
-    }
-}
-
-} // namespace
 
 ChildProcess::ChildProcess(const Options& options) {
     std::vector<std::string> argv = {options.executable};
@@ -46,6 +36,7 @@ ChildProcess::ChildProcess(const Options& options) {
     if (options.output == Output::pipe && ::pipe2(pipeFds, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
+    Support::FileDescriptor readEnd(pipeFds[0]), writeEnd(pipeFds[1]);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -79,26 +70,25 @@ ChildProcess::ChildProcess(const Options& options) {
     int spawned = ::posix_spawn(&pid_, argv.front().c_str(), &actions, &attributes, pointers.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
-    closeDescriptor(pipeFds[1]);
+    writeEnd.reset();
     if (spawned != 0) {
-        closeDescriptor(pipeFds[0]);
         throw std::system_error(spawned, std::generic_category(), options.executable);
     }
-    output_ = pipeFds[0];
-    if (output_ >= 0) {
-        ::fcntl(output_, F_SETFL, ::fcntl(output_, F_GETFL) | O_NONBLOCK);
+    output_ = std::move(readEnd);
+    if (output_) {
+        ::fcntl(output_.get(), F_SETFL, ::fcntl(output_.get(), F_GETFL) | O_NONBLOCK);
     }
 
-    pidfd_ = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
-    if (pidfd_ < 0) {
+    pidfd_.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+    if (!pidfd_) {
         int error = errno;
         ::kill(-pid_, SIGKILL);
         ::kill(pid_, SIGKILL);
         reap();
-        closeDescriptor(output_);
+        output_.reset();
         throw std::system_error(error, std::generic_category(), "pidfd_open");
     }
-    exitWatch_ = Support::MainLoop::current().watchReadable(pidfd_, [this] {
+    exitWatch_ = Support::MainLoop::current().watchReadable(pidfd_.get(), [this] {
         reap();
         if (exitStatus_) {
             exitWatch_.reset();
@@ -117,8 +107,6 @@ ChildProcess::~ChildProcess() {
         while (::waitpid(pid_, &raw, 0) < 0 && errno == EINTR) {
         }
     }
-    closeDescriptor(pidfd_);
-    closeDescriptor(output_);
 }
 
 void ChildProcess::reap() {
@@ -161,6 +149,41 @@ Support::Task<int> ChildProcess::waitForExit() {
         },
         [watch] { watch->reset(); });
     co_return co_await awaiter;
+}
+
+Support::Task<bool> endsWithin(ChildProcess& child, Support::Scheduler& scheduler, Support::Duration limit) {
+    struct Race {
+        Support::Subscription exit;
+        Support::Subscription timer;
+    };
+    auto race = std::make_shared<Race>();
+    auto awaiter = Support::withContinuation<bool>(
+        [&child, &scheduler, race, limit](Support::Continuation<bool> c) {
+            race->exit = child.onExit([c](int) { c.resume(true); });
+            race->timer = scheduler.after(limit, [c] { c.resume(false); });
+        },
+        [race] {
+            race->exit.reset();
+            race->timer.reset();
+        });
+    bool ended = co_await awaiter;
+    co_return ended;
+}
+
+std::string lastLogLine(const std::filesystem::path& logFile, std::string_view skippedPrefix) {
+    if (logFile.empty()) {
+        return {};
+    }
+    std::ifstream in(logFile);
+    std::string line, last;
+    while (std::getline(in, line)) {
+        auto cut = line.find_last_of('\r');
+        auto tail = cut == std::string::npos ? line : line.substr(cut + 1);
+        if (!tail.empty() && (skippedPrefix.empty() || !tail.starts_with(skippedPrefix))) {
+            last = tail;
+        }
+    }
+    return last;
 }
 
 } // namespace Platform

@@ -4,12 +4,16 @@
 // reads on the loop, to a log file, or to /dev/null. Its end is seen through a pidfd watched on the main
 // loop, so nobody blocks or polls while waiting for it.
 //
-// Used by `PulseMicrophoneMonitor`, `AudioEngine::CommandCapture` and the screen captures. Edge cases: a
-// program that cannot be started throws std::system_error (nothing is left running); destroying a running
-// ChildProcess kills its group with SIGKILL and reaps it; `onExit` observers registered after the end are
-// called on the next turn. Needs Linux 5.3 or later (pidfd_open).
+// Used by `PulseMicrophoneMonitor`, the recorders in AudioEngine and the screen captures, which also share
+// `endsWithin` (does the tool stop within a time limit, on a scheduler) and `lastLogLine` (the message worth
+// showing from a tool's log file). Edge cases: a program that cannot be started throws std::system_error
+// (nothing is left running); destroying a running ChildProcess kills its group with SIGKILL and reaps it;
+// `onExit` observers registered after the end are called on the next turn. Needs Linux 5.3 or later
+// (pidfd_open).
 #pragma once
 
+#include "Support/FileDescriptor.h"
+#include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
 
@@ -18,6 +22,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Platform {
@@ -49,7 +54,7 @@ public:
 
     int pid() const { return pid_; }
     /// The non-blocking read end of the output pipe (`Output::pipe`), else -1. Owned by this object.
-    int outputDescriptor() const { return output_; }
+    int outputDescriptor() const { return output_.get(); }
 
     /// Sends `signal` to the child's process group (nothing once it has ended).
     void signal(int signal);
@@ -65,12 +70,21 @@ private:
     void reap();
 
     int pid_ = -1;
-    int pidfd_ = -1;
-    int output_ = -1;
+    Support::FileDescriptor pidfd_;
+    Support::FileDescriptor output_;
     std::optional<int> exitStatus_;
     Support::Subscription exitWatch_;
     Support::Signal<int> exited_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
+
+/// Whether `child` ends within `limit` of `scheduler`'s time: true at its end (at once when it already has),
+/// false when the limit passes first. Cancelling the awaiting task drops both watches.
+Support::Task<bool> endsWithin(ChildProcess& child, Support::Scheduler& scheduler, Support::Duration limit);
+
+/// The last non-empty line of a tool's log file (empty when there is none or it cannot be read). A line
+/// rewritten in place with carriage returns counts as its last part; parts that start with
+/// `skippedPrefix` (progress lines) are passed over.
+std::string lastLogLine(const std::filesystem::path& logFile, std::string_view skippedPrefix = {});
 
 } // namespace Platform

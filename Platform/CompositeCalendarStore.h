@@ -98,8 +98,6 @@ public:
                 auto events = co_await store->events(start, end, std::move(own));
                 out.insert(out.end(), std::make_move_iterator(events.begin()),
                            std::make_move_iterator(events.end()));
-            } catch (const Support::Cancelled&) {
-                throw;
             } catch (const std::exception& e) {
                 Support::Logger("calendar").warning("a calendar store could not be read: {}", e.what());
             }

@@ -16,7 +16,7 @@
 //
 // Cancellation only reaches the transfer through the task `send` or `stream` returned. A caller whose own
 // task may be cancelled while it waits, and whose handlers borrow from its frame, awaits through
-// `awaitTransfer`, which passes the caller's cancellation on to the transfer.
+// `Support::awaitOwned`, which passes the caller's cancellation on to the transfer.
 #pragma once
 
 #include "Support/Errors.h"
@@ -122,15 +122,5 @@ public:
     /// once the body is complete. Throws as `send` does; chunks delivered before a failure stay delivered.
     virtual Support::Task<HttpResponse> stream(HttpRequest request, HttpStreamHandlers handlers) = 0;
 };
-
-/// `co_await awaitTransfer(client.stream(...))`: like awaiting the task, but cancelling the awaiting task
-/// cancels the transfer too, and the await returns only once the transfer has stopped, so handlers that
-/// borrow from the awaiting frame never run after it is gone.
-///
-/// With g++ 12, build the transfer task as a named local first (`auto t = client.send(r); co_await
-/// awaitTransfer(t);`): it destroys by-value temporaries made inside a co_await expression twice.
-template <typename T> auto awaitTransfer(const Support::Task<T>& transfer) {
-    return Support::detail::OwnedInnerAwaiter<T>{transfer};
-}
 
 } // namespace Platform

@@ -1,6 +1,7 @@
 #include "Platform/PosixProcessRunner.h"
 
 #include "Platform/ProcessSpawning.h"
+#include "Support/FileDescriptor.h"
 
 #include <cerrno>
 #include <chrono>
@@ -20,25 +21,15 @@ namespace Platform {
 namespace {
 
 struct Pipe {
-    int read = -1;
-    int write = -1;
+    Support::FileDescriptor read;
+    Support::FileDescriptor write;
     void open() {
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC) != 0) {
             throw std::system_error(errno, std::generic_category(), "pipe");
         }
-        read = fds[0];
-        write = fds[1];
-    }
-    static void close(int& fd) {
-        if (fd >= 0) {
-            ::close(fd);
-            fd = -1;
-        }
-    }
-    ~Pipe() {
-        close(read);
-        close(write);
+        read.reset(fds[0]);
+        write.reset(fds[1]);
     }
 };
 
@@ -63,10 +54,10 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in.read, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, in.read.get(), STDIN_FILENO);
     if (request.captureOutput) {
-        posix_spawn_file_actions_adddup2(&actions, out.write, STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, err.write, STDERR_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, out.write.get(), STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, err.write.get(), STDERR_FILENO);
     } else {
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
@@ -94,9 +85,9 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
     if (spawned != 0) {
         throw std::system_error(spawned, std::generic_category(), request.executable);
     }
-    Pipe::close(in.read);
-    Pipe::close(out.write);
-    Pipe::close(err.write);
+    in.read.reset();
+    out.write.reset();
+    err.write.reset();
 
     ProcessResult result;
     using Clock = std::chrono::steady_clock;
@@ -106,12 +97,12 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
     }
     std::string_view pendingInput = request.standardInput;
     if (pendingInput.empty()) {
-        Pipe::close(in.write);
+        in.write.reset();
     } else {
-        ::fcntl(in.write, F_SETFL, O_NONBLOCK);
+        ::fcntl(in.write.get(), F_SETFL, O_NONBLOCK);
     }
 
-    while (in.write >= 0 || out.read >= 0 || err.read >= 0) {
+    while (in.write || out.read || err.read) {
         pollfd fds[3];
         nfds_t count = 0;
         auto add = [&](int fd, short events) {
@@ -119,9 +110,9 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
                 fds[count++] = pollfd{fd, events, 0};
             }
         };
-        add(in.write, POLLOUT);
-        add(out.read, POLLIN);
-        add(err.read, POLLIN);
+        add(in.write.get(), POLLOUT);
+        add(out.read.get(), POLLIN);
+        add(err.read.get(), POLLIN);
         int waitMs = -1;
         if (deadline) {
             auto left =
@@ -140,23 +131,23 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
             if (!fds[i].revents) {
                 continue;
             }
-            if (fds[i].fd == in.write) {
-                ssize_t n = ::write(in.write, pendingInput.data(), pendingInput.size());
+            if (fds[i].fd == in.write.get()) {
+                ssize_t n = ::write(in.write.get(), pendingInput.data(), pendingInput.size());
                 if (n > 0) {
                     pendingInput.remove_prefix(static_cast<size_t>(n));
                 }
                 if ((n < 0 && errno != EAGAIN && errno != EINTR) || pendingInput.empty()) {
-                    Pipe::close(in.write);
+                    in.write.reset();
                 }
                 continue;
             }
             char buffer[16384];
             ssize_t n = ::read(fds[i].fd, buffer, sizeof buffer);
             if (n > 0) {
-                (fds[i].fd == out.read ? result.standardOutput : result.standardError)
+                (fds[i].fd == out.read.get() ? result.standardOutput : result.standardError)
                     .append(buffer, size_t(n));
             } else if (n == 0 || (errno != EAGAIN && errno != EINTR)) {
-                Pipe::close(fds[i].fd == out.read ? out.read : err.read);
+                (fds[i].fd == out.read.get() ? out.read : err.read).reset();
             }
         }
     }
@@ -164,12 +155,11 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
     // The outputs may close before the program ends: the time-out still holds while waiting for it.
 #ifdef SYS_pidfd_open
     if (!result.timedOut && deadline) {
-        int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
-        if (pidfd >= 0) {
+        if (Support::FileDescriptor pidfd(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))); pidfd) {
             for (;;) {
                 auto left =
                     std::chrono::duration_cast<std::chrono::milliseconds>(*deadline - Clock::now()).count();
-                pollfd fd{pidfd, POLLIN, 0};
+                pollfd fd{pidfd.get(), POLLIN, 0};
                 int ready = ::poll(&fd, 1, static_cast<int>(std::max<long long>(0, left)));
                 if (ready < 0 && errno == EINTR) {
                     continue;
@@ -177,7 +167,6 @@ ProcessResult PosixProcessRunner::runBlocking(const ProcessRequest& request) {
                 result.timedOut = ready == 0;
                 break;
             }
-            ::close(pidfd);
         }
     }
 #endif

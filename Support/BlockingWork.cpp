@@ -10,10 +10,12 @@ namespace Support::BlockingWork {
 
 namespace {
 struct Pool {
-    boost::asio::thread_pool threads{4};
     std::mutex mutex;
     std::condition_variable idle;
     size_t pending = 0;
+    // Last, so that it is destroyed first: at exit, the threads are joined (work that is running ends,
+    // signalling `idle` under `mutex`) before the lock and the signal go away.
+    boost::asio::thread_pool threads{4};
 };
 Pool& pool() {
     static Pool p;

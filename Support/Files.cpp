@@ -1,5 +1,8 @@
 #include "Support/Files.h"
 
+#include "Support/FileDescriptor.h"
+#include "Support/TemporaryFileBeside.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -23,20 +26,12 @@ namespace {
 class TemporaryFile {
 public:
     explicit TemporaryFile(const fs::path& target) {
-        std::string pattern =
-            (target.parent_path() / ("." + target.filename().string() + ".tmp-XXXXXX")).string();
-        std::vector<char> buffer(pattern.begin(), pattern.end());
-        buffer.push_back('\0');
-        fd_ = ::mkostemp(buffer.data(), O_CLOEXEC);
-        if (fd_ < 0) {
-            throwErrno(errno, "Cannot create a temporary file to write", target);
-        }
-        path_ = buffer.data();
+        auto created = createTemporaryBeside(target);
+        fd_ = std::move(created.descriptor);
+        path_ = created.path.string();
     }
     ~TemporaryFile() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
+        fd_.reset();
         if (!committed_) {
             ::unlink(path_.c_str());
         }
@@ -44,19 +39,17 @@ public:
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    int fd() const { return fd_; }
+    int fd() const { return fd_.get(); }
     const std::string& path() const { return path_; }
     void close(const fs::path& target) {
-        int fd = fd_;
-        fd_ = -1;
-        if (::close(fd) != 0) {
+        if (fd_.close() != 0) {
             throwErrno(errno, "Cannot write", target);
         }
     }
     void markCommitted() { committed_ = true; }
 
 private:
-    int fd_ = -1;
+    Support::FileDescriptor fd_;
     std::string path_;
     bool committed_ = false;
 };
@@ -135,16 +128,15 @@ void writeAtomically(const fs::path& path, std::string_view contents, std::optio
     temp.markCommitted();
 
     // Make the rename itself durable. Some file systems refuse fsync on folders; the data is safe anyway.
-    int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folderFd >= 0) {
-        ::fsync(folderFd);
-        ::close(folderFd);
+    if (Support::FileDescriptor folderFd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        folderFd) {
+        ::fsync(folderFd.get());
     }
 }
 
 std::optional<std::string> readIfExists(const fs::path& path) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd) {
         if (errno == ENOENT || errno == ENOTDIR) {
             return std::nullopt;
         }
@@ -153,13 +145,12 @@ std::optional<std::string> readIfExists(const fs::path& path) {
     std::string contents;
     char buffer[65536];
     while (true) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
         if (n < 0) {
             if (errno == EINTR) {
                 continue;
             }
             int error = errno;
-            ::close(fd);
             throwErrno(error, "Cannot read", path);
         }
         if (n == 0) {
@@ -167,7 +158,6 @@ std::optional<std::string> readIfExists(const fs::path& path) {
         }
         contents.append(buffer, static_cast<std::size_t>(n));
     }
-    ::close(fd);
     return contents;
 }
 

@@ -10,8 +10,10 @@
 
 #include <atomic>
 #include <cassert>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <thread>
 #include <unordered_map>
 #include <unordered_set>
@@ -28,6 +30,10 @@ struct MainLoop::Impl {
     boost::asio::io_context io;
     std::thread::id thread = std::this_thread::get_id();
     MainLoop* previous = nullptr;
+    // The tasks alive on this loop. A task's last owner may be another thread, so its state can leave the
+    // registry from there: the registry is locked, and tells a loop going away when a task has left.
+    std::mutex tasksMutex;
+    std::condition_variable taskLeft;
     std::unordered_set<detail::TaskStateBase*> tasks;
 };
 
@@ -36,13 +42,24 @@ MainLoop::MainLoop() : impl_(std::make_unique<Impl>()) {
 }
 
 MainLoop::~MainLoop() {
-    // Handlers still queued are destroyed without running; tasks waiting on them are released.
+    // Handlers still queued are destroyed without running; tasks waiting on them are released. A task being
+    // destroyed on another thread right now leaves the registry itself: wait for it, for it still uses the
+    // loop.
+    std::unique_lock lock(impl_->tasksMutex);
     while (!impl_->tasks.empty()) {
         auto* task = *impl_->tasks.begin();
-        impl_->tasks.erase(impl_->tasks.begin());
         auto keep = task->weak_from_this().lock();
+        if (!keep) {
+            impl_->taskLeft.wait(lock);
+            continue;
+        }
+        impl_->tasks.erase(impl_->tasks.begin());
+        lock.unlock();
         task->detachFromLoop();
+        keep.reset();
+        lock.lock();
     }
+    lock.unlock();
     turnHooks.erase(this);
     MainLoop* expected = this;
     currentLoop.compare_exchange_strong(expected, impl_->previous);
@@ -168,10 +185,13 @@ void* MainLoop::nativeHandle() {
 }
 
 void MainLoop::registerTask(detail::TaskStateBase* task) {
+    std::lock_guard lock(impl_->tasksMutex);
     impl_->tasks.insert(task);
 }
 void MainLoop::unregisterTask(detail::TaskStateBase* task) {
+    std::lock_guard lock(impl_->tasksMutex);
     impl_->tasks.erase(task);
+    impl_->taskLeft.notify_all();
 }
 
 void assertOnMainLoop() {

@@ -52,6 +52,10 @@ Date RealScheduler::now() const {
     return systemNow();
 }
 
+MonotonicInstant RealScheduler::monotonicNow() const {
+    return std::chrono::time_point_cast<Duration>(std::chrono::steady_clock::now());
+}
+
 namespace {
 // The system's timers count nanoseconds, which hold only about 292 years either side of 1970: a delay
 // beyond a century (a calendar date may be clamped 10,000 years away) waits a century instead, which is
@@ -125,12 +129,19 @@ void VirtualScheduler::advanceTo(Date target) {
     loop_.runUntilIdle();
     while (!timers_.empty() && timers_.begin()->first.due <= target) {
         auto node = timers_.extract(timers_.begin());
-        now_ = std::max(now_, node.key().due);
+        moveTo(node.key().due);
         node.mapped()();
         loop_.runUntilIdle();
     }
-    now_ = std::max(now_, target);
+    moveTo(target);
     loop_.runUntilIdle();
+}
+
+void VirtualScheduler::moveTo(Date date) {
+    if (date > now_) {
+        elapsed_ += date - now_;
+        now_ = date;
+    }
 }
 
 void VirtualScheduler::runReady() {

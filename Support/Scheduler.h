@@ -1,5 +1,6 @@
-// Time for logic that waits: the wall-clock date a user sees and timers, injected everywhere so that tests
-// run whole mornings in virtual time.
+// Time for logic that waits: the wall-clock date a user sees, a monotonic clock for elapsed durations, and
+// timers, injected everywhere so that tests run whole mornings in virtual time. Durations are
+// `Support::Duration` throughout (`seconds(1.5)` converts a double).
 //
 // `RealScheduler` is backed by the main loop's timers. `VirtualScheduler` is deterministic: nothing runs
 // until a test calls `advance(d)`, which runs every timer due within `d` in time order (equal times in the
@@ -22,12 +23,18 @@ namespace Support {
 
 class MainLoop;
 
+/// A point in monotonic time: only the difference of two from the same scheduler means anything.
+using MonotonicInstant = std::chrono::time_point<std::chrono::steady_clock, Duration>;
+
 class Scheduler {
 public:
     virtual ~Scheduler() = default;
 
     /// The current wall-clock date.
     virtual Date now() const = 0;
+    /// The monotonic clock, for measuring elapsed time (recording lengths, time-outs, debounces): it never
+    /// jumps when the wall clock is set or the machine sleeps through a date.
+    virtual MonotonicInstant monotonicNow() const = 0;
 
     /// Runs `action` on the main loop once, after `delay`.
     [[nodiscard]] virtual Subscription after(Duration delay, std::function<void()> action) = 0;
@@ -58,6 +65,7 @@ public:
     explicit RealScheduler(MainLoop& loop);
     ~RealScheduler() override;
     Date now() const override;
+    MonotonicInstant monotonicNow() const override;
     Subscription after(Duration delay, std::function<void()> action) override;
     Subscription at(Date date, std::function<void()> action) override;
 
@@ -71,6 +79,8 @@ public:
     ~VirtualScheduler() override;
 
     Date now() const override { return now_; }
+    /// Starts at zero and moves with `advance`/`advanceTo`, not with `jumpTo`.
+    MonotonicInstant monotonicNow() const override { return MonotonicInstant(elapsed_); }
     Subscription after(Duration delay, std::function<void()> action) override;
     Subscription at(Date date, std::function<void()> action) override;
 
@@ -92,7 +102,10 @@ private:
         auto operator<=>(const Key&) const = default;
     };
     MainLoop& loop_;
+    void moveTo(Date date);
+
     Date now_;
+    Duration elapsed_{0};
     uint64_t seq_ = 0;
     std::map<Key, std::function<void()>> timers_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -2,12 +2,21 @@
 
 #include "Support/Log.h"
 
+#include <mutex>
+
 namespace Support {
 
 namespace detail {
 
 namespace {
 thread_local TaskStateBase* runningTask = nullptr;
+// Guards every task's link to its loop: a thread that resumes a task reads it while the loop, going away on
+// its own thread, clears it; with the link cleared under this lock, nothing posts into a loop being
+// destroyed.
+std::mutex& loopLinkMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
 const Logger& taskLog() {
     static const Logger log("tasks");
     return log;
@@ -24,13 +33,22 @@ TaskStateBase::~TaskStateBase() {
         auto h = std::exchange(handle, nullptr);
         h.destroy();
     }
-    if (loop_) {
-        loop_->unregisterTask(this);
+    // The last owner may be another thread (whoever resumed the task last): the registry takes that.
+    MainLoop* loop = nullptr;
+    {
+        std::lock_guard lock(loopLinkMutex());
+        loop = loop_;
+    }
+    if (loop) {
+        loop->unregisterTask(this);
     }
 }
 
 void TaskStateBase::detachFromLoop() {
-    loop_ = nullptr;
+    {
+        std::lock_guard lock(loopLinkMutex());
+        loop_ = nullptr;
+    }
     cancelHook_ = nullptr;
     whenDone_.clear();
     if (handle && !running_) {
@@ -63,8 +81,10 @@ void TaskStateBase::resume() {
 }
 
 void TaskStateBase::scheduleResume() {
+    auto self = shared_from_this();
+    std::lock_guard lock(loopLinkMutex());
     if (loop_) {
-        loop_->post([self = shared_from_this()] { self->resume(); });
+        loop_->post([self = std::move(self)] { self->resume(); });
     }
 }
 

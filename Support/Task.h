@@ -9,8 +9,13 @@
 //
 // Cancellation is cooperative: `cancel()` marks the task; the mark is delivered at the task's next
 // `co_await` (and wakes a suspended one at once) as a `Support::Cancelled` exception, which ends the body
-// unless it catches it. Awaiting a cancelled task throws `Cancelled` in the awaiter. Cancelling a task does
-// not cancel the tasks it awaits.
+// unless it catches it. `Cancelled` is not a `std::exception`, so `catch (const std::exception&)` never
+// swallows it; a `catch (...)` in a task must rethrow it or turn it into a state on purpose. Awaiting a
+// cancelled task throws `Cancelled` in the awaiter.
+//
+// Awaiting another task: `co_await other` shares a task (any number of awaiters; cancelling the awaiter
+// leaves `other` running). A child the awaiting task owns is awaited through `awaitOwned(child)`, which
+// passes the awaiter's cancellation on to the child and returns only once the child has ended.
 //
 // Coroutine lambdas must not capture by reference or `this`-capture temporaries that die before the task
 // ends: a lambda coroutine's captures live in the lambda object, not in the frame. Use `startTask(f)`, which
@@ -37,9 +42,11 @@
 
 namespace Support {
 
-/// Thrown at a cancelled task's next await, and by awaiting a cancelled task.
-struct Cancelled : std::exception {
-    const char* what() const noexcept override { return "cancelled"; }
+/// Thrown at a cancelled task's next await, and by awaiting a cancelled task. Deliberately not a
+/// `std::exception`: a `catch (const std::exception&)` around an await lets it through, so only code that
+/// names it (or a `catch (...)`, which must rethrow it) can stop a cancellation.
+struct Cancelled {
+    const char* what() const noexcept { return "cancelled"; }
 };
 
 namespace detail {
@@ -340,13 +347,23 @@ template <typename T> struct OwnedInnerAwaiter {
 };
 } // namespace detail
 
+/// The one way for a task to await a child task it owns: `auto step = awaitOwned(child()); co_await step;`.
+/// Unlike a plain `co_await child`, cancelling the awaiting task cancels the child too, and the await
+/// returns only once the child has ended, so a child that borrows from the awaiting frame (handlers, sinks,
+/// references) never runs after that frame is gone. Gives the child's value or rethrows its exception
+/// (`Cancelled` included). With g++ 12, name the awaiter (and build the child as a named local when it is
+/// used again) before `co_await`: it destroys by-value temporaries made inside a co_await expression twice.
+template <typename T> auto awaitOwned(Task<T> child) {
+    return detail::OwnedInnerAwaiter<T>{std::move(child)};
+}
+
 /// Starts `f()` (a callable returning a Task) as a task that keeps `f`, and its captures, alive until the
 /// inner task is done. Cancelling the returned task cancels the inner one.
 template <typename F> auto startTask(F f) -> std::invoke_result_t<F&> {
     using TaskType = std::invoke_result_t<F&>;
     using Value = typename TaskType::ValueType;
     // Named awaiter, no temporaries inside co_await/co_return: g++ 12 mishandles those in coroutines.
-    detail::OwnedInnerAwaiter<Value> awaiter{f()};
+    auto awaiter = awaitOwned(f());
     if constexpr (std::is_void_v<Value>) {
         co_await awaiter;
     } else {

@@ -1,5 +1,6 @@
 #include "Support/UserDefaults.h"
 
+#include "Support/FileDescriptor.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
@@ -202,29 +203,24 @@ public:
         std::filesystem::path lockPath = file.string() + ".lock";
         std::error_code ec;
         std::filesystem::create_directories(file.parent_path(), ec);
-        fd_ = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (fd_ < 0) {
+        fd_.reset(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        if (!fd_) {
             throw std::system_error(errno, std::generic_category(),
                                     "Cannot lock the settings file " + file.string());
         }
-        while (::flock(fd_, LOCK_EX) != 0) {
+        while (::flock(fd_.get(), LOCK_EX) != 0) {
             if (errno != EINTR) {
                 int error = errno;
-                ::close(fd_);
                 throw std::system_error(error, std::generic_category(),
                                         "Cannot lock the settings file " + file.string());
             }
         }
     }
-    ~FileLock() {
-        ::flock(fd_, LOCK_UN);
-        ::close(fd_);
-    }
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
 private:
-    int fd_ = -1;
+    Support::FileDescriptor fd_; // closing it releases the lock
 };
 
 const Logger& defaultsLog() {

@@ -3,7 +3,6 @@
 #include "Database/DatabaseManager.h"
 #include "Intelligence/AIService.h"
 #include "Intelligence/FileInspecting.h"
-#include "Platform/Linux/CurlHttpClient.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
 #include "UI/ai/AIGenerationClient.h"
@@ -39,7 +38,6 @@ std::optional<std::int64_t> recordingIdOf(const Support::Notification& notificat
 
 struct BackgroundServices::Impl {
     Dependencies deps;
-    Platform::CurlHttpClient http;
     std::unique_ptr<Intelligence::AIService> ai;
     Intelligence::LiveFileInspector files;
     std::unique_ptr<UI::SlidesExtractionService> slides;
@@ -76,7 +74,7 @@ struct BackgroundServices::Impl {
 BackgroundServices::BackgroundServices(Dependencies dependencies)
     : impl_(std::make_unique<Impl>(std::move(dependencies))) {
     auto& d = impl_->deps;
-    impl_->ai = Intelligence::AIService::fromUserDefaults(impl_->http, d.scheduler, d.defaults);
+    impl_->ai = Intelligence::AIService::fromUserDefaults(d.http, d.scheduler, d.defaults);
     Intelligence::AIService::setShared(impl_->ai.get());
 
     if (d.database) {
@@ -102,7 +100,7 @@ BackgroundServices::BackgroundServices(Dependencies dependencies)
 
     if (d.checksForUpdates) {
         impl_->lookup = std::make_unique<UI::AppStoreLookupClient>(
-            impl_->http, UI::AppStoreLookupClient::Endpoint::load(d.defaults));
+            d.http, UI::AppStoreLookupClient::Endpoint::load(d.defaults));
         impl_->updates = std::make_unique<UI::UpdateCheckCoordinator>(*impl_->lookup, d.scheduler, d.defaults,
                                                                       d.installedVersion);
         impl_->subscriptions +=

@@ -7,6 +7,7 @@
 // reaches no network). The menu's update entries are wired here. Main loop only.
 #pragma once
 
+#include "Platform/HttpClient.h"
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "UI/video/SlidesExtractionService.h"
@@ -37,6 +38,8 @@ public:
         Support::Scheduler& scheduler;
         Support::UserDefaults& defaults;
         Support::NotificationCenter& center;
+        /// The host's HTTP client (AI providers, the update check).
+        Platform::HttpClient& http;
         /// Null when the library could not be opened: then only the update check runs.
         Database::DatabaseManager* database = nullptr;
         Platform::PowerEvents* power = nullptr;

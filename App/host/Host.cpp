@@ -23,7 +23,6 @@
 #endif
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Platform/Linux/CommandLineClipboard.h"
-#include "Platform/Linux/CurlHttpClient.h"
 #include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
@@ -228,6 +227,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
     BackgroundServices services({.scheduler = scheduler,
                                  .defaults = defaults,
                                  .center = center,
+                                 .http = platform.http(),
                                  .database = database.get(),
                                  .power = &platform.power(),
                                  .checksForUpdates = !options_.demo,
@@ -246,7 +246,6 @@ int Host::run(std::ostream& out, std::ostream& err) {
 
     // Saved recordings are transcribed, one at a time; the queue resumes what a quit or crash interrupted,
     // and a stored transcript starts the AI jobs through the processing notifications.
-    Platform::CurlHttpClient transcriptionHttp;
     Platform::PosixProcessRunner transcriptionRunner;
     std::optional<TranscriptionService> transcription;
     if (database) {
@@ -254,7 +253,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                                  .center = center,
                                                                  .scheduler = scheduler,
                                                                  .defaults = defaults,
-                                                                 .http = transcriptionHttp,
+                                                                 .http = platform.http(),
                                                                  .runner = transcriptionRunner,
                                                                  .searchPath = env.searchPath,
                                                                  .demo = options_.demo,
@@ -322,7 +321,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
                  },
              .checkForUpdates = [&] { menu.actions().checkForUpdates(); },
              .version = VELLMORA_VERSION,
-             .http = std::make_shared<Platform::CurlHttpClient>(),
+             // The host's one HTTP client, which outlives the windows (a handle that owns nothing).
+             .http = std::shared_ptr<Platform::HttpClient>(std::shared_ptr<void>(), &platform.http()),
              .processes = settingsProcesses,
              .clipboard = std::make_shared<Platform::CommandLineClipboard>(settingsProcesses)});
         subscriptions += center.observe(UI::MenuBarController::openSettingsWindowNotification,

@@ -58,8 +58,6 @@ Support::Task<> HostMenuDelegate::listLibrary() {
                                 RecordingArchiver::localClock(r.startDate), r.title, r.duration / 60);
         }
         deps_.say(text);
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         deps_.say(std::string("The library cannot be read: ") + e.what());
     }

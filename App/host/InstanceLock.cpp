@@ -14,23 +14,18 @@ std::optional<InstanceLock> InstanceLock::acquire(const std::string& name) {
     try {
         path = Support::Files::runtimeFolder() / (name + ".lock");
     } catch (const std::system_error&) {
-        return InstanceLock(-1); // nowhere private to lock in: do not refuse to run for that
+        return InstanceLock(
+            Support::FileDescriptor()); // nowhere private to lock in: do not refuse to run for that
     }
-    int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        return InstanceLock(-1); // cannot lock (read-only folder): do not refuse to run for that
+    Support::FileDescriptor fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!fd) {
+        return InstanceLock(
+            Support::FileDescriptor()); // cannot lock (read-only folder): do not refuse to run for that
     }
-    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        ::close(fd);
+    if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
         return std::nullopt;
     }
-    return InstanceLock(fd);
-}
-
-InstanceLock::~InstanceLock() {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
+    return InstanceLock(std::move(fd));
 }
 
 } // namespace App

@@ -2,6 +2,8 @@
 // the kernel when the process ends, so a crash never leaves a stale lock behind.
 #pragma once
 
+#include "Support/FileDescriptor.h"
+
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -13,13 +15,12 @@ class InstanceLock {
 public:
     /// Nothing when another process holds the lock.
     static std::optional<InstanceLock> acquire(const std::string& name);
-    InstanceLock(InstanceLock&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    InstanceLock(InstanceLock&&) noexcept = default;
     InstanceLock(const InstanceLock&) = delete;
-    ~InstanceLock();
 
 private:
-    explicit InstanceLock(int fd) : fd_(fd) {}
-    int fd_ = -1;
+    explicit InstanceLock(Support::FileDescriptor fd) : fd_(std::move(fd)) {}
+    Support::FileDescriptor fd_;
 };
 
 } // namespace App

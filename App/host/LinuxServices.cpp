@@ -10,6 +10,7 @@
 #include "AudioEngine/SimulatedCapture.h"
 #include "Database/VideoMuxActivity.h"
 #include "Platform/CompositeCalendarStore.h"
+#include "Platform/Linux/CurlHttpClient.h"
 #include "Platform/Linux/EdsCalendarStore.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
@@ -36,7 +37,8 @@ const Support::Logger log("host");
 
 LinuxServices::LinuxServices(Support::MainLoop& loop, Support::Scheduler& scheduler,
                              const HostEnvironment& environment, Options options, Say say)
-    : loop_(loop), scheduler_(scheduler), environment_(environment), options_(options), say_(std::move(say)) {
+    : loop_(loop), scheduler_(scheduler), environment_(environment), options_(options), say_(std::move(say)),
+      http_(std::make_unique<Platform::CurlHttpClient>()) {
     // Capture: both sides of the call through the sound server's client library; without a server that
     // answers, PipeWire's or PulseAudio's recording tool (the microphone alone); else simulated. The check
     // connects and disconnects at once: no stream is open until a recording starts.
@@ -144,6 +146,7 @@ std::set<int> LinuxServices::captureProcessIds() const {
 std::unique_ptr<Platform::CalendarStore> LinuxServices::calendarStore(const Support::UserDefaults& defaults) {
     auto options = Platform::ICalendarStore::optionsFromDefaults(defaults, environment_.timeZoneID);
     options.scheduler = &scheduler_;
+    options.http = http_.get();
     auto files = std::make_unique<Platform::ICalendarStore>(options);
     // The desktop's calendars (Evolution Data Server: GNOME's online accounts, CalDAV, local) beside
     // calendar.sources, unless turned off; never in the demo, whose calendar is made up.

@@ -26,6 +26,7 @@
 #include "Platform/ActivityAssertion.h"
 #include "Platform/CalendarStore.h"
 #include "Platform/HotKeyService.h"
+#include "Platform/HttpClient.h"
 #include "Platform/MicrophoneMonitor.h"
 #include "Platform/PowerEvents.h"
 #include "Platform/ProcessRunner.h"
@@ -80,8 +81,10 @@ public:
     Platform::PowerEvents& power() { return *power_; }
     /// Null without a system bus.
     Platform::ActivityAssertion* activity() { return activity_.get(); }
+    /// The host's one HTTP client (calendar subscriptions, transcription servers); lives as long as this.
+    Platform::HttpClient& http() { return *http_; }
     /// The user's calendars: the desktop's (Evolution Data Server; said once when not available) beside
-    /// those the settings in `defaults` name.
+    /// those the settings in `defaults` name. Subscriptions are downloaded through `http()`.
     std::unique_ptr<Platform::CalendarStore> calendarStore(const Support::UserDefaults& defaults);
 
     /// Mirrors the menu to a tray icon when there is a desktop session.
@@ -98,6 +101,7 @@ private:
     HostEnvironment environment_;
     Options options_;
     Say say_;
+    std::unique_ptr<Platform::HttpClient> http_;
     AudioEngine::CommandCapture* commandCapture_ = nullptr;
     AudioEngine::PulseCapture* pulseCapture_ = nullptr;
     std::unique_ptr<AudioEngine::CaptureEngine> capture_;

@@ -73,8 +73,6 @@ Support::Task<> RecordingArchiver::insert(Database::DatabaseManager::Recording r
         deps_.say(fmt::format("Saved “{}” ({:.0f} s) to the library as #{}", record.title,
                               recording.durationSeconds, id));
         recordingAdded.emit(id, recording.videoFile.has_value());
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         deps_.say(fmt::format("The recording was kept at {} but could not be added to the library: {}",
                               recording.audioFile.string(), e.what()));

@@ -26,13 +26,13 @@ SignalWatcher::SignalWatcher(Support::MainLoop& loop, std::function<void(int)> o
     : onSignal_(std::move(onSignal)) {
     blockQuitSignals();
     sigset_t set = quitSignals();
-    fd_ = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
-    if (fd_ < 0) {
+    fd_.reset(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!fd_) {
         throw std::runtime_error("cannot watch for quit signals");
     }
-    watch_ = loop.watchReadable(fd_, [this] {
+    watch_ = loop.watchReadable(fd_.get(), [this] {
         signalfd_siginfo info{};
-        while (::read(fd_, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+        while (::read(fd_.get(), &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
             onSignal_(static_cast<int>(info.ssi_signo));
         }
     });
@@ -40,7 +40,7 @@ SignalWatcher::SignalWatcher(Support::MainLoop& loop, std::function<void(int)> o
 
 SignalWatcher::~SignalWatcher() {
     watch_.reset();
-    ::close(fd_);
+    fd_.reset();
     sigset_t set = quitSignals();
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }

@@ -4,6 +4,7 @@
 // blocking work); every thread started afterwards inherits the mask. The watcher unblocks them when it goes.
 #pragma once
 
+#include "Support/FileDescriptor.h"
 #include "Support/MainLoop.h"
 
 #include <functional>
@@ -20,7 +21,7 @@ public:
     SignalWatcher& operator=(const SignalWatcher&) = delete;
 
 private:
-    int fd_ = -1;
+    Support::FileDescriptor fd_;
     Support::Subscription watch_;
     std::function<void(int)> onSignal_;
 };

@@ -99,7 +99,7 @@ std::shared_ptr<Intelligence::SpeechRecognizer> make(const Intelligence::Transcr
                     std::optional<std::string> failure;
                     try {
                         auto download = models.download(*http, name, [report](double p) { report(p); });
-                        co_await Platform::awaitTransfer(download);
+                        co_await Support::awaitOwned(download);
                     } catch (const Support::UserFacingError& e) {
                         failure = e.description();
                     }

@@ -171,7 +171,9 @@ void TerminalPresenter::showBanner(const UI::MeetingReminderBanner& banner, Supp
 }
 
 void TerminalPresenter::showCard(const UI::MeetingReminderCard& card, CardActionHandler onAction) {
-    card_ = CardState{card, std::move(onAction), std::nullopt, false};
+    const auto guardEnds = scheduler_.monotonicNow() +
+                           (card.shownAt + Support::seconds(KeyPolicy::guardPeriod) - scheduler_.now());
+    card_ = CardState{card, std::move(onAction), std::nullopt, false, guardEnds};
     drawCard();
 }
 
@@ -269,7 +271,7 @@ void TerminalPresenter::handleCardKey(std::uint16_t keyCode) {
     if (!card_) {
         return;
     }
-    bool guarded = Support::toSeconds(scheduler_.now() - card_->card.shownAt) < KeyPolicy::guardPeriod;
+    bool guarded = scheduler_.monotonicNow() < card_->guardEnds;
     auto outcome = KeyPolicy::outcome(keyCode, guarded, card_->hasNavigated);
     const auto& buttons = card_->card.presentation.buttons;
     switch (outcome) {

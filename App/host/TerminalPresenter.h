@@ -84,6 +84,8 @@ private:
         CardActionHandler onAction;
         std::optional<std::size_t> focus;
         bool hasNavigated = false;
+        /// The end of the guard period after the card was shown, on the monotonic clock.
+        Support::MonotonicInstant guardEnds{};
     };
     void onInput();
     void handleKey(char key);

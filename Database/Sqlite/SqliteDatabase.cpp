@@ -280,6 +280,20 @@ private:
     sqlite3_stmt* stmt_ = nullptr;
 };
 
+template <typename Row, typename BindRow>
+void SqliteDatabase::replaceChildRows(RecordingId id, const char* table, const char* insertSql,
+                                      const std::vector<Row>& rows, BindRow bindRow) {
+    auto remove = "DELETE FROM " + std::string(table) + " WHERE recording_id = ?";
+    prepare(remove.c_str()).bind(1, id).run();
+    auto insert = prepare(insertSql);
+    for (const auto& row : rows) {
+        insert.reset();
+        insert.bind(1, id);
+        bindRow(insert, row);
+        insert.run();
+    }
+}
+
 namespace {
 
 DatabaseManager::Recording readRecording(const auto& s) {
@@ -701,20 +715,16 @@ void SqliteDatabase::saveTranscript(RecordingId id, const std::vector<Transcript
         if (!recordingExists(id)) {
             return;
         }
-        prepare("DELETE FROM transcript_segments WHERE recording_id = ?").bind(1, id).run();
-        auto insert =
-            prepare("INSERT INTO transcript_segments(recording_id, start_time, end_time, text, speaker, "
-                    "is_from_microphone) VALUES (?,?,?,?,?,?)");
-        for (const auto& seg : segments) {
-            insert.reset();
-            insert.bind(1, id)
-                .bind(2, seg.startTime)
-                .bind(3, seg.endTime)
-                .bind(4, seg.text)
-                .bind(5, seg.speaker)
-                .bind(6, seg.isFromMicrophone)
-                .run();
-        }
+        replaceChildRows(id, "transcript_segments",
+                         "INSERT INTO transcript_segments(recording_id, start_time, end_time, text, speaker, "
+                         "is_from_microphone) VALUES (?,?,?,?,?,?)",
+                         segments, [](Statement& insert, const TranscriptSegment& seg) {
+                             insert.bind(2, seg.startTime)
+                                 .bind(3, seg.endTime)
+                                 .bind(4, seg.text)
+                                 .bind(5, seg.speaker)
+                                 .bind(6, seg.isFromMicrophone);
+                         });
         prepare("UPDATE recordings SET has_transcript = ? WHERE id = ?")
             .bind(1, !segments.empty())
             .bind(2, id)
@@ -742,18 +752,12 @@ void SqliteDatabase::saveTopics(RecordingId id, const std::vector<StoredTopic>& 
         if (!recordingExists(id)) {
             return;
         }
-        prepare("DELETE FROM topics WHERE recording_id = ?").bind(1, id).run();
-        auto insert = prepare(
-            "INSERT INTO topics(recording_id, title, start_time, end_time, summary) VALUES (?,?,?,?,?)");
-        for (const auto& t : topics) {
-            insert.reset();
-            insert.bind(1, id)
-                .bind(2, t.title)
-                .bind(3, t.startTime)
-                .bind(4, t.endTime)
-                .bind(5, t.summary)
-                .run();
-        }
+        replaceChildRows(
+            id, "topics",
+            "INSERT INTO topics(recording_id, title, start_time, end_time, summary) VALUES (?,?,?,?,?)",
+            topics, [](Statement& insert, const StoredTopic& t) {
+                insert.bind(2, t.title).bind(3, t.startTime).bind(4, t.endTime).bind(5, t.summary);
+            });
         changes.push_back({ChangeKind::topicsChanged, id});
     });
 }
@@ -782,21 +786,19 @@ SqliteDatabase::saveActionItems(RecordingId id, const std::vector<std::string>& 
             kept.emplace(Support::Text::lowercased(item.text),
                          std::make_pair(item.isCompleted, item.assignee));
         }
-        prepare("DELETE FROM action_items WHERE recording_id = ?").bind(1, id).run();
-        auto insert = prepare("INSERT INTO action_items(recording_id, text, is_completed, assignee, "
-                              "position) VALUES (?,?,?,?,?)");
         int position = 0;
-        for (const auto& text : texts) {
-            auto previous = kept.find(Support::Text::lowercased(text));
-            insert.reset();
-            insert.bind(1, id).bind(2, text).bind(5, position++);
-            if (previous != kept.end()) {
-                insert.bind(3, previous->second.first).bind(4, previous->second.second);
-            } else {
-                insert.bind(3, false).bind(4, std::optional<std::string>());
-            }
-            insert.run();
-        }
+        replaceChildRows(id, "action_items",
+                         "INSERT INTO action_items(recording_id, text, is_completed, assignee, position) "
+                         "VALUES (?,?,?,?,?)",
+                         texts, [&](Statement& insert, const std::string& text) {
+                             auto previous = kept.find(Support::Text::lowercased(text));
+                             insert.bind(2, text).bind(5, position++);
+                             if (previous != kept.end()) {
+                                 insert.bind(3, previous->second.first).bind(4, previous->second.second);
+                             } else {
+                                 insert.bind(3, false).bind(4, std::optional<std::string>());
+                             }
+                         });
         changes.push_back({ChangeKind::actionItemsChanged, id});
         return actionItems(id);
     });
@@ -832,12 +834,11 @@ void SqliteDatabase::saveSlides(RecordingId id, const std::vector<Slide>& slides
         if (!recordingExists(id)) {
             return;
         }
-        prepare("DELETE FROM slides WHERE recording_id = ?").bind(1, id).run();
-        auto insert = prepare("INSERT INTO slides(recording_id, time, image_name, text) VALUES (?,?,?,?)");
-        for (const auto& slide : slides) {
-            insert.reset();
-            insert.bind(1, id).bind(2, slide.time).bind(3, slide.imageName).bind(4, slide.text).run();
-        }
+        replaceChildRows(id, "slides",
+                         "INSERT INTO slides(recording_id, time, image_name, text) VALUES (?,?,?,?)", slides,
+                         [](Statement& insert, const Slide& slide) {
+                             insert.bind(2, slide.time).bind(3, slide.imageName).bind(4, slide.text);
+                         });
         changes.push_back({ChangeKind::slidesChanged, id});
     });
 }
@@ -864,21 +865,17 @@ void SqliteDatabase::saveScreenCaptures(RecordingId id, const std::vector<Screen
         if (!recordingExists(id)) {
             return;
         }
-        prepare("DELETE FROM screen_captures WHERE recording_id = ?").bind(1, id).run();
-        auto insert =
-            prepare("INSERT INTO screen_captures(recording_id, time, image_name, screen_text, label, "
-                    "is_featured, rank) VALUES (?,?,?,?,?,?,?)");
-        for (const auto& c : captures) {
-            insert.reset();
-            insert.bind(1, id)
-                .bind(2, c.time)
-                .bind(3, c.imageName)
-                .bind(4, c.screenText)
-                .bind(5, c.label)
-                .bind(6, c.isFeatured)
-                .bind(7, c.rank)
-                .run();
-        }
+        replaceChildRows(id, "screen_captures",
+                         "INSERT INTO screen_captures(recording_id, time, image_name, screen_text, label, "
+                         "is_featured, rank) VALUES (?,?,?,?,?,?,?)",
+                         captures, [](Statement& insert, const ScreenCapture& c) {
+                             insert.bind(2, c.time)
+                                 .bind(3, c.imageName)
+                                 .bind(4, c.screenText)
+                                 .bind(5, c.label)
+                                 .bind(6, c.isFeatured)
+                                 .bind(7, c.rank);
+                         });
         changes.push_back({ChangeKind::screensChanged, id});
     });
 }

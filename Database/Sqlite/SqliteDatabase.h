@@ -106,6 +106,12 @@ private:
     [[noreturn]] void fail(int code, const std::string& what);
     Statement prepare(const char* sql);
     bool recordingExists(RecordingId id);
+    /// Inside a write: replaces the rows of `table` that belong to recording `id` with one row per item of
+    /// `rows`. `insertSql` takes the recording id as its first parameter; `bindRow(statement, row)` binds
+    /// the others.
+    template <typename Row, typename BindRow>
+    void replaceChildRows(RecordingId id, const char* table, const char* insertSql,
+                          const std::vector<Row>& rows, BindRow bindRow);
     /// Runs `body` in a write transaction under the lock, then emits `changes`.
     template <typename F> auto write(std::vector<Change> changes, F body);
     /// Sets one column of recording `id` with `sql` ("UPDATE recordings SET column = ? WHERE id = ?") and

@@ -44,7 +44,9 @@ MeetingCardWindow::MeetingCardWindow(UI::MeetingReminderCard card, Support::Sche
                                      UI::MeetingReminderPresenter::CardActionHandler onAction,
                                      QWidget* parent)
     : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
-      card_(std::move(card)), scheduler_(scheduler), onAction_(std::move(onAction)) {
+      card_(std::move(card)), scheduler_(scheduler), onAction_(std::move(onAction)),
+      guardEnds_(scheduler.monotonicNow() +
+                 (card_.shownAt + Support::seconds(Policy::guardPeriod) - scheduler.now())) {
     const auto& p = card_.presentation;
     setObjectName("meetingCard");
     setWindowTitle(qs(p.title));
@@ -147,8 +149,7 @@ void MeetingCardWindow::present() {
     }
     show();
     raise();
-    auto remaining =
-        card_.shownAt + std::chrono::milliseconds(int(Policy::guardPeriod * 1000)) - scheduler_.now();
+    auto remaining = guardEnds_ - scheduler_.monotonicNow();
     focusTimer_ = scheduler_.after(remaining, [this] {
         activateWindow();
         if (!buttons_.empty()) {
@@ -189,8 +190,7 @@ std::uint16_t MeetingCardWindow::keyCode(int qtKey) {
 }
 
 bool MeetingCardWindow::isGuarded() const {
-    auto elapsed = std::chrono::duration<double>(scheduler_.now() - card_.shownAt).count();
-    return elapsed < Policy::guardPeriod;
+    return scheduler_.monotonicNow() < guardEnds_;
 }
 
 bool MeetingCardWindow::handleKey(QKeyEvent* event) {

@@ -55,6 +55,8 @@ private:
     UI::MeetingReminderCard card_;
     Support::Scheduler& scheduler_;
     UI::MeetingReminderPresenter::CardActionHandler onAction_;
+    /// The end of the guard period after the card was shown, on the monotonic clock.
+    Support::MonotonicInstant guardEnds_;
     std::vector<QPushButton*> buttons_;
     std::vector<std::unique_ptr<QWidget>> dimmers_;
     bool hasNavigated_ = false;

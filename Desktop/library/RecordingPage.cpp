@@ -135,7 +135,6 @@ RecordingPage::RecordingPage(Recording recording, Context context, QWidget* pare
 }
 
 RecordingPage::~RecordingPage() {
-    *alive_ = false;
     playback_ = {};
     // The player row observes the player: it goes first.
     delete playerBar_;
@@ -165,38 +164,30 @@ void RecordingPage::loadSummary() {
     summary_->setMarkdown(qs(summaryMarkdown(recording_, {})));
     auto& database = context_.database;
     auto id = recording_.id;
-    (void)Support::startTask(
-        [this, &database, id, alive = std::weak_ptr<bool>(alive_)]() -> Support::Task<void> {
-            SummaryContent content;
-            try {
-                content = co_await Support::BlockingWork::run([&database, id] {
-                    return SummaryContent{database.actionItems(id), database.topics(id)};
-                });
-            } catch (const Support::Cancelled&) {
-                throw;
-            } catch (const std::exception&) {
-                co_return;
-            }
-            if (alive.lock()) {
-                summary_->setMarkdown(qs(summaryMarkdown(recording_, content)));
-            }
-        });
+    (void)tasks_.start([this, &database, id]() -> Support::Task<void> {
+        SummaryContent content;
+        try {
+            content = co_await Support::BlockingWork::run([&database, id] {
+                return SummaryContent{database.actionItems(id), database.topics(id)};
+            });
+        } catch (const std::exception&) {
+            co_return;
+        }
+        summary_->setMarkdown(qs(summaryMarkdown(recording_, content)));
+    });
 }
 
 void RecordingPage::reload() {
     auto& database = context_.database;
     auto id = recording_.id;
-    (void)Support::startTask([this, &database, id,
-                              alive = std::weak_ptr<bool>(alive_)]() -> Support::Task<void> {
+    (void)tasks_.start([this, &database, id]() -> Support::Task<void> {
         std::optional<Recording> fresh;
         try {
             fresh = co_await Support::BlockingWork::run([&database, id] { return database.recording(id); });
-        } catch (const Support::Cancelled&) {
-            throw;
         } catch (const std::exception&) {
             co_return;
         }
-        if (alive.lock() && fresh) {
+        if (fresh) {
             recording_ = *fresh;
             updateHeader();
             loadSummary();

@@ -7,6 +7,7 @@
 
 #include "Database/DatabaseManager.h"
 #include "Support/Scheduler.h"
+#include "Support/TaskGroup.h"
 #include "Support/UserDefaults.h"
 #include "UI/ai/AIGenerationClient.h"
 #include "UI/ai/AIGenerationJobs.h"
@@ -92,7 +93,7 @@ private:
     std::unique_ptr<PlaybackSource> player_;
     PlayerBar* playerBar_ = nullptr;
     Support::SubscriptionBag playback_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace Desktop

@@ -185,7 +185,7 @@ Support::Task<bool> CalendarSubscriptionDownloader::download(std::string url) {
     std::string problem;
     try {
         auto transfer = http_.send(std::move(request));
-        response = co_await awaitTransfer(transfer);
+        response = co_await Support::awaitOwned(transfer);
     } catch (const HttpTransportError& e) {
         problem = "download failed: " + e.description();
     }

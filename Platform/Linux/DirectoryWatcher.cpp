@@ -23,31 +23,30 @@ DirectoryWatcher::DirectoryWatcher(Handler handler) : handler_(std::move(handler
     if (!Support::MainLoop::hasCurrent()) {
         return;
     }
-    fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (fd_ < 0) {
+    fd_.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (!fd_) {
         log.warning("Cannot watch files for changes: {}", std::strerror(errno));
         return;
     }
-    loopWatch_ = Support::MainLoop::current().watchReadable(fd_, [this] { readEvents(); });
+    loopWatch_ = Support::MainLoop::current().watchReadable(fd_.get(), [this] { readEvents(); });
 }
 
 DirectoryWatcher::~DirectoryWatcher() {
     loopWatch_.reset(); // the loop lets go of the descriptor before it is closed
-    if (fd_ < 0) {
+    if (!fd_) {
         return;
     }
     for (const auto& [wd, folder] : folders_) {
-        inotify_rm_watch(fd_, wd);
+        inotify_rm_watch(fd_.get(), wd);
     }
-    ::close(fd_);
 }
 
 bool DirectoryWatcher::add(const fs::path& folder) {
     std::error_code ec;
-    if (fd_ < 0 || !fs::is_directory(folder, ec)) {
+    if (!fd_ || !fs::is_directory(folder, ec)) {
         return false;
     }
-    int wd = inotify_add_watch(fd_, folder.c_str(), watchedEvents);
+    int wd = inotify_add_watch(fd_.get(), folder.c_str(), watchedEvents);
     if (wd < 0) {
         log.warning("Cannot watch {}: {}", folder.string(), std::strerror(errno));
         return false;
@@ -69,7 +68,7 @@ void DirectoryWatcher::readEvents() {
     std::vector<Change> changes;
     bool overflowed = false;
     for (;;) {
-        auto n = ::read(fd_, buffer, sizeof buffer);
+        auto n = ::read(fd_.get(), buffer, sizeof buffer);
         if (n <= 0) {
             break;
         }

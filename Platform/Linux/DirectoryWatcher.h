@@ -10,6 +10,7 @@
 // the kernel's watches and only then closes the descriptor. Main loop only.
 #pragma once
 
+#include "Support/FileDescriptor.h"
 #include "Support/Signal.h"
 
 #include <filesystem>
@@ -37,7 +38,7 @@ public:
     DirectoryWatcher(const DirectoryWatcher&) = delete;
     DirectoryWatcher& operator=(const DirectoryWatcher&) = delete;
 
-    bool isActive() const { return fd_ >= 0; }
+    bool isActive() const { return fd_.isValid(); }
     /// Starts watching `folder` (once); false when it is no folder or cannot be watched.
     bool add(const std::filesystem::path& folder);
     /// The folders watched now.
@@ -48,7 +49,7 @@ public:
 
 private:
     Handler handler_;
-    int fd_ = -1;
+    Support::FileDescriptor fd_;
     std::map<int, std::filesystem::path> folders_;
     Support::Subscription loopWatch_;
 };

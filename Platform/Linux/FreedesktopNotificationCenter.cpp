@@ -150,8 +150,6 @@ Support::Task<bool> FreedesktopNotificationCenter::requestAuthorization() {
     auto impl = impl_;
     try {
         co_await impl->loadCapabilities();
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         throw NotificationError(std::string("No notification server answers: ") + e.what());
     }
@@ -162,8 +160,6 @@ Support::Task<bool> FreedesktopNotificationCenter::isAuthorized() {
     auto impl = impl_;
     try {
         co_await impl->loadCapabilities();
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception&) {
         co_return false;
     }
@@ -187,8 +183,6 @@ Support::Task<void> FreedesktopNotificationCenter::add(NotificationRequest reque
     bool withActions = false;
     try {
         withActions = co_await impl->loadCapabilities();
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         throw NotificationError(std::string("No notification server answers: ") + e.what());
     }

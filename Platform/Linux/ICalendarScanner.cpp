@@ -1,5 +1,6 @@
 #include "Platform/Linux/ICalendarScanner.h"
 
+#include "Support/FileDescriptor.h"
 #include "Support/Text.h"
 
 #include <fcntl.h>
@@ -302,19 +303,16 @@ std::string readAll(int fd, std::size_t sizeHint) {
     return content;
 }
 
-struct FileDescriptor {
-    int fd;
-    explicit FileDescriptor(const fs::path& path) : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-        if (fd < 0) {
+struct OpenFile {
+    Support::FileDescriptor fd;
+    explicit OpenFile(const fs::path& path) : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+        if (!fd) {
             throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
         }
     }
-    ~FileDescriptor() { ::close(fd); }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
     struct stat status() const {
         struct stat st {};
-        if (::fstat(fd, &st) != 0) {
+        if (::fstat(fd.get(), &st) != 0) {
             throw std::runtime_error(std::string("cannot read the file: ") + std::strerror(errno));
         }
         return st;
@@ -358,15 +356,15 @@ ScannedFile scanInPieces(int fd) {
 
 /// Scans a calendar file; `keepText` keeps its whole text in memory instead of reading blocks again later.
 ScannedFile scanPath(const fs::path& path, bool keepText) {
-    FileDescriptor file(path);
+    OpenFile file(path);
     auto st = file.status();
     ScannedFile scanned;
     if (keepText) {
-        auto text = readAll(file.fd, static_cast<std::size_t>(std::max<off_t>(0, st.st_size)));
+        auto text = readAll(file.fd.get(), static_cast<std::size_t>(std::max<off_t>(0, st.st_size)));
         scanned = scanText(text);
         scanned.text = std::move(text);
     } else {
-        scanned = scanInPieces(file.fd);
+        scanned = scanInPieces(file.fd.get());
     }
     scanned.path = path;
     scanned.identity = FileIdentity::of(st);
@@ -413,7 +411,7 @@ ICalendarScanner::blocks(const ScannedFile& file,
         }
         return out;
     }
-    FileDescriptor fd(*file.path);
+    OpenFile fd(*file.path);
     if (FileIdentity::of(fd.status()) != file.identity) {
         return std::nullopt;
     }
@@ -421,8 +419,8 @@ ICalendarScanner::blocks(const ScannedFile& file,
         std::string bytes(e - b, '\0');
         std::size_t filled = 0;
         while (filled < bytes.size()) {
-            auto n =
-                ::pread(fd.fd, bytes.data() + filled, bytes.size() - filled, static_cast<off_t>(b + filled));
+            auto n = ::pread(fd.fd.get(), bytes.data() + filled, bytes.size() - filled,
+                             static_cast<off_t>(b + filled));
             if (n < 0 && errno == EINTR) {
                 continue;
             }

@@ -307,9 +307,7 @@ struct ICalendarStore::Impl : std::enable_shared_from_this<Impl> {
             }
             try {
                 auto download = downloader->download(url);
-                anyChanged = co_await awaitTransfer(download) || anyChanged;
-            } catch (const Support::Cancelled&) {
-                throw;
+                anyChanged = co_await Support::awaitOwned(download) || anyChanged;
             } catch (const std::exception& e) {
                 log.warning("Subscription {}: {}", url, e.what());
             }

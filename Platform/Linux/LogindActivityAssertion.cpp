@@ -1,6 +1,7 @@
 #include "Platform/Linux/LogindActivityAssertion.h"
 
 #include "Platform/Linux/SdBusCall.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Log.h"
 
 #include <systemd/sd-bus.h>
@@ -39,13 +40,8 @@ struct LogindActivityAssertion::Impl {
 
 /// One lock: the descriptor once logind sent it, and whether the handle already ended.
 struct Lock {
-    int fd = -1;
+    Support::FileDescriptor fd;
     bool ended = false;
-    ~Lock() {
-        if (fd >= 0) {
-            ::close(fd);
-        }
-    }
 };
 
 LogindActivityAssertion::LogindActivityAssertion(Support::MainLoop& loop, std::optional<std::string> address)
@@ -75,20 +71,15 @@ Support::Subscription LogindActivityAssertion::begin(const std::string& reason) 
                 co_return;
             }
             if (!lock->ended) {
-                lock->fd = ::fcntl(fd, F_DUPFD_CLOEXEC, 3); // the reply owns `fd`
+                lock->fd.reset(::fcntl(fd, F_DUPFD_CLOEXEC, 3)); // the reply owns `fd`
             }
-        } catch (const Support::Cancelled&) {
-            throw;
         } catch (const std::exception& e) {
             impl->warnOnce(e.what());
         }
     });
     return Support::Subscription([lock, task] {
         lock->ended = true;
-        if (lock->fd >= 0) {
-            ::close(lock->fd);
-            lock->fd = -1;
-        }
+        lock->fd.reset();
         task.cancel();
     });
 }

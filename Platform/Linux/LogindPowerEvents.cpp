@@ -1,6 +1,7 @@
 #include "Platform/Linux/LogindPowerEvents.h"
 
 #include "Platform/Linux/SdBusCall.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Log.h"
 
 #include <systemd/sd-bus.h>
@@ -17,7 +18,7 @@ struct LogindPowerEvents::Impl {
     Support::MainLoop& loop;
     std::unique_ptr<SdBusConnection> bus;
     sd_bus_slot* sleepSlot = nullptr;
-    int timerFD = -1;
+    Support::FileDescriptor timerFD;
     Support::Subscription timerWatch;
     Support::Signal<> woke;
     Support::Signal<> clockChanged;
@@ -26,10 +27,7 @@ struct LogindPowerEvents::Impl {
     explicit Impl(Support::MainLoop& l) : loop(l) {}
     ~Impl() {
         sd_bus_slot_unref(sleepSlot);
-        timerWatch.reset();
-        if (timerFD >= 0) {
-            ::close(timerFD);
-        }
+        timerWatch.reset(); // the loop lets go of the descriptor before it is closed
     }
 
     static int onPrepareForSleep(sd_bus_message* m, void* userdata, sd_bus_error*) {
@@ -45,18 +43,18 @@ struct LogindPowerEvents::Impl {
     void armTimer() {
         itimerspec expiry{};
         expiry.it_value.tv_sec = INT32_MAX;
-        timerfd_settime(timerFD, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &expiry, nullptr);
+        timerfd_settime(timerFD.get(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &expiry, nullptr);
     }
     void watchClock() {
-        timerFD = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK | TFD_CLOEXEC);
-        if (timerFD >= 0) {
+        timerFD.reset(timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK | TFD_CLOEXEC));
+        if (timerFD) {
             armTimer();
-            timerWatch = loop.watchReadable(timerFD, [this] { onTimer(); });
+            timerWatch = loop.watchReadable(timerFD.get(), [this] { onTimer(); });
         }
     }
     void onTimer() {
         std::uint64_t expirations = 0;
-        ssize_t n = ::read(timerFD, &expirations, sizeof expirations);
+        ssize_t n = ::read(timerFD.get(), &expirations, sizeof expirations);
         if (n < 0 && errno == ECANCELED) {
             armTimer();
             clockChanged.emit();

@@ -179,9 +179,7 @@ ScreenCastPortal::Share::Share(sd_bus* bus, std::string session, int pipewireFd,
       restoreToken_(std::move(restoreToken)) {}
 
 ScreenCastPortal::Share::~Share() {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
+    fd_.reset();
     if (bus_) {
         sd_bus_call_method(bus_, service, session_.c_str(), "org.freedesktop.portal.Session", "Close",
                            nullptr, nullptr, "");

@@ -13,6 +13,7 @@
 #pragma once
 
 #include "Platform/ScreenShare.h"
+#include "Support/FileDescriptor.h"
 
 #include <cstdint>
 #include <memory>
@@ -38,7 +39,7 @@ public:
         ~Share() override;
         Share(const Share&) = delete;
         Share& operator=(const Share&) = delete;
-        int pipewireFd() const override { return fd_; }
+        int pipewireFd() const override { return fd_.get(); }
         std::uint32_t node() const override { return node_; }
         const std::optional<std::string>& restoreToken() const override { return restoreToken_; }
         const std::string& session() const { return session_; }
@@ -46,7 +47,7 @@ public:
     private:
         sd_bus* bus_;
         std::string session_;
-        int fd_;
+        Support::FileDescriptor fd_;
         std::uint32_t node_;
         std::optional<std::string> restoreToken_;
     };

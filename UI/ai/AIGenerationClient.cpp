@@ -30,8 +30,7 @@ namespace {
 // Coroutines with their inputs as parameters: a coroutine lambda's captures would die with the client.
 Task<void> waitTranslating(Intelligence::AIService& ai, std::function<void()> onWaiting) {
     try {
-        auto wait =
-            Intelligence::awaitOwned(AIGenerationService::waitUntilModelIsReady(ai, std::move(onWaiting)));
+        auto wait = Support::awaitOwned(AIGenerationService::waitUntilModelIsReady(ai, std::move(onWaiting)));
         co_await wait;
     } catch (const Intelligence::AIService::GenerationUnavailable& e) {
         throw ModelNotReadyError(e.reason());
@@ -71,7 +70,7 @@ AIGenerationClient AIGenerationClient::live(Database::DatabaseManager& database,
         auto session = "summary-" + std::to_string(id);
         auto inner = TextStream::make([=, &database, &ai](TextStream::Sink sink) -> Task<void> {
             if (labelScreensBeforeSummary) {
-                auto labelling = Intelligence::awaitOwned(labelScreensBeforeSummary(id));
+                auto labelling = Support::awaitOwned(labelScreensBeforeSummary(id));
                 co_await labelling;
             }
             auto stream = AIGenerationService::generateSummary(id, summaryTemplate, session,

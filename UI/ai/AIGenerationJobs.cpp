@@ -75,10 +75,8 @@ void AIGenerationJobs::startWithToken(Kind kind, RecordingId recordingId,
             std::optional<std::string> failure;
             try {
                 // Owned: cancelling the job cancels its body, and the job ends only once the body has.
-                Support::detail::OwnedInnerAwaiter<void> body{operation(token)};
+                auto body = Support::awaitOwned(operation(token));
                 co_await body;
-            } catch (const Support::Cancelled&) {
-                throw;
             } catch (const Support::UserFacingError& e) {
                 failure = e.description();
             } catch (const std::exception& e) {

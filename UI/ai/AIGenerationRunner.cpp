@@ -72,7 +72,7 @@ Task<void> AIGenerationRunner::waitForModel(Kind kind, RecordingId recordingId, 
                 kind == Kind::summary ? ProcessingType::summary : ProcessingType::actionItems, true);
         }
     };
-    auto wait = Intelligence::awaitOwned(generation.waitUntilReady(onWaiting));
+    auto wait = Support::awaitOwned(generation.waitUntilReady(onWaiting));
     co_await wait;
 }
 
@@ -82,8 +82,8 @@ Task<void> AIGenerationRunner::summary(RecordingId recordingId, Token token,
                                        AIGenerationJobs& jobs, Display display) {
     const AIGenerationJobs::Key key{Kind::summary, recordingId};
     try {
-        auto wait = Intelligence::awaitOwned(
-            waitForModel(Kind::summary, recordingId, token, generation, jobs, display));
+        auto wait =
+            Support::awaitOwned(waitForModel(Kind::summary, recordingId, token, generation, jobs, display));
         co_await wait;
         if (display.onProgress) {
             display.onProgress(AIRerunCopy::summary(std::nullopt));
@@ -95,7 +95,7 @@ Task<void> AIGenerationRunner::summary(RecordingId recordingId, Token token,
         };
         auto stream = summaryTemplate ? generation.templatedSummary(recordingId, *summaryTemplate, progress)
                                       : generation.summary(recordingId, progress);
-        auto running = Intelligence::awaitOwned(run(stream, display));
+        auto running = Support::awaitOwned(run(stream, display));
         auto raw = co_await running;
         auto text = cleanedModelText(raw);
         if (text.empty()) {
@@ -105,11 +105,9 @@ Task<void> AIGenerationRunner::summary(RecordingId recordingId, Token token,
         auto pending1 = Support::BlockingWork::run(
             [&database, recordingId, text] { database.saveSummary(recordingId, text); });
         co_await pending1;
-        auto index = Intelligence::awaitOwned(generation.indexSummary(recordingId));
+        auto index = Support::awaitOwned(generation.indexSummary(recordingId));
         co_await index;
         jobs.finish(key, token, Outcome::finished(text, true));
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         jobs.finish(key, token, Outcome::failed(describe(e)));
     }
@@ -132,7 +130,7 @@ Task<void> AIGenerationRunner::actionItems(RecordingId recordingId, Token token,
                 co_return;
             }
         }
-        auto wait = Intelligence::awaitOwned(
+        auto wait = Support::awaitOwned(
             waitForModel(Kind::actionItems, recordingId, token, generation, jobs, display));
         co_await wait;
         if (display.onProgress) {
@@ -144,7 +142,7 @@ Task<void> AIGenerationRunner::actionItems(RecordingId recordingId, Token token,
             }
         };
         auto stream = generation.actionItems(recordingId, progress);
-        auto running = Intelligence::awaitOwned(run(stream, display));
+        auto running = Support::awaitOwned(run(stream, display));
         auto raw = co_await running;
         auto pending3 = Support::BlockingWork::run([&database, recordingId, raw] {
             return AIGenerationService::finalActionItems(recordingId, raw, database);
@@ -158,8 +156,6 @@ Task<void> AIGenerationRunner::actionItems(RecordingId recordingId, Token token,
             texts.push_back(item.text);
         }
         jobs.finish(key, token, Outcome::finished(Support::Text::joined(texts, "\n"), true));
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.error("Failed to generate action items: {}", describe(e));
         jobs.finish(key, token, Outcome::failed(describe(e)));
@@ -171,11 +167,11 @@ Task<void> AIGenerationRunner::title(RecordingId recordingId, Token token, AIGen
                                      Display display) {
     const AIGenerationJobs::Key key{Kind::title, recordingId};
     try {
-        auto wait = Intelligence::awaitOwned(
-            waitForModel(Kind::title, recordingId, token, generation, jobs, display));
+        auto wait =
+            Support::awaitOwned(waitForModel(Kind::title, recordingId, token, generation, jobs, display));
         co_await wait;
         auto stream = generation.title(recordingId);
-        auto running = Intelligence::awaitOwned(run(stream, display));
+        auto running = Support::awaitOwned(run(stream, display));
         auto raw = co_await running;
         auto title = TextCleaning::cleanTitleResponse(cleanedModelText(raw));
         if (!title) {
@@ -190,8 +186,6 @@ Task<void> AIGenerationRunner::title(RecordingId recordingId, Token token, AIGen
             [&database, recordingId, saved] { database.saveTitle(recordingId, saved); });
         co_await pending4;
         jobs.finish(key, token, Outcome::finished(saved, true));
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         jobs.finish(key, token, Outcome::failed(describe(e)));
     }
@@ -227,14 +221,14 @@ void AIGenerationRunner::startAutomatic(RecordingId recordingId, bool wantsSumma
             }
         };
         auto combined = Support::startTask([=, &database, &ai]() -> Task<Intelligence::LongMeetingResult> {
-            auto wait = Intelligence::awaitOwned(generation.waitUntilReady(waiting));
+            auto wait = Support::awaitOwned(generation.waitUntilReady(waiting));
             co_await wait;
             auto result = std::make_shared<Intelligence::LongMeetingResult>();
             auto stream = translatingUnavailable(AIGenerationService::generateMeetingContent(
                 recordingId, true, true, Intelligence::SummaryTemplate::defaultTemplate(),
                 Intelligence::LLMExecutionMode::background, database, ai,
                 [result](const Intelligence::LongMeetingResult& r) { *result = r; }));
-            auto collecting = Intelligence::awaitOwned(TextStream::collect(stream));
+            auto collecting = Support::awaitOwned(TextStream::collect(stream));
             auto text = co_await collecting;
             (void)text;
             co_return *result;

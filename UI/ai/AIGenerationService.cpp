@@ -258,7 +258,7 @@ TextStream AIGenerationService::generateTitleFromSummary(const std::string& summ
 TextStream AIGenerationService::generateTitle(RecordingId recordingId, Database::DatabaseManager& database,
                                               Intelligence::AIService& ai) {
     return TextStream::make([recordingId, &database, &ai](TextStream::Sink sink) -> Task<void> {
-        auto reading = Intelligence::awaitOwned(readRecording(database, recordingId));
+        auto reading = Support::awaitOwned(readRecording(database, recordingId));
         auto input = co_await reading;
         if (!input.recording) {
             co_return;
@@ -272,7 +272,7 @@ TextStream AIGenerationService::generateTitle(RecordingId recordingId, Database:
         }
         if (source.kind == TitleSource::Kind::summary) {
             auto stream = generateTitleFromSummary(source.text, event, ai);
-            auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+            auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
             co_await forwarding;
             co_return;
         }
@@ -282,7 +282,7 @@ TextStream AIGenerationService::generateTitle(RecordingId recordingId, Database:
         request.systemPrompt = titleSystemPrompt;
         request.parameters = Intelligence::LLMEngine::GenerationParameters::title();
         auto stream = ai.generate(std::move(request));
-        auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+        auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
         co_await forwarding;
     });
 }
@@ -297,7 +297,7 @@ TextStream AIGenerationService::generateSummary(RecordingId recordingId,
     auto session = sessionId.value_or("auto-summary-" + std::to_string(recordingId));
     return TextStream::make([recordingId, summaryTemplate, session, mode, &database, &ai,
                              progress](TextStream::Sink sink) -> Task<void> {
-        auto reading = Intelligence::awaitOwned(readRecording(database, recordingId));
+        auto reading = Support::awaitOwned(readRecording(database, recordingId));
         auto input = co_await reading;
         if (!input.recording || Text::isBlank(input.transcript)) {
             co_return;
@@ -306,7 +306,7 @@ TextStream AIGenerationService::generateSummary(RecordingId recordingId,
             ai, std::move(input.transcript), summaryTemplate,
             Intelligence::SummaryBrief::from(summaryTemplate),
             Intelligence::LLMEngine::GenerationParameters::summary(), session, mode, progress);
-        auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+        auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
         co_await forwarding;
     });
 }
@@ -340,7 +340,7 @@ TextStream AIGenerationService::generateActionItems(RecordingId recordingId,
             auto stream = Intelligence::LongMeeting::actionItems(
                 ai, std::move(input.recording.transcript), input.query,
                 Intelligence::LLMEngine::GenerationParameters::actionItems(), session, mode, progress);
-            auto forwarding = Intelligence::awaitOwned(forwardFragments(stream, sink));
+            auto forwarding = Support::awaitOwned(forwardFragments(stream, sink));
             co_await forwarding;
         });
 }
@@ -391,7 +391,7 @@ TextStream AIGenerationService::generateMeetingContent(
 
 Task<void> AIGenerationService::waitUntilModelIsReady(Intelligence::AIService& ai,
                                                       std::function<void()> prepare) {
-    auto wait = Intelligence::awaitOwned(ai.waitUntilReady(std::move(prepare)));
+    auto wait = Support::awaitOwned(ai.waitUntilReady(std::move(prepare)));
     co_await wait;
 }
 

@@ -251,7 +251,7 @@ Task<AIServiceObservable::TestResult> AIServiceObservable::performConnectionTest
         co_return TestResult{"Invalid base URL", true, {}};
     }
     try {
-        auto pending1 = Platform::awaitTransfer(http_.send(*request));
+        auto pending1 = Support::awaitOwned(http_.send(*request));
         auto response = co_await pending1;
         co_return connectionTestResult(response);
     } catch (const Platform::HttpTransportError& e) {
@@ -265,7 +265,7 @@ Task<AIServiceObservable::TestResult> AIServiceObservable::performGeminiConnecti
     }
     auto request = geminiModelsRequest(apiKey);
     try {
-        auto pending2 = Platform::awaitTransfer(http_.send(request));
+        auto pending2 = Support::awaitOwned(http_.send(request));
         auto response = co_await pending2;
         co_return geminiTestResult(response);
     } catch (const Platform::HttpTransportError& e) {
@@ -279,7 +279,7 @@ void AIServiceObservable::runTest(Task<TestResult> test) {
     testResult.set(std::nullopt);
     auto alive = alive_;
     testTask_ = Support::startTask([this, alive, test]() -> Task<void> {
-        Support::detail::OwnedInnerAwaiter<TestResult> awaiter{test};
+        auto awaiter = Support::awaitOwned(test);
         auto result = co_await awaiter;
         if (!*alive) {
             co_return;

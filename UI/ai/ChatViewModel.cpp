@@ -108,7 +108,7 @@ void ChatViewModel::sendMessage() {
     generationTask_ = Support::startTask([this, alive, generation, answerTask, found]() -> Task<void> {
         auto current = [this, alive, generation] { return *alive && generation == generationID_; };
         try {
-            Support::detail::OwnedInnerAwaiter<Intelligence::RAGPipeline::Answer> start{answerTask};
+            auto start = Support::awaitOwned(answerTask);
             auto answer = co_await start;
             while (true) {
                 auto token = co_await answer.tokens.next();

@@ -1,32 +1,24 @@
 #include "UI/ai/ProcessingType.h"
 
+#include "Support/EnumNames.h"
+
 namespace UI {
 
+constexpr Support::EnumName<ProcessingType> processingTypeNames[] = {
+    {ProcessingType::transcription, "transcription"},
+    {ProcessingType::summary, "summary"},
+    {ProcessingType::actionItems, "actionItems"},
+    {ProcessingType::indexing, "indexing"},
+    {ProcessingType::slides, "slides"},
+    {ProcessingType::video, "video"},
+};
+
 std::string_view rawValue(ProcessingType type) {
-    switch (type) {
-    case ProcessingType::transcription:
-        return "transcription";
-    case ProcessingType::summary:
-        return "summary";
-    case ProcessingType::actionItems:
-        return "actionItems";
-    case ProcessingType::indexing:
-        return "indexing";
-    case ProcessingType::slides:
-        return "slides";
-    case ProcessingType::video:
-        return "video";
-    }
-    return "transcription";
+    return Support::enumName(processingTypeNames, type);
 }
 
 std::optional<ProcessingType> processingTypeFromRawValue(std::string_view raw) {
-    for (auto type : allProcessingTypes) {
-        if (rawValue(type) == raw) {
-            return type;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(processingTypeNames, raw);
 }
 
 namespace ProcessingNotifications {

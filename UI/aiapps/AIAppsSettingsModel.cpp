@@ -239,8 +239,6 @@ Support::Task<AIAppsSettingsModel::Outcome> AIAppsSettingsModel::changeFile(cons
         });
     } catch (const MCPConfigMergeError& e) {
         co_return Outcome{e.description(), true};
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.warning("Changing {} failed: {}", file.string(), e.what());
         co_return Outcome{std::string("Couldn't change the settings: ") + e.what(), true};

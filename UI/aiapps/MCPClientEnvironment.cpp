@@ -1,5 +1,6 @@
 #include "UI/aiapps/MCPClientEnvironment.h"
 
+#include "Support/FileDescriptor.h"
 #include "Support/Files.h"
 #include "UI/aiapps/DesktopEntryLocator.h"
 
@@ -15,16 +16,16 @@ namespace fs = std::filesystem;
 namespace {
 
 MCPFileRead readLive(const fs::path& path) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
+    Support::FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd) {
         return errno == ENOENT || errno == ENOTDIR ? MCPFileRead::missing() : MCPFileRead::unreadable();
     }
     struct stat info {};
     std::string bytes;
-    bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+    bool ok = ::fstat(fd.get(), &info) == 0 && S_ISREG(info.st_mode);
     char buffer[65536];
     while (ok) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
         if (n < 0 && errno == EINTR) {
             continue;
         }
@@ -34,7 +35,6 @@ MCPFileRead readLive(const fs::path& path) {
         }
         bytes.append(buffer, static_cast<size_t>(n));
     }
-    ::close(fd);
     return ok ? MCPFileRead::contents(std::move(bytes)) : MCPFileRead::unreadable();
 }
 

@@ -3,6 +3,8 @@
 // the backup without ever replacing an existing one, and keep the owner; so it does its own POSIX steps.
 #include "UI/aiapps/MCPConfigFileWriter.h"
 
+#include "Support/FileDescriptor.h"
+#include "Support/TemporaryFileBeside.h"
 #include "UI/aiapps/MCPConfigMerger.h"
 
 #include <cerrno>
@@ -31,24 +33,7 @@ constexpr const char* temporaryMarker = ".vellmora-tmp-";
     throw std::system_error(error, std::generic_category(), path.string());
 }
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd = -1) : fd_(fd) {}
-    FileDescriptor(FileDescriptor&& o) noexcept : fd_(std::exchange(o.fd_, -1)) {}
-    FileDescriptor& operator=(FileDescriptor&& o) noexcept {
-        std::swap(fd_, o.fd_);
-        return *this;
-    }
-    ~FileDescriptor() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
+using Support::FileDescriptor;
 
 struct Snapshot {
     std::optional<std::string> bytes; // nothing: no file
@@ -230,15 +215,9 @@ class TemporaryFile {
 public:
     TemporaryFile(const fs::path& file, const Contents& contents, mode_t mode,
                   std::optional<struct stat> owner) {
-        std::string pattern =
-            (file.parent_path() / ("." + file.filename().string() + temporaryMarker)).string();
-        pattern += "XXXXXX";
-        int raw = ::mkostemp(pattern.data(), O_CLOEXEC);
-        if (raw < 0) {
-            fail(errno, file.parent_path());
-        }
-        path_ = pattern;
-        fd_ = FileDescriptor(raw);
+        auto created = Support::Files::createTemporaryBeside(file, temporaryMarker);
+        path_ = created.path;
+        fd_ = std::move(created.descriptor);
         try {
             contents([this](std::string_view piece) { writeAll(fd_.get(), piece, path_); });
             if (owner && (owner->st_uid != ::geteuid() || owner->st_gid != ::getegid())) {

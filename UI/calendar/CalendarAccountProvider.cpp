@@ -1,30 +1,21 @@
 #include "UI/calendar/CalendarAccountProvider.h"
 
+#include "Support/EnumNames.h"
+
 namespace UI {
 
+constexpr Support::EnumName<CalendarAccountProvider> calendarAccountProviderNames[] = {
+    {CalendarAccountProvider::microsoft, "microsoft"}, {CalendarAccountProvider::google, "google"},
+    {CalendarAccountProvider::yahoo, "yahoo"},         {CalendarAccountProvider::iCloud, "iCloud"},
+    {CalendarAccountProvider::other, "other"},
+};
+
 std::string_view rawValue(CalendarAccountProvider provider) {
-    switch (provider) {
-    case CalendarAccountProvider::microsoft:
-        return "microsoft";
-    case CalendarAccountProvider::google:
-        return "google";
-    case CalendarAccountProvider::yahoo:
-        return "yahoo";
-    case CalendarAccountProvider::iCloud:
-        return "iCloud";
-    case CalendarAccountProvider::other:
-        return "other";
-    }
-    return "other";
+    return Support::enumName(calendarAccountProviderNames, provider);
 }
 
 std::optional<CalendarAccountProvider> calendarAccountProviderFromRaw(std::string_view raw) {
-    for (auto provider : allCalendarAccountProviders) {
-        if (rawValue(provider) == raw) {
-            return provider;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(calendarAccountProviderNames, raw);
 }
 
 std::string_view menuTitle(CalendarAccountProvider provider) {

@@ -1,42 +1,42 @@
 #include "UI/calendar/CalendarAttendee.h"
 
-#include <array>
+#include "Support/EnumNames.h"
+
 #include <boost/container_hash/hash.hpp>
 
 namespace UI {
 
 namespace {
 
-constexpr std::array<std::string_view, 8> statusNames = {"unknown",   "pending",   "accepted",  "declined",
-                                                         "tentative", "delegated", "completed", "inProcess"};
-constexpr std::array<std::string_view, 5> kindNames = {"unknown", "person", "room", "group", "resource"};
+using Status = CalendarParticipantStatus;
+using Kind = CalendarAttendee::Kind;
 
-template <typename E, std::size_t N>
-std::optional<E> fromRaw(const std::array<std::string_view, N>& names, std::string_view raw) {
-    for (std::size_t i = 0; i < N; ++i) {
-        if (names[i] == raw) {
-            return static_cast<E>(i);
-        }
-    }
-    return std::nullopt;
-}
+constexpr Support::EnumName<Status> statusNames[] = {
+    {Status::unknown, "unknown"},     {Status::pending, "pending"},     {Status::accepted, "accepted"},
+    {Status::declined, "declined"},   {Status::tentative, "tentative"}, {Status::delegated, "delegated"},
+    {Status::completed, "completed"}, {Status::inProcess, "inProcess"},
+};
+constexpr Support::EnumName<Kind> kindNames[] = {
+    {Kind::unknown, "unknown"}, {Kind::person, "person"},     {Kind::room, "room"},
+    {Kind::group, "group"},     {Kind::resource, "resource"},
+};
 
 } // namespace
 
 std::string_view rawValue(CalendarParticipantStatus status) {
-    return statusNames.at(static_cast<std::size_t>(status));
+    return Support::enumName(statusNames, status);
 }
 
 std::optional<CalendarParticipantStatus> participantStatusFromRaw(std::string_view raw) {
-    return fromRaw<CalendarParticipantStatus>(statusNames, raw);
+    return Support::enumValue(statusNames, raw);
 }
 
 std::string_view rawValue(CalendarAttendee::Kind kind) {
-    return kindNames.at(static_cast<std::size_t>(kind));
+    return Support::enumName(kindNames, kind);
 }
 
 std::optional<CalendarAttendee::Kind> attendeeKindFromRaw(std::string_view raw) {
-    return fromRaw<CalendarAttendee::Kind>(kindNames, raw);
+    return Support::enumValue(kindNames, raw);
 }
 
 } // namespace UI

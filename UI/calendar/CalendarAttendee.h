@@ -3,6 +3,8 @@
 // raw value reads as "unknown".
 #pragma once
 
+#include "Platform/CalendarStore.h"
+
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -11,23 +13,14 @@
 
 namespace UI {
 
-/// The participant's response, in the calendar store's order.
-enum class CalendarParticipantStatus {
-    unknown,
-    pending,
-    accepted,
-    declined,
-    tentative,
-    delegated,
-    completed,
-    inProcess
-};
+/// The participant's response and kind are the calendar store's own.
+using CalendarParticipantStatus = Platform::ParticipantStatus;
 
 std::string_view rawValue(CalendarParticipantStatus status);
 std::optional<CalendarParticipantStatus> participantStatusFromRaw(std::string_view raw);
 
 struct CalendarAttendee {
-    enum class Kind { unknown, person, room, group, resource };
+    using Kind = Platform::ParticipantType;
 
     std::optional<std::string> name;
     std::optional<std::string> email;

@@ -1,27 +1,27 @@
 #include "UI/calendar/CalendarInfo.h"
 
-#include <array>
+#include "Support/EnumNames.h"
+
 #include <boost/container_hash/hash.hpp>
 #include <map>
 
 namespace UI {
 
 namespace {
-constexpr std::array<std::string_view, 7> kindNames = {"local",      "exchange", "calDAV", "iCloud",
-                                                       "subscribed", "birthday", "unknown"};
+constexpr Support::EnumName<CalendarSourceKind> kindNames[] = {
+    {CalendarSourceKind::local, "local"},           {CalendarSourceKind::exchange, "exchange"},
+    {CalendarSourceKind::calDAV, "calDAV"},         {CalendarSourceKind::iCloud, "iCloud"},
+    {CalendarSourceKind::subscribed, "subscribed"}, {CalendarSourceKind::birthday, "birthday"},
+    {CalendarSourceKind::unknown, "unknown"},
+};
 }
 
 std::string_view rawValue(CalendarSourceKind kind) {
-    return kindNames.at(static_cast<std::size_t>(kind));
+    return Support::enumName(kindNames, kind);
 }
 
 CalendarSourceKind calendarSourceKindFromRaw(std::string_view raw) {
-    for (std::size_t i = 0; i < kindNames.size(); ++i) {
-        if (kindNames[i] == raw) {
-            return static_cast<CalendarSourceKind>(i);
-        }
-    }
-    return CalendarSourceKind::unknown;
+    return Support::enumValue(kindNames, raw).value_or(CalendarSourceKind::unknown);
 }
 
 std::vector<CalendarSourceGroup> CalendarSourceGroup::grouping(const std::vector<CalendarInfo>& calendars) {

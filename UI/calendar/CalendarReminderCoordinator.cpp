@@ -121,8 +121,6 @@ Support::Task<void> CalendarReminderCoordinator::runLoop() {
         auto pass = performReplan();
         try {
             wake = co_await pass;
-        } catch (const Support::Cancelled&) {
-            throw;
         } catch (const std::exception& e) {
             log_.error("Planning reminders failed: {}", e.what());
         }

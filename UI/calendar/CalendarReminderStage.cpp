@@ -1,19 +1,20 @@
 #include "UI/calendar/CalendarReminderStage.h"
 
+#include "Support/EnumNames.h"
+
 namespace UI {
 
+constexpr Support::EnumName<CalendarReminderStage> stageNames[] = {
+    {CalendarReminderStage::headsUp, "headsUp"},
+    {CalendarReminderStage::overlay, "overlay"},
+};
+
 std::string_view rawValue(CalendarReminderStage stage) {
-    return stage == CalendarReminderStage::headsUp ? "headsUp" : "overlay";
+    return Support::enumName(stageNames, stage);
 }
 
 std::optional<CalendarReminderStage> calendarReminderStageFromRaw(std::string_view raw) {
-    if (raw == "headsUp") {
-        return CalendarReminderStage::headsUp;
-    }
-    if (raw == "overlay") {
-        return CalendarReminderStage::overlay;
-    }
-    return std::nullopt;
+    return Support::enumValue(stageNames, raw);
 }
 
 } // namespace UI

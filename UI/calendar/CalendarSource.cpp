@@ -9,22 +9,6 @@ namespace {
 
 const Support::Logger log("calendar");
 
-CalendarAttendee::Kind kindOf(Platform::ParticipantType type) {
-    switch (type) {
-    case Platform::ParticipantType::unknown:
-        return CalendarAttendee::Kind::unknown;
-    case Platform::ParticipantType::person:
-        return CalendarAttendee::Kind::person;
-    case Platform::ParticipantType::room:
-        return CalendarAttendee::Kind::room;
-    case Platform::ParticipantType::group:
-        return CalendarAttendee::Kind::group;
-    case Platform::ParticipantType::resource:
-        return CalendarAttendee::Kind::resource;
-    }
-    return CalendarAttendee::Kind::unknown;
-}
-
 CalendarEventFields::Status statusOf(Platform::EventStatus status) {
     switch (status) {
     case Platform::EventStatus::none:
@@ -191,8 +175,8 @@ CalendarAttendee CalendarSource::attendee(const Platform::CalendarParticipant& p
             a.email = p.url->substr(7);
         }
     }
-    a.kind = kindOf(p.type);
-    a.status = static_cast<CalendarParticipantStatus>(static_cast<int>(p.status));
+    a.kind = p.type;
+    a.status = p.status;
     a.isCurrentUser = p.isCurrentUser;
     return a;
 }

@@ -1,10 +1,10 @@
 #include "UI/calendar/MeetingReminderResponse.h"
 
+#include "Support/EnumNames.h"
 #include "Support/Text.h"
 #include "Support/Uuid.h"
 #include "UI/calendar/MeetingReminderNotificationContent.h"
 
-#include <array>
 #include <utility>
 
 namespace UI {
@@ -14,12 +14,10 @@ namespace {
 using Content = MeetingReminderNotificationContent;
 using Action = MeetingReminderResponse::Action;
 
-constexpr std::array<std::pair<Action, std::string_view>, 5> actionNames = {
-    {{Action::open, "open"},
-     {Action::joinAndRecord, "joinAndRecord"},
-     {Action::join, "join"},
-     {Action::snooze, "snooze"},
-     {Action::recordNow, "recordNow"}}};
+constexpr Support::EnumName<Action> actionNames[] = {
+    {Action::open, "open"},     {Action::joinAndRecord, "joinAndRecord"}, {Action::join, "join"},
+    {Action::snooze, "snooze"}, {Action::recordNow, "recordNow"},
+};
 
 std::optional<int> smallNumber(const std::map<std::string, std::string>& info, const char* key) {
     auto it = info.find(key);
@@ -69,21 +67,11 @@ MeetingReminderResponse::parse(std::string_view category, std::string_view actio
 }
 
 std::string_view rawValue(MeetingReminderResponse::Action action) {
-    for (const auto& [value, name] : actionNames) {
-        if (value == action) {
-            return name;
-        }
-    }
-    return "open";
+    return Support::enumName(actionNames, action);
 }
 
 std::optional<MeetingReminderResponse::Action> meetingReminderActionFromRaw(std::string_view raw) {
-    for (const auto& [value, name] : actionNames) {
-        if (name == raw) {
-            return value;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(actionNames, raw);
 }
 
 } // namespace UI

@@ -1,26 +1,21 @@
 #include "UI/calendar/MeetingService.h"
 
+#include "Support/EnumNames.h"
+
 namespace UI {
 
+constexpr Support::EnumName<MeetingService> meetingServiceNames[] = {
+    {MeetingService::zoom, "zoom"},
+    {MeetingService::teams, "teams"},
+    {MeetingService::meet, "meet"},
+};
+
 std::string_view rawValue(MeetingService service) {
-    switch (service) {
-    case MeetingService::zoom:
-        return "zoom";
-    case MeetingService::teams:
-        return "teams";
-    case MeetingService::meet:
-        return "meet";
-    }
-    return "zoom";
+    return Support::enumName(meetingServiceNames, service);
 }
 
 std::optional<MeetingService> meetingServiceFromRaw(std::string_view raw) {
-    for (auto service : allMeetingServices) {
-        if (rawValue(service) == raw) {
-            return service;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(meetingServiceNames, raw);
 }
 
 std::string_view displayName(MeetingService service) {

@@ -106,8 +106,6 @@ void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
                 activeQuery_ = trimmed;
                 activeTitlesOnly_ = titlesOnly;
                 recordings = std::move(kept);
-            } catch (const Support::Cancelled&) {
-                throw;
             } catch (const std::exception& e) {
                 log.error("Search failed: {}", describe(e));
             }
@@ -150,8 +148,6 @@ Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titl
             co_return;
         }
         momentGroups = std::move(built);
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.error("Search failed: {}", describe(e));
     }
@@ -168,8 +164,6 @@ Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titl
         }
         auto visualStage = applyVisualStep(std::move(visual), generation);
         co_await visualStage;
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.error("Search failed: {}", describe(e));
     }
@@ -252,8 +246,6 @@ Support::Task<void> LibraryViewModel::deleteRecording(Recording recording) {
             auto reload = loadRecordings();
             co_await reload;
         }
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.error("Failed to delete recording: {}", describe(e));
     }
@@ -291,8 +283,6 @@ Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
         auto current = shownRecording(id).value_or(recording);
         current.isFavorite = *value;
         replaceInLists(current);
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.error("Failed to toggle favorite: {}", describe(e));
     }

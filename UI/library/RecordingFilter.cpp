@@ -1,32 +1,24 @@
 #include "UI/library/RecordingFilter.h"
 
+#include "Support/EnumNames.h"
+
 namespace UI {
 
+constexpr Support::EnumName<RecordingFilter> recordingFilterNames[] = {
+    {RecordingFilter::all, "All"},
+    {RecordingFilter::today, "Today"},
+    {RecordingFilter::thisWeek, "This Week"},
+    {RecordingFilter::custom, "Custom"},
+    {RecordingFilter::transcribed, "Transcribed"},
+    {RecordingFilter::favorites, "Favorites"},
+};
+
 std::string_view rawValue(RecordingFilter filter) {
-    switch (filter) {
-    case RecordingFilter::all:
-        return "All";
-    case RecordingFilter::today:
-        return "Today";
-    case RecordingFilter::thisWeek:
-        return "This Week";
-    case RecordingFilter::custom:
-        return "Custom";
-    case RecordingFilter::transcribed:
-        return "Transcribed";
-    case RecordingFilter::favorites:
-        return "Favorites";
-    }
-    return "All";
+    return Support::enumName(recordingFilterNames, filter);
 }
 
 std::optional<RecordingFilter> recordingFilterFromRawValue(std::string_view raw) {
-    for (auto filter : allRecordingFilters) {
-        if (rawValue(filter) == raw) {
-            return filter;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(recordingFilterNames, raw);
 }
 
 bool isInOverflowMenu(RecordingFilter filter) {

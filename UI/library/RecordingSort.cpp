@@ -1,5 +1,7 @@
 #include "UI/library/RecordingSort.h"
 
+#include "Support/EnumNames.h"
+
 #include <unicode/coll.h>
 #include <unicode/sortkey.h>
 
@@ -9,29 +11,18 @@
 
 namespace UI {
 
+constexpr Support::EnumName<RecordingSort> recordingSortNames[] = {
+    {RecordingSort::newestFirst, "Newest First"},   {RecordingSort::oldestFirst, "Oldest First"},
+    {RecordingSort::longestFirst, "Longest First"}, {RecordingSort::shortestFirst, "Shortest First"},
+    {RecordingSort::titleAZ, "Title A-Z"},
+};
+
 std::string_view rawValue(RecordingSort sort) {
-    switch (sort) {
-    case RecordingSort::newestFirst:
-        return "Newest First";
-    case RecordingSort::oldestFirst:
-        return "Oldest First";
-    case RecordingSort::longestFirst:
-        return "Longest First";
-    case RecordingSort::shortestFirst:
-        return "Shortest First";
-    case RecordingSort::titleAZ:
-        return "Title A-Z";
-    }
-    return "Newest First";
+    return Support::enumName(recordingSortNames, sort);
 }
 
 std::optional<RecordingSort> recordingSortFromRawValue(std::string_view raw) {
-    for (auto sort : allRecordingSorts) {
-        if (rawValue(sort) == raw) {
-            return sort;
-        }
-    }
-    return std::nullopt;
+    return Support::enumValue(recordingSortNames, raw);
 }
 
 namespace {

@@ -59,8 +59,6 @@ Support::Task<void> TranscriptReaderModel::load() {
         totalSegmentCount = first.count;
         topics = std::move(first.topics);
         segments = std::move(first.page);
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.error("Failed to load the transcript of recording {}: {}", id, e.what());
     }
@@ -119,8 +117,6 @@ Support::Task<void> TranscriptReaderModel::copyAll() {
         copy_(text);
         copyButtonTitle = copiedAllTitle;
         revertCopyTitle_ = scheduler_.after(copiedRevertDelay, [this] { copyButtonTitle = copyAllTitle; });
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log.error("Failed to copy the transcript of recording {}: {}", id, e.what());
     }

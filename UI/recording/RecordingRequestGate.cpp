@@ -54,6 +54,8 @@ std::optional<Support::Task<>> RecordingRequestGate::enqueue(Request request, Op
                 co_await operation();
             } catch (const std::exception& e) {
                 log.error("A recording request failed: {}", e.what());
+            } catch (const Support::Cancelled&) {
+                // A cancelled request still hands the gate on below.
             }
             if (auto state = weak.lock(); state && state->lastID == id) {
                 state->lastTask.reset();

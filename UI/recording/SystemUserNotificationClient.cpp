@@ -14,8 +14,6 @@ Support::Task<bool> SystemUserNotificationClient::requestAuthorization() {
     try {
         bool granted = co_await center_.requestAuthorization();
         co_return granted;
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log_.error("Couldn't ask for notification permission: {}", e.what());
     }
@@ -26,8 +24,6 @@ Support::Task<bool> SystemUserNotificationClient::isAuthorized() {
     try {
         bool authorized = co_await center_.isAuthorized();
         co_return authorized;
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log_.error("Couldn't read the notification permission: {}", e.what());
     }
@@ -52,8 +48,6 @@ Support::Task<void> SystemUserNotificationClient::deliver(std::string identifier
     try {
         Platform::NotificationRequest request{std::move(identifier), std::move(content)};
         co_await center_.add(std::move(request));
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& e) {
         log_.error("Couldn't show the recording notification: {}", e.what());
     }

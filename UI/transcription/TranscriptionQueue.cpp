@@ -108,7 +108,7 @@ Support::Task<void> TranscriptionQueue::pump() {
         }
         const auto entry = contents.queue.front();
         auto one = transcribeOne(entry); // awaited as owned: stopping the queue stops it too
-        const Outcome outcome = co_await Platform::awaitTransfer(one);
+        const Outcome outcome = co_await Support::awaitOwned(one);
         if (outcome == Outcome::done || outcome == Outcome::dropped) {
             try {
                 postCount(deps_.file.remove(entry.id));
@@ -167,7 +167,7 @@ TranscriptionQueue::transcribeOne(TranscriptionQueueFile::Entry entry) {
     for (const auto& track : tracksOf(*recording)) {
         try {
             auto work = engine->transcribe({track.file, track.offset}, options, {});
-            auto segments = co_await Platform::awaitTransfer(work);
+            auto segments = co_await Support::awaitOwned(work);
             results.push_back({track.isMicrophone, std::move(segments)});
         } catch (const Intelligence::TranscriptionError& e) {
             failure = e;

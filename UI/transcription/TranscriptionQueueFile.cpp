@@ -16,13 +16,6 @@ namespace {
 const Support::Logger log("transcription");
 }
 
-TranscriptionQueueFile::Lock::~Lock() {
-    if (fd_ >= 0) {
-        ::flock(fd_, LOCK_UN);
-        ::close(fd_);
-    }
-}
-
 std::filesystem::path TranscriptionQueueFile::defaultPath() {
     return Support::Files::stateHome() / "transcription-queue.json";
 }
@@ -110,15 +103,11 @@ std::unique_ptr<TranscriptionQueueFile::Lock> TranscriptionQueueFile::tryLock() 
     std::filesystem::create_directories(path_.parent_path(), ignored);
     auto lockPath = path_;
     lockPath.replace_extension(".lock");
-    const int fd = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (fd < 0) {
+    Support::FileDescriptor fd(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!fd || ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
         return nullptr;
     }
-    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        ::close(fd);
-        return nullptr;
-    }
-    return std::make_unique<Lock>(fd);
+    return std::make_unique<Lock>(std::move(fd));
 }
 
 } // namespace UI

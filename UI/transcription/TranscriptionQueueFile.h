@@ -10,6 +10,7 @@
 #pragma once
 
 #include "Database/DatabaseManager.h"
+#include "Support/FileDescriptor.h"
 
 #include <filesystem>
 #include <memory>
@@ -37,13 +38,12 @@ public:
     /// Held while transcribing; dropping it releases the lock.
     class Lock {
     public:
-        explicit Lock(int fd) : fd_(fd) {}
-        ~Lock();
+        explicit Lock(Support::FileDescriptor fd) : fd_(std::move(fd)) {}
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
 
     private:
-        int fd_;
+        Support::FileDescriptor fd_; // closing it releases the lock
     };
 
     /// `transcription-queue.json` in the state folder.

@@ -73,7 +73,7 @@ AppStoreLookupClient::latestRelease(std::optional<std::string> country) const {
     Platform::HttpResponse response;
     try {
         auto transfer = session.send(std::move(request));
-        response = co_await Platform::awaitTransfer(transfer);
+        response = co_await Support::awaitOwned(transfer);
     } catch (const Platform::HttpTransportError& error) {
         logger().notice("Update lookup failed: {}", error.description());
         co_return Outcome::failure(error.description());

@@ -50,10 +50,7 @@ UpdateCheckCoordinator::UpdateCheckCoordinator(AppStoreLookupClient& lookup, Sup
     }
 }
 
-UpdateCheckCoordinator::~UpdateCheckCoordinator() {
-    *alive_ = false;
-    checking_.cancel();
-}
+UpdateCheckCoordinator::~UpdateCheckCoordinator() = default;
 
 void UpdateCheckCoordinator::start() {
     if (started_) {
@@ -96,12 +93,9 @@ void UpdateCheckCoordinator::runAutomaticCheck() {
     if (!preferences_.isEnabled() || isChecking()) {
         return;
     }
-    checking_ = Support::startTask([this, alive = alive_]() -> Support::Task<void> {
+    checking_ = tasks_.start([this]() -> Support::Task<void> {
         auto lookup = lookupAndRecord();
         auto outcome = co_await lookup;
-        if (!*alive) {
-            co_return;
-        }
         apply(outcome);
         if (preferences_.isEnabled()) {
             const auto wait = outcome.kind == AppStoreLookupClient::Outcome::Kind::failed
@@ -113,6 +107,10 @@ void UpdateCheckCoordinator::runAutomaticCheck() {
 }
 
 Support::Task<AppStoreLookupClient::Outcome> UpdateCheckCoordinator::lookupAndRecord() {
+    return tasks_.start([this]() { return recordLookup(); });
+}
+
+Support::Task<AppStoreLookupClient::Outcome> UpdateCheckCoordinator::recordLookup() {
     auto lookup = lookup_.latestRelease(country_);
     auto outcome = co_await lookup;
     if (outcome.kind != AppStoreLookupClient::Outcome::Kind::failed) {
@@ -175,12 +173,9 @@ void UpdateCheckCoordinator::snoozeOffer() {
 }
 
 Support::Task<UpdateCheckCoordinator::ManualCheckResult> UpdateCheckCoordinator::checkNow() {
-    return Support::startTask([this, alive = alive_]() -> Support::Task<ManualCheckResult> {
+    return tasks_.start([this]() -> Support::Task<ManualCheckResult> {
         auto lookup = lookupAndRecord();
         auto outcome = co_await lookup;
-        if (!*alive) {
-            throw Support::Cancelled{};
-        }
         apply(outcome);
         ManualCheckResult result;
         result.installedVersion = installedVersion_;

@@ -22,6 +22,7 @@
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 #include "UI/updates/AppStoreLookupClient.h"
 #include "UI/updates/UpdateCheckConfiguration.h"
 #include "UI/updates/UpdateCheckPreferences.h"
@@ -95,7 +96,9 @@ private:
     void scheduleAt(Support::Date date);
     void scheduleFirst();
     void runAutomaticCheck();
+    /// The lookup, noting the date of an answer; in the group, so that it stops with the coordinator.
     Support::Task<AppStoreLookupClient::Outcome> lookupAndRecord();
+    Support::Task<AppStoreLookupClient::Outcome> recordLookup();
     void apply(const AppStoreLookupClient::Outcome& outcome);
     void reevaluate();
     double jitter();
@@ -115,7 +118,7 @@ private:
     Support::Subscription reevaluation_;
     Support::Subscription enabledObserver_;
     Support::Task<void> checking_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

@@ -158,7 +158,7 @@ Support::Task<Outcome> SlidesExtractionService::performExtraction(Database::Reco
     Outcome outcome;
     try {
         // Cancelling this run cancels the job, and the run ends only once the job has stopped.
-        Support::detail::OwnedInnerAwaiter<Outcome> awaiter{job->run(recordingId, video, force)};
+        auto awaiter = Support::awaitOwned(job->run(recordingId, video, force));
         outcome = co_await awaiter;
     } catch (const Support::Cancelled&) {
         outcome = Outcome{Outcome::Kind::cancelled, 0, 0, {}};

@@ -121,8 +121,6 @@ Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordina
     try {
         auto reading = recordingsBefore(*cutoffDate);
         old = co_await reading;
-    } catch (const Support::Cancelled&) {
-        throw;
     } catch (const std::exception& error) {
         log().error("runExpirySweep: Couldn't read the recordings: {}", error.what());
         co_return std::nullopt;
@@ -230,8 +228,6 @@ Support::Task<VideoExpiryCoordinator::DeleteResult> VideoExpiryCoordinator::dele
         try {
             auto dropping = Support::BlockingWork::run([database, id] { database->deleteFrameIndex(id); });
             co_await dropping;
-        } catch (const Support::Cancelled&) {
-            throw;
         } catch (const std::exception& error) {
             log().error("deleteVideo: Couldn't drop the frame index of recording {}: {}", id, error.what());
         }

@@ -1,5 +1,7 @@
 #include "Database/Sqlite/PassageRank.h"
 
+#include "Fakes/TempFolder.h"
+
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -104,13 +106,6 @@ void expectBm25Scores(Connection& c, const std::string& state) {
     }
 }
 
-struct TempFolder {
-    std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                 ("vellmora-rank-test-" + std::to_string(std::random_device{}()));
-    TempFolder() { std::filesystem::create_directories(path); }
-    ~TempFolder() { std::filesystem::remove_all(path); }
-};
-
 } // namespace
 
 TEST(PassageRank, GivesBm25ScoresWhetherLengthsAreLookedUpReadInOnePassOrForgotten) {
@@ -148,7 +143,7 @@ TEST(PassageRank, GivesBm25ScoresWhetherLengthsAreLookedUpReadInOnePassOrForgott
 }
 
 TEST(PassageRank, ForgetsEveryLengthWhenAnotherConnectionWrites) {
-    TempFolder folder;
+    Fakes::TempFolder folder;
     const auto path = (folder.path / "library.sqlite").string();
     Connection reader(path);
     Connection writer(path);

@@ -1,5 +1,7 @@
 #include "Database/Sqlite/SqliteDatabase.h"
 
+#include "Fakes/TempFolder.h"
+
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -15,16 +17,6 @@ using Database::SqliteDatabase;
 using Kind = DatabaseManager::ChangeKind;
 
 namespace {
-
-struct TempDir {
-    std::filesystem::path path;
-    TempDir() {
-        std::random_device rd;
-        path = std::filesystem::temp_directory_path() / ("vellmora-db-test-" + std::to_string(rd()));
-        std::filesystem::create_directories(path);
-    }
-    ~TempDir() { std::filesystem::remove_all(path); }
-};
 
 std::string fileBytes(const std::filesystem::path& p) {
     std::ifstream in(p, std::ios::binary);
@@ -270,6 +262,75 @@ TEST(SqliteDatabase, SavingActionItemsKeepsTheCompletionOfAnItemWithTheSameText)
     EXPECT_TRUE(db.saveActionItems(id + 1, {"x"}).empty());
 }
 
+TEST(SqliteDatabase, SavingARecordingsRowsReplacesItsEarlierOnesAndLeavesOtherRecordingsAlone) {
+    SqliteDatabase db(":memory:");
+    auto id = db.insertRecording(makeRecording("r", 1000));
+    auto other = db.insertRecording(makeRecording("other", 2000));
+    struct Table {
+        const char* name;
+        std::function<void(Database::RecordingId, int)> save; // saves `count` rows
+        std::function<size_t(Database::RecordingId)> count;
+    };
+    std::vector<Table> tables = {
+        {"transcript",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::TranscriptSegment> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back(seg(i, "line " + std::to_string(i)));
+             }
+             db.saveTranscript(r, rows);
+         },
+         [&](auto r) { return db.allSegments(r).size(); }},
+        {"topics",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::StoredTopic> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back({0, 0, "topic", double(i), double(i + 1), std::nullopt});
+             }
+             db.saveTopics(r, rows);
+         },
+         [&](auto r) { return db.topics(r).size(); }},
+        {"action items",
+         [&](auto r, int n) {
+             std::vector<std::string> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back("item " + std::to_string(i));
+             }
+             db.saveActionItems(r, rows);
+         },
+         [&](auto r) { return db.actionItems(r).size(); }},
+        {"slides",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::Slide> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back({0, 0, double(i), "s.png", "text"});
+             }
+             db.saveSlides(r, rows);
+         },
+         [&](auto r) { return db.slides(r).size(); }},
+        {"screens",
+         [&](auto r, int n) {
+             std::vector<DatabaseManager::ScreenCapture> rows;
+             for (int i = 0; i < n; ++i) {
+                 rows.push_back({0, 0, double(i), "c.png", "", std::nullopt, false, std::nullopt});
+             }
+             db.saveScreenCaptures(r, rows);
+         },
+         [&](auto r) { return db.screenCaptures(r).size(); }},
+    };
+    for (const auto& table : tables) {
+        table.save(other, 2);
+        table.save(id, 3);
+        table.save(id, 1);
+        EXPECT_EQ(table.count(id), 1u) << table.name;
+        EXPECT_EQ(table.count(other), 2u) << table.name;
+        table.save(id, 0);
+        EXPECT_EQ(table.count(id), 0u) << table.name;
+        table.save(999, 2);
+        EXPECT_EQ(table.count(999), 0u) << table.name << ": rows for a recording that does not exist";
+    }
+}
+
 TEST(SqliteDatabase, GivesLeadTimesForManyRecordingsInOneCall) {
     SqliteDatabase db(":memory:");
     auto a = db.insertRecording(makeRecording("a", 1));
@@ -303,7 +364,7 @@ TEST(SqliteDatabase, TellsWhichRecordingsHaveSlidesScreensAndUnlabelledFeaturedS
 }
 
 TEST(SqliteDatabase, KeepsAFileInWalModeAndReopensItWithTheSameRows) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "nested" / "library.sqlite";
     Database::RecordingId id;
     {
@@ -326,14 +387,14 @@ TEST(SqliteDatabase, KeepsAFileInWalModeAndReopensItWithTheSameRows) {
 }
 
 TEST(SqliteDatabase, DefaultFileLivesInTheDataFolder) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     ::setenv("VELLMORA_DATA_HOME", dir.path.c_str(), 1);
     EXPECT_EQ(SqliteDatabase::defaultPath(), dir.path / "library.sqlite");
     ::unsetenv("VELLMORA_DATA_HOME");
 }
 
 TEST(SqliteDatabase, RefusesAFileFromANewerVersionAndLeavesItUntouched) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "library.sqlite";
     { SqliteDatabase db(file); }
     runSql(file, "PRAGMA user_version = 99; CREATE TABLE future(x);");
@@ -349,7 +410,7 @@ TEST(SqliteDatabase, RefusesAFileFromANewerVersionAndLeavesItUntouched) {
 }
 
 TEST(SqliteDatabase, ReportsACorruptFileAndNeverRewritesIt) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     for (std::string contents :
          {std::string("this is not a database at all, just text\n"),
           std::string("SQLite format 3") + std::string(1, '\0') + std::string(4000, 'x')}) {
@@ -372,7 +433,7 @@ TEST(SqliteDatabase, ReportsACorruptFileAndNeverRewritesIt) {
 }
 
 TEST(SqliteDatabase, MigratesAnOldFileForwardWithoutLosingARow) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "library.sqlite";
     {
         SqliteDatabase v1(file, {SqliteDatabase::Mode::readWrite, 1});
@@ -395,7 +456,7 @@ TEST(SqliteDatabase, MigratesAnOldFileForwardWithoutLosingARow) {
 }
 
 TEST(SqliteDatabase, ReadOnlyModeReadsButRefusesEveryWrite) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto file = dir.path / "library.sqlite";
     Database::RecordingId id;
     {

@@ -70,21 +70,33 @@ public:
         return true;
     }
 
-    explicit PrivatePulseServer(const std::filesystem::path& folder) : folder_(folder) {
+    /// `withMicrophoneAndCall`: the sinks and sources above. `oneSinkOnly`: only "room", its monitor the
+    /// default source, so that nothing but the test's own programs records (for counting recorders).
+    enum class Layout { withMicrophoneAndCall, oneSinkOnly };
+
+    explicit PrivatePulseServer(const std::filesystem::path& folder,
+                                Layout layout = Layout::withMicrophoneAndCall)
+        : folder_(folder) {
         for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "PULSE_SERVER"}) {
             const char* value = std::getenv(name);
             saved_[name] = value ? std::optional<std::string>(value) : std::nullopt;
         }
         auto socket = folder / "native";
-        std::ofstream(folder / "default.pa")
-            << "load-module module-native-protocol-unix auth-anonymous=1 socket=" << socket.string() << "\n"
-            << "load-module module-null-sink sink_name=room rate=48000\n"
-            << "load-module module-null-sink sink_name=mic rate=48000\n"
-            << "load-module module-null-sink sink_name=headset rate=48000\n"
-            << "load-module module-remap-source master=mic.monitor source_name=voice\n"
-            << "load-module module-combine-sink sink_name=both slaves=room,mic\n"
-            << "set-default-sink room\n"
-            << "set-default-source voice\n";
+        std::ofstream script(folder / "default.pa");
+        script << "load-module module-native-protocol-unix auth-anonymous=1 socket=" << socket.string()
+               << "\n"
+               << "load-module module-null-sink sink_name=room rate=48000\n";
+        if (layout == Layout::oneSinkOnly) {
+            script << "set-default-source room.monitor\n";
+        } else {
+            script << "load-module module-null-sink sink_name=mic rate=48000\n"
+                   << "load-module module-null-sink sink_name=headset rate=48000\n"
+                   << "load-module module-remap-source master=mic.monitor source_name=voice\n"
+                   << "load-module module-combine-sink sink_name=both slaves=room,mic\n"
+                   << "set-default-sink room\n"
+                   << "set-default-source voice\n";
+        }
+        script.close();
         for (const char* sub : {"home", "runtime", "config"}) {
             std::filesystem::create_directories(folder / sub);
         }

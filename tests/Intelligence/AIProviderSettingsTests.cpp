@@ -1,5 +1,6 @@
 #include "Intelligence/AIProviderSettings.h"
 
+#include "Fakes/TempFolder.h"
 #include "Support/Files.h"
 #include "Support/UserDefaults.h"
 
@@ -12,19 +13,7 @@
 
 using namespace Intelligence;
 
-namespace {
-
-struct TempFolder {
-    std::filesystem::path path;
-    TempFolder() {
-        path = std::filesystem::temp_directory_path() /
-               ("vellmora-ai-" + std::to_string(std::random_device{}()));
-        std::filesystem::create_directories(path);
-    }
-    ~TempFolder() { std::filesystem::remove_all(path); }
-};
-
-} // namespace
+namespace {} // namespace
 
 TEST(AIProviderSettings, ReadsDefaultsForMissingBlankOrUnknownValues) {
     Support::InMemoryUserDefaults defaults;
@@ -49,7 +38,7 @@ TEST(AIProviderSettings, SurvivesARoundTripThroughTheDefaults) {
 }
 
 TEST(AIKeyStore, WritesKeysReadableOnlyByTheUser) {
-    TempFolder folder;
+    Fakes::TempFolder folder;
     AIKeyStore store(folder.path / "sub" / "ai-keys.json");
     EXPECT_EQ(store.load(), AIKeys{});
     store.save({"sk-openai", "gemini-key"});
@@ -60,7 +49,7 @@ TEST(AIKeyStore, WritesKeysReadableOnlyByTheUser) {
 }
 
 TEST(AIKeyStore, ReportsADamagedFileAndLeavesItAsItWas) {
-    TempFolder folder;
+    Fakes::TempFolder folder;
     const auto path = folder.path / "ai-keys.json";
     std::ofstream(path) << "{not json";
     AIKeyStore store(path);

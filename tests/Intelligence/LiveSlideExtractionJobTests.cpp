@@ -1,6 +1,7 @@
 // The live job against stand-in ffmpeg and tesseract scripts on $PATH: the "frames" they write are text
 // files, and the stand-in tesseract reads a frame's text by printing the file.
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Fakes/TempFolder.h"
 #include "Intelligence/SlideExtractionJob.h"
 #include "Support/BlockingWork.h"
 #include "Support/MainLoop.h"
@@ -16,19 +17,6 @@ using Outcome = Intelligence::Slide::Outcome;
 namespace fs = std::filesystem;
 
 namespace {
-
-struct TempDir {
-    fs::path path;
-    TempDir() {
-        std::random_device rd;
-        path = fs::temp_directory_path() / ("vellmora-slides-test-" + std::to_string(rd()));
-        fs::create_directories(path);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        fs::remove_all(path, ec);
-    }
-};
 
 void writeScript(const fs::path& path, const std::string& body) {
     fs::create_directories(path.parent_path());
@@ -71,7 +59,7 @@ template <typename T> T await(Support::MainLoop& loop, const Support::Task<T>& t
 
 struct LiveSlideExtractionJob : ::testing::Test {
     Support::MainLoop loop;
-    TempDir dir;
+    Fakes::TempFolder dir;
     fs::path tools = dir.path / "bin";
     fs::path slidesRoot = dir.path / "data" / "Slides";
     fs::path screensRoot = dir.path / "data" / "Screens";

@@ -266,7 +266,7 @@ TEST(OpenAITranscriber, StopsAnUploadThatASlowServerHoldsWhenCancelled) {
     auto task = Support::startTask([&engine, track, outcome]() -> Support::Task<void> {
         try {
             auto work = engine.transcribe(track, {}, {});
-            outcome->segments = co_await Platform::awaitTransfer(work);
+            outcome->segments = co_await Support::awaitOwned(work);
         } catch (const Support::Cancelled&) {
             outcome->cancelled = true;
             throw;

@@ -3,6 +3,7 @@
 #include "Platform/ProcessSpawning.h"
 
 #include "Fakes/ScriptFolder.h"
+#include "Support/Scheduler.h"
 
 #include <gtest/gtest.h>
 
@@ -136,6 +137,50 @@ TEST(ChildProcess, AProgramThatCannotBeStartedThrows) {
     EXPECT_THROW(ChildProcess({.executable = "/nonexistent/tool"}), std::system_error);
     EXPECT_THROW(ChildProcess({.executable = "/nonexistent/tool", .parentDeathSignal = SIGINT}),
                  std::system_error);
+}
+
+TEST(ChildProcess, EndsWithinTellsAnEndBeforeTheLimitFromALimitThatPassesFirst) {
+    Support::MainLoop loop;
+    Support::VirtualScheduler scheduler(loop, Support::Date{});
+    Fakes::ScriptFolder folder;
+    ChildProcess quick({.executable = folder.script("quick", "exit 0").string()});
+    ChildProcess slow({.executable = folder.script("slow", "exec sleep 300").string()});
+
+    std::optional<bool> quickEnded, slowEnded;
+    auto first = Support::startTask([&]() -> Support::Task<void> {
+        quickEnded = co_await Platform::endsWithin(quick, scheduler, std::chrono::seconds(5));
+    });
+    auto second = Support::startTask([&]() -> Support::Task<void> {
+        slowEnded = co_await Platform::endsWithin(slow, scheduler, std::chrono::seconds(5));
+    });
+    ASSERT_TRUE(Fakes::runUntil(loop, [&] { return quickEnded.has_value(); }));
+    EXPECT_TRUE(*quickEnded);
+    EXPECT_FALSE(slowEnded);
+    scheduler.advance(std::chrono::seconds(5));
+    EXPECT_EQ(slowEnded, false);
+    EXPECT_EQ(scheduler.pendingTimers(), 0u);
+}
+
+TEST(ChildProcess, TheLastLogLineIsTheLastWholeMessageNotAProgressLine) {
+    Fakes::ScriptFolder folder;
+    struct Case {
+        const char* log;
+        const char* skipped;
+        const char* expected;
+    };
+    for (auto c : {
+             Case{"", "", ""},
+             Case{"first\nsecond\n\n", "", "second"},
+             Case{"no final newline", "", "no final newline"},
+             Case{"Opening input\nframe=1\rframe=2\rDevice busy\n", "frame=", "Device busy"},
+             Case{"Device busy\nframe=1\rframe=2\n", "frame=", "Device busy"},
+             Case{"frame=1\rframe=2\n", "", "frame=2"},
+         }) {
+        folder.write("log", c.log);
+        EXPECT_EQ(Platform::lastLogLine(folder.path / "log", c.skipped), c.expected) << c.log;
+    }
+    EXPECT_EQ(Platform::lastLogLine(folder.path / "missing"), "");
+    EXPECT_EQ(Platform::lastLogLine({}), "");
 }
 
 } // namespace

@@ -1,4 +1,7 @@
 #include "Support/Files.h"
+#include "Support/TemporaryFileBeside.h"
+
+#include "Fakes/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -13,23 +16,6 @@ namespace fs = std::filesystem;
 using namespace Support::Files;
 
 namespace {
-
-class TempFolder {
-public:
-    TempFolder() {
-        std::string pattern = (fs::temp_directory_path() / "vellmora-files-XXXXXX").string();
-        path_ = ::mkdtemp(pattern.data());
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ec);
-        fs::remove_all(path_, ec);
-    }
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
 
 std::size_t entryCount(const fs::path& folder) {
     std::size_t n = 0;
@@ -73,8 +59,8 @@ private:
 } // namespace
 
 TEST(Files, WritesANewFileCreatingItsFolders) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "a" / "b" / "settings.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "a" / "b" / "settings.json";
     writeAtomically(file, "{}\n");
     EXPECT_EQ(readIfExists(file), "{}\n");
     EXPECT_EQ(modeOf(file), 0644u);
@@ -82,8 +68,8 @@ TEST(Files, WritesANewFileCreatingItsFolders) {
 }
 
 TEST(Files, ReplacesKeepingTheOldModeUnlessOneIsGiven) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "key";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "key";
     writeAtomically(file, "one", 0600);
     EXPECT_EQ(modeOf(file), 0600u);
     writeAtomically(file, "two, longer than one");
@@ -95,22 +81,22 @@ TEST(Files, ReplacesKeepingTheOldModeUnlessOneIsGiven) {
 }
 
 TEST(Files, WritesThroughASymbolicLinkAndKeepsTheLink) {
-    TempFolder tmp;
-    fs::create_directories(tmp.path() / "real");
-    fs::path real = tmp.path() / "real" / "config.json";
+    Fakes::TempFolder tmp;
+    fs::create_directories(tmp.path / "real");
+    fs::path real = tmp.path / "real" / "config.json";
     writeAtomically(real, "old");
-    fs::path link = tmp.path() / "config.json";
+    fs::path link = tmp.path / "config.json";
     fs::create_symlink("real/config.json", link);
     writeAtomically(link, "new");
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(readIfExists(real), "new");
-    EXPECT_EQ(entryCount(tmp.path() / "real"), 1u);
-    EXPECT_EQ(entryCount(tmp.path()), 2u);
+    EXPECT_EQ(entryCount(tmp.path / "real"), 1u);
+    EXPECT_EQ(entryCount(tmp.path), 2u);
 }
 
 TEST(Files, FailsWithThePathAndLeavesNothingBehind) {
-    TempFolder tmp;
-    fs::path blocker = tmp.path() / "not-a-folder";
+    Fakes::TempFolder tmp;
+    fs::path blocker = tmp.path / "not-a-folder";
     writeAtomically(blocker, "x");
     fs::path file = blocker / "file.json";
     try {
@@ -120,20 +106,39 @@ TEST(Files, FailsWithThePathAndLeavesNothingBehind) {
         EXPECT_NE(std::string(e.what()).find(file.string()), std::string::npos) << e.what();
     }
     // Replacing a folder with a file fails at the rename: the temporary file must be gone afterwards.
-    fs::create_directories(tmp.path() / "folder" / "inside");
-    EXPECT_THROW(writeAtomically(tmp.path() / "folder", "data"), std::system_error);
-    EXPECT_EQ(entryCount(tmp.path()), 2u);
+    fs::create_directories(tmp.path / "folder" / "inside");
+    EXPECT_THROW(writeAtomically(tmp.path / "folder", "data"), std::system_error);
+    EXPECT_EQ(entryCount(tmp.path), 2u);
     EXPECT_EQ(readIfExists(blocker), "x");
     EXPECT_EQ(readIfExists(file), std::nullopt); // under a file, so it cannot exist
 }
 
+TEST(Files, ATemporaryFileBesideItsTargetIsNewHiddenAndMarked) {
+    Fakes::TempFolder tmp;
+    auto target = tmp / "settings.json";
+    auto first = createTemporaryBeside(target, ".vellmora-tmp-");
+    auto second = createTemporaryBeside(target, ".vellmora-tmp-");
+    EXPECT_TRUE(first.descriptor && second.descriptor);
+    EXPECT_NE(first.path, second.path);
+    EXPECT_EQ(first.path.parent_path(), tmp.path);
+    EXPECT_EQ(first.path.filename().string().rfind(".settings.json.vellmora-tmp-", 0), 0u) << first.path;
+    EXPECT_EQ(fs::file_size(first.path), 0u);
+    EXPECT_FALSE(fs::exists(target));
+    try {
+        createTemporaryBeside(tmp / "missing" / "settings.json");
+        ADD_FAILURE() << "created a file in a folder that does not exist";
+    } catch (const std::system_error& e) {
+        EXPECT_NE(std::string(e.what()).find("settings.json"), std::string::npos) << e.what();
+    }
+}
+
 TEST(Files, ReadsNothingForAMissingFileAndThrowsForAnUnreadableOne) {
-    TempFolder tmp;
-    EXPECT_EQ(readIfExists(tmp.path() / "missing"), std::nullopt);
-    EXPECT_THROW(readIfExists(tmp.path()), std::system_error); // a folder cannot be read as a file
+    Fakes::TempFolder tmp;
+    EXPECT_EQ(readIfExists(tmp.path / "missing"), std::nullopt);
+    EXPECT_THROW(readIfExists(tmp.path), std::system_error); // a folder cannot be read as a file
     std::string binary("a\0b\xFF", 4);
-    writeAtomically(tmp.path() / "bin", binary);
-    EXPECT_EQ(readIfExists(tmp.path() / "bin"), binary);
+    writeAtomically(tmp.path / "bin", binary);
+    EXPECT_EQ(readIfExists(tmp.path / "bin"), binary);
 }
 
 TEST(Files, ResolvesPerUserFoldersFromTheEnvironment) {
@@ -170,25 +175,25 @@ TEST(Files, ResolvesPerUserFoldersFromTheEnvironment) {
 }
 
 TEST(Files, KeepsRuntimeDataInTheSessionFolderElseInAPrivateTempFolder) {
-    TempFolder temp;
-    ScopedEnv tmpdir("TMPDIR", temp.path().c_str());
+    Fakes::TempFolder temp;
+    ScopedEnv tmpdir("TMPDIR", temp.path.c_str());
     {
         ScopedEnv runtime("XDG_RUNTIME_DIR", "/run/user/1000");
         EXPECT_EQ(runtimeFolder(), fs::path("/run/user/1000"));
     }
     ScopedEnv runtime("XDG_RUNTIME_DIR", nullptr);
-    auto expected = temp.path() / ("vellmora-" + std::to_string(::getuid()));
+    auto expected = temp.path / ("vellmora-" + std::to_string(::getuid()));
     EXPECT_EQ(runtimeFolder(), expected);
     EXPECT_EQ(modeOf(expected), 0700u);
     EXPECT_EQ(runtimeFolder(), expected) << "a second call reuses the folder";
 }
 
 TEST(Files, RefusesARuntimeFolderSomeoneElsePlantedInTheTempFolder) {
-    TempFolder temp;
-    ScopedEnv tmpdir("TMPDIR", temp.path().c_str());
+    Fakes::TempFolder temp;
+    ScopedEnv tmpdir("TMPDIR", temp.path.c_str());
     ScopedEnv runtime("XDG_RUNTIME_DIR", nullptr);
-    auto planted = temp.path() / ("vellmora-" + std::to_string(::getuid()));
-    fs::create_directory(temp.path() / "elsewhere");
-    fs::create_directory_symlink(temp.path() / "elsewhere", planted);
+    auto planted = temp.path / ("vellmora-" + std::to_string(::getuid()));
+    fs::create_directory(temp.path / "elsewhere");
+    fs::create_directory_symlink(temp.path / "elsewhere", planted);
     EXPECT_THROW(runtimeFolder(), std::system_error);
 }

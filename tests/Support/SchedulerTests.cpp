@@ -111,3 +111,11 @@ TEST(RealSchedulerTest, TimersCenturiesAwayWaitInsteadOfOverflowingTheSystemCloc
     loop.run();
     EXPECT_FALSE(farFired);
 }
+
+TEST_F(SchedulerTest, TheVirtualMonotonicClockMovesWithAdvanceButNotWithAWallClockJump) {
+    const auto before = scheduler.monotonicNow();
+    scheduler.advance(90s);
+    scheduler.jumpTo(scheduler.now() + std::chrono::hours(5));
+    scheduler.advance(10s);
+    EXPECT_EQ(scheduler.monotonicNow() - before, Duration(100s));
+}

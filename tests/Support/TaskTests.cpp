@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -143,6 +146,60 @@ TEST_F(TaskTest, AwaitingACancelledTaskThrowsCancelledAndCancellingAnAwaiterLeav
     EXPECT_TRUE(doomed.wasCancelled());
 }
 
+TEST_F(TaskTest, ACatchOfStdExceptionAroundAnAwaitDoesNotSwallowCancellation) {
+    // Both ways a cancellation arrives: the task's own sleep woken by cancel(), and awaiting a task that was
+    // cancelled. Neither is a std::exception, so the body never goes on past its catch.
+    auto doomed = answerAfter(scheduler, 60s, 1);
+    doomed.cancel();
+    std::vector<std::string> reached;
+    auto sleeper = startTask([&]() -> Task<> {
+        try {
+            co_await scheduler.sleepFor(100s);
+        } catch (const std::exception&) {
+        }
+        reached.push_back("sleeper went on");
+    });
+    auto awaiter = startTask([&]() -> Task<> {
+        try {
+            co_await doomed;
+        } catch (const std::exception&) {
+        }
+        reached.push_back("awaiter went on");
+    });
+    scheduler.advance(1s);
+    sleeper.cancel();
+    loop.runUntilIdle();
+    EXPECT_TRUE(reached.empty());
+    EXPECT_TRUE(sleeper.wasCancelled());
+    EXPECT_TRUE(awaiter.wasCancelled());
+}
+
+TEST_F(TaskTest, AnOwnedChildIsCancelledWithItsAwaiterWhichReturnsOnlyOnceTheChildEnded) {
+    std::vector<std::string> steps;
+    auto outer = startTask([&]() -> Task<> {
+        auto child = startTask([&]() -> Task<> {
+            try {
+                co_await scheduler.sleepFor(100s);
+            } catch (const Cancelled&) {
+                steps.push_back("child cancelled");
+                throw;
+            }
+        });
+        auto step = awaitOwned(child);
+        try {
+            co_await step;
+        } catch (const Cancelled&) {
+            steps.push_back("outer resumed");
+            throw;
+        }
+    });
+    scheduler.advance(1s);
+    outer.cancel();
+    loop.runUntilIdle();
+    EXPECT_EQ(steps, (std::vector<std::string>{"child cancelled", "outer resumed"}));
+    EXPECT_TRUE(outer.wasCancelled());
+}
+
 TEST_F(TaskTest, CancellingAStartedTaskAlsoCancelsTheInnerTaskItKeepsAlive) {
     bool innerCancelled = false;
     auto outer = startTask([&]() -> Task<> {
@@ -263,4 +320,51 @@ TEST(TaskLifetime, DestroyingTheLoopReleasesTasksStillWaitingOnIt) {
     EXPECT_TRUE(weak.expired());
     EXPECT_FALSE(survivor.isDone());
     survivor.cancel(); // harmless once its loop is gone
+}
+
+// The two tests below are about threads meeting the loop: ThreadSanitizer (build-tsan) is what catches a
+// fault in them.
+TEST(TaskLifetime, WorkThatEndsWhileItsLoopIsDestroyedNeitherRacesNorPostsIntoIt) {
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    {
+        MainLoop loop;
+        auto task = startTask(
+            [released]() -> Task<> { co_await BlockingWork::run([released] { released.wait(); }); });
+        loop.runUntilIdle();
+        release.set_value(); // the pool thread resumes the task while the loop goes away
+    }
+    BlockingWork::drain();
+}
+
+TEST(TaskLifetime, ATaskWhoseLastOwnerIsAnotherThreadLeavesItsLoopsRegistrySound) {
+    MainLoop loop;
+    std::optional<Continuation<int>> held;
+    auto task = startTask([&]() -> Task<int> {
+        co_return co_await withContinuation<int>([&](Continuation<int> c) { held.emplace(std::move(c)); });
+    });
+    loop.runUntilIdle();
+    ASSERT_TRUE(held);
+    std::atomic<bool> finished{false};
+    std::thread owner([c = std::move(*held), &finished]() mutable {
+        c.resume(7);
+        while (!finished.load()) {
+            std::this_thread::yield();
+        }
+        // Leaving drops the last reference to the finished task, here, off the loop thread.
+    });
+    held.reset();
+    while (!task.isDone()) {
+        loop.runOne(1000);
+    }
+    EXPECT_EQ(task.get(), 7);
+    task = {};
+    finished = true;
+    std::vector<Task<>> more; // they register with the loop while the other thread drops the finished one
+    for (int i = 0; i < 16; ++i) {
+        more.push_back(startTask([]() -> Task<> { co_return; }));
+    }
+    owner.join();
+    loop.runUntilIdle();
+    EXPECT_TRUE(more.back().isDone());
 }

@@ -1,3 +1,4 @@
+#include "Fakes/TempFolder.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
@@ -17,22 +18,6 @@ namespace fs = std::filesystem;
 using namespace Support;
 
 namespace {
-
-class TempFolder {
-public:
-    TempFolder() {
-        std::string pattern = (fs::temp_directory_path() / "vellmora-defaults-XXXXXX").string();
-        path_ = ::mkdtemp(pattern.data());
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
 
 std::vector<fs::path> filesStartingWith(const fs::path& folder, const std::string& prefix) {
     std::vector<fs::path> found;
@@ -139,8 +124,8 @@ TEST(UserDefaults, InMemoryEmitsChangedAfterSetAndRemove) {
 }
 
 TEST(JsonFileUserDefaults, RoundTripsEveryTypeThroughTheFile) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "defaults.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "defaults.json";
     JsonFileUserDefaults writer(file);
     std::unique_ptr<JsonFileUserDefaults> reader;
     expectEveryTypeRoundTrips(writer, [&]() -> UserDefaults& {
@@ -155,8 +140,8 @@ TEST(JsonFileUserDefaults, RoundTripsEveryTypeThroughTheFile) {
 }
 
 TEST(JsonFileUserDefaults, EmitsChangedAfterTheFileIsWritten) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "defaults.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "defaults.json";
     JsonFileUserDefaults d(file);
     std::vector<std::string> seen;
     auto subscription = d.changed.connect([&](const std::string& key) {
@@ -169,8 +154,8 @@ TEST(JsonFileUserDefaults, EmitsChangedAfterTheFileIsWritten) {
 }
 
 TEST(JsonFileUserDefaults, TwoInstancesOnOneFileKeepEachOthersKeys) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "defaults.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "defaults.json";
     JsonFileUserDefaults host(file);
     JsonFileUserDefaults command(file);
     host.setInteger("leadMinutes", 5);
@@ -189,8 +174,8 @@ TEST(JsonFileUserDefaults, TwoInstancesOnOneFileKeepEachOthersKeys) {
 }
 
 TEST(JsonFileUserDefaults, KeepsKeysItCannotReadWhenWriting) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "defaults.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "defaults.json";
     Files::writeAtomically(file, R"({"nested": {"a": [1, 2]}, "nothing": null, "mixed": [1, "a"]})");
     JsonFileUserDefaults d(file);
     EXPECT_FALSE(d.has("nested"));
@@ -203,8 +188,8 @@ TEST(JsonFileUserDefaults, KeepsKeysItCannotReadWhenWriting) {
 }
 
 TEST(JsonFileUserDefaults, MovesACorruptFileAsideAndNeverOverwritesIt) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "defaults.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "defaults.json";
     const std::string cases[] = {"{\"truncated\": ", "[1, 2]", "\"just text\"", "\xFF\xFE"};
     std::size_t expectedCorrupt = 0;
     for (const auto& contents : cases) {
@@ -220,7 +205,7 @@ TEST(JsonFileUserDefaults, MovesACorruptFileAsideAndNeverOverwritesIt) {
         EXPECT_EQ(capture.messages("defaults").size(), 1u) << contents;
         d.setInteger("fresh", 1);
         // Files moved aside within the same second get distinct names; none is ever replaced.
-        EXPECT_EQ(filesStartingWith(tmp.path(), "defaults.json.corrupt-").size(), expectedCorrupt);
+        EXPECT_EQ(filesStartingWith(tmp.path, "defaults.json.corrupt-").size(), expectedCorrupt);
     }
     JsonFileUserDefaults reopened(file);
     EXPECT_FALSE(reopened.movedAsideTo());
@@ -228,14 +213,14 @@ TEST(JsonFileUserDefaults, MovesACorruptFileAsideAndNeverOverwritesIt) {
 }
 
 TEST(JsonFileUserDefaults, IgnoresATemporaryFileLeftByAnInterruptedWrite) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "defaults.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "defaults.json";
     {
         JsonFileUserDefaults d(file);
         d.setString("kept", "yes");
     }
     // A crash between writing the temporary file and renaming it leaves this behind.
-    fs::path stray = tmp.path() / ".defaults.json.tmp-AbC123";
+    fs::path stray = tmp.path / ".defaults.json.tmp-AbC123";
     Files::writeAtomically(stray, "{\"kept\": \"half-writ");
     JsonFileUserDefaults d(file);
     EXPECT_FALSE(d.movedAsideTo());
@@ -246,8 +231,8 @@ TEST(JsonFileUserDefaults, IgnoresATemporaryFileLeftByAnInterruptedWrite) {
 }
 
 TEST(JsonFileUserDefaults, ReportsAnUnwritableFolderOnWriteWithoutLosingTheCache) {
-    TempFolder tmp;
-    fs::path notAFolder = tmp.path() / "file";
+    Fakes::TempFolder tmp;
+    fs::path notAFolder = tmp.path / "file";
     Files::writeAtomically(notAFolder, "x");
     JsonFileUserDefaults d(notAFolder / "defaults.json");
     EXPECT_FALSE(d.has("a"));
@@ -263,8 +248,8 @@ TEST(JsonFileUserDefaults, ReportsAnUnwritableFolderOnWriteWithoutLosingTheCache
 }
 
 TEST(JsonFileUserDefaults, WritesInvalidUTF8TextAsReplacementCharacters) {
-    TempFolder tmp;
-    fs::path file = tmp.path() / "defaults.json";
+    Fakes::TempFolder tmp;
+    fs::path file = tmp.path / "defaults.json";
     JsonFileUserDefaults d(file);
     d.setString("name", "a\xFF"
                         "b");

@@ -121,6 +121,7 @@ TEST(TranscriptionService, TakesASavedCallToItsTranscriptAndStartsTheAIJobs) {
     App::BackgroundServices services({.scheduler = w.scheduler,
                                       .defaults = w.defaults,
                                       .center = w.center,
+                                      .http = w.http,
                                       .database = &w.database,
                                       .checksForUpdates = false,
                                       .say = [](const std::string&) {}});

@@ -1,5 +1,6 @@
 #include "Fakes/Httplib.h"
 
+#include "Fakes/TempFolder.h"
 #include "Platform/Linux/ICalendarStore.h"
 
 #include "Support/BlockingWork.h"
@@ -49,22 +50,6 @@ std::vector<CalendarEvent> occurrences(const std::string& text, const char* from
     std::sort(events.begin(), events.end(), [](const auto& a, const auto& b) { return a.start < b.start; });
     return events;
 }
-
-struct TempFolder {
-    fs::path path;
-    TempFolder() {
-        char pattern[] = "/tmp/vellmora-ical-XXXXXX";
-        path = ::mkdtemp(pattern);
-    }
-    ~TempFolder() {
-        std::error_code ec;
-        fs::remove_all(path, ec);
-    }
-    void write(const fs::path& relative, const std::string& content) const {
-        fs::create_directories((path / relative).parent_path());
-        std::ofstream(path / relative, std::ios::binary) << content;
-    }
-};
 
 std::string simpleEvent(const std::string& uid, const std::string& start, const std::string& extra = "") {
     return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20261101T000000Z\r\nDTSTART:" + start +
@@ -280,7 +265,7 @@ TEST(ICalendarStore, RejectsTextThatIsNotICalendar) {
 
 struct ICalendarStoreFolders : ::testing::Test {
     Support::MainLoop loop;
-    TempFolder temp;
+    Fakes::TempFolder temp;
 
     template <typename T> T wait(Support::Task<T> task) {
         for (int i = 0; i < 500 && !task.isDone(); ++i) {
@@ -627,7 +612,7 @@ TEST(ICalendarStoreQuitting, QuitsAtOnceWhileASubscriptionDownloadsAndTouchesNot
     });
     int port = server.bind_to_any_port("127.0.0.1");
     std::thread thread([&] { server.listen_after_bind(); });
-    TempFolder temp;
+    Fakes::TempFolder temp;
     bool answeredBeforeQuitEnded = false;
     {
         Support::MainLoop loop;

@@ -1,4 +1,5 @@
 #include "Platform/Linux/X11HotKeyService.h"
+
 #include "Support/MainLoop.h"
 
 #include <gtest/gtest.h>
@@ -6,78 +7,15 @@
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 
+#include "Fakes/SlideDisplay.h" // after gtest: Xlib defines macros gtest also uses as names
+
 #include <chrono>
-#include <csignal>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <filesystem>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace {
-
-/// An Xvfb server for the length of a test suite, on a display number it picks itself (-displayfd), so that
-/// test runs side by side never share one, and that does not reset when its last client leaves (-noreset).
-class VirtualDisplay {
-public:
-    VirtualDisplay() {
-        int fds[2];
-        if (::pipe2(fds, O_CLOEXEC) != 0) {
-            return;
-        }
-        std::string writeEnd = std::to_string(fds[1]);
-        std::vector<std::string> args = {"Xvfb", "-displayfd", writeEnd, "-nolisten",
-                                         "tcp",  "-screen",    "0",      "320x240x24"};
-        std::vector<char*> argv;
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, fds[1], fds[1]); // clears close-on-exec in the child
-        if (posix_spawnp(&pid_, "Xvfb", &actions, nullptr, argv.data(), environ) != 0) {
-            pid_ = 0;
-        }
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(fds[1]);
-        // Xvfb writes the display number once it accepts connections (bounded wait).
-        std::string number;
-        pollfd ready{fds[0], POLLIN, 0};
-        while (pid_ != 0 && ::poll(&ready, 1, 10000) == 1) {
-            char c = 0;
-            if (::read(fds[0], &c, 1) != 1 || c == '\n') {
-                break;
-            }
-            number += c;
-        }
-        ::close(fds[0]);
-        if (number.empty()) {
-            stop();
-            return;
-        }
-        name_ = ":" + number;
-    }
-    ~VirtualDisplay() { stop(); }
-    bool isRunning() const { return pid_ != 0; }
-    const std::string& name() const { return name_; }
-
-private:
-    void stop() {
-        if (pid_ != 0) {
-            ::kill(pid_, SIGTERM);
-            ::waitpid(pid_, nullptr, 0);
-            pid_ = 0;
-        }
-    }
-    std::string name_;
-    pid_t pid_ = 0;
-};
 
 /// XTEST's fake key events, loaded at run time (the test machine has the library but not its header).
 using FakeKeyEvent = int (*)(Display*, unsigned int, int, unsigned long);
@@ -90,8 +28,8 @@ constexpr std::uint32_t command = 0x100, shift = 0x200, option = 0x800, control 
 
 class X11HotKeyServiceTest : public testing::Test {
 protected:
-    static inline std::unique_ptr<VirtualDisplay> server;
-    static void SetUpTestSuite() { server = std::make_unique<VirtualDisplay>(); }
+    static inline std::unique_ptr<Fakes::VirtualDisplay> server;
+    static void SetUpTestSuite() { server = std::make_unique<Fakes::VirtualDisplay>(320, 240); }
     static void TearDownTestSuite() { server.reset(); }
 
     void SetUp() override {

@@ -1,5 +1,6 @@
 #include "Platform/Linux/XdgAutostart.h"
 
+#include "Fakes/TempFolder.h"
 #include "Support/Files.h"
 
 #include <filesystem>
@@ -11,19 +12,7 @@
 namespace fs = std::filesystem;
 using Platform::Linux::XdgAutostart;
 
-namespace {
-
-class TempFolder {
-public:
-    TempFolder() {
-        char pattern[] = "/tmp/vellmora-autostart-XXXXXX";
-        path = ::mkdtemp(pattern);
-    }
-    ~TempFolder() { fs::remove_all(path); }
-    fs::path path;
-};
-
-} // namespace
+namespace {} // namespace
 
 TEST(XdgAutostart, ExecArgumentsAreQuotedAndEscapedAsDesktopEntriesRequire) {
     const std::vector<std::pair<std::string, std::string>> cases = {
@@ -43,7 +32,7 @@ TEST(XdgAutostart, ExecArgumentsAreQuotedAndEscapedAsDesktopEntriesRequire) {
 }
 
 TEST(XdgAutostart, AnEntryIsWrittenReadAndRemovedAndADesktopsOwnSwitchCountsAsOff) {
-    TempFolder temp;
+    Fakes::TempFolder temp;
     XdgAutostart autostart(temp.path / "config/autostart");
     EXPECT_EQ(autostart.status(), XdgAutostart::Status::off);
     EXPECT_FALSE(autostart.disable());

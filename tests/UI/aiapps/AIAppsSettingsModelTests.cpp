@@ -32,7 +32,7 @@ template <typename T> T finish(Support::MainLoop& loop, Support::Task<T> task) {
 // the Claude Code tool answered by a fake process runner.
 struct Fixture {
     Support::MainLoop loop;
-    TempFolder home;
+    Fakes::TempFolder home;
     std::set<std::string> installedApps = {"cursor.desktop", "code.desktop", "dev.warp.Warp.desktop"};
     std::set<fs::path> executables;
     bool canRead = true;
@@ -42,7 +42,7 @@ struct Fixture {
     std::shared_ptr<AIAppsFolderPanel> panel;
 
     MCPClientEnvironment environment() {
-        auto env = MCPClientEnvironment::live(home.path());
+        auto env = MCPClientEnvironment::live(home.path);
         env.applicationURL = [this](const std::string& id) -> std::optional<fs::path> {
             return installedApps.count(id) ? std::optional<fs::path>("/usr/share/applications/" + id)
                                            : std::nullopt;
@@ -57,7 +57,7 @@ struct Fixture {
         d.helperPath = helper;
         d.clipboard = clipboard;
         d.claude =
-            std::make_shared<ClaudeCLIRunner>(processes, home.path(), std::map<std::string, std::string>{});
+            std::make_shared<ClaudeCLIRunner>(processes, home.path, std::map<std::string, std::string>{});
         d.folderPanel = panel;
         d.catalog = MCPClientCatalog::all(linuxSystem);
         return Model(std::move(d));
@@ -363,7 +363,7 @@ private:
 TEST(AIAppsSettingsModel, WithoutAccessItAsksForTheFolderAndRefusesAnotherOne) {
     Fixture f;
     f.canRead = false;
-    auto wrong = std::make_shared<ScriptedPanel>(f.home.path());
+    auto wrong = std::make_shared<ScriptedPanel>(f.home.path);
     f.panel = wrong;
     auto model = f.model();
     finish(f.loop, model.perform({MCPClientID::cursor, CKind::connect}));

@@ -84,11 +84,11 @@ TEST(MCPClientEnvironment, FindsClaudeCodeThroughItsExecutableCandidatesInOrder)
 }
 
 TEST(MCPClientEnvironment, LiveFindsLinuxAppsThroughDesktopEntriesAndReadsFiles) {
-    TempFolder home;
+    Fakes::TempFolder home;
     writeFile(home / ".local/share/applications/code.desktop", "[Desktop Entry]\nName=Code\nExec=code\n");
     ::setenv("XDG_DATA_HOME", (home / ".local/share").c_str(), 1);
     ::setenv("XDG_DATA_DIRS", (home / "system").c_str(), 1);
-    auto env = MCPClientEnvironment::live(home.path());
+    auto env = MCPClientEnvironment::live(home.path);
     ::unsetenv("XDG_DATA_HOME");
     ::unsetenv("XDG_DATA_DIRS");
     const auto& code = MCPClientCatalog::client(MCPClientID::vsCode, MCPHostSystem::linuxDesktop);
@@ -100,7 +100,7 @@ TEST(MCPClientEnvironment, LiveFindsLinuxAppsThroughDesktopEntriesAndReadsFiles)
     EXPECT_EQ(env.readFile(file), MCPFileRead::missing());
     writeFile(file, "{}");
     EXPECT_EQ(env.readFile(file), MCPFileRead::contents("{}"));
-    EXPECT_EQ(env.readFile(home.path()), MCPFileRead::unreadable());
+    EXPECT_EQ(env.readFile(home.path), MCPFileRead::unreadable());
     EXPECT_TRUE(env.canReadClientFiles());
 
     writeFile(home / "bin/claude", "#!/bin/sh\n");
@@ -110,7 +110,7 @@ TEST(MCPClientEnvironment, LiveFindsLinuxAppsThroughDesktopEntriesAndReadsFiles)
 }
 
 TEST(DesktopEntryLocator, SearchesTheUsersEntriesFirstAndHonoursHiddenOnes) {
-    TempFolder root;
+    Fakes::TempFolder root;
     writeFile(root / "user/applications/cursor.desktop", "[Desktop Entry]\nHidden = true\n");
     writeFile(root / "system/applications/cursor.desktop", "[Desktop Entry]\nName=Cursor\n");
     writeFile(root / "system/applications/code.desktop",

@@ -46,7 +46,7 @@ void pauseMicroseconds(long us) {
 } // namespace
 
 TEST(MCPConfigFileWriterCrash, AKilledWriterLeavesTheOldOrTheNewDocumentAndAnIntactBackup) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     std::string original =
         "{\n  \"mcpServers\": {\n    \"other\": {\"command\": \"x\", \"n\": 1.10}\n  },\n  "
@@ -101,7 +101,7 @@ TEST(MCPConfigFileWriterCrash, AKilledWriterLeavesTheOldOrTheNewDocumentAndAnInt
             << "iteration " << i << ": the file is neither the old nor a new document";
         ASSERT_TRUE(nlohmann::json::accept(now));
         seen.insert(now);
-        for (const auto& e : fs::directory_iterator(home.path())) {
+        for (const auto& e : fs::directory_iterator(home.path)) {
             if (e.path().filename().string().find(".vellmora-tmp-") != std::string::npos) {
                 ++killedMidWrite;
                 break;
@@ -119,7 +119,7 @@ TEST(MCPConfigFileWriterCrash, AKilledWriterLeavesTheOldOrTheNewDocumentAndAnInt
     MCPConfigFileWriter::update(file, location, UI::MCPEntryStyle::command, "/opt/c/vellmora-mcp",
                                 MCPConfigFileWriter::Kind::add);
     std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(home.path())) {
+    for (const auto& e : fs::directory_iterator(home.path)) {
         names.push_back(e.path().filename().string());
     }
     std::sort(names.begin(), names.end());

@@ -45,7 +45,7 @@ std::vector<std::string> namesIn(const fs::path& folder) {
 } // namespace
 
 TEST(MCPConfigFileWriter, ABlankFileGetsAFreshDocumentAndNoBackup) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     writeFile(file, "  \n\n");
     EXPECT_EQ(add(file), Result::written());
@@ -65,7 +65,7 @@ TEST(MCPConfigFileWriter, ARefusedFileIsLeftByteForByteAndNothingIsCreatedBeside
         {"{\n  // my servers\n  \"mcpServers\": {}\n}", MCPConfigMergeError::malformed()},
     };
     for (const auto& c : cases) {
-        TempFolder home;
+        Fakes::TempFolder home;
         auto file = home / "mcp.json";
         writeFile(file, c.text);
         try {
@@ -75,12 +75,12 @@ TEST(MCPConfigFileWriter, ARefusedFileIsLeftByteForByteAndNothingIsCreatedBeside
             EXPECT_EQ(e, c.error);
         }
         EXPECT_EQ(readFile(file), c.text);
-        EXPECT_EQ(namesIn(home.path()), std::vector<std::string>{"mcp.json"});
+        EXPECT_EQ(namesIn(home.path), std::vector<std::string>{"mcp.json"});
     }
 }
 
 TEST(MCPConfigFileWriter, BacksUpTheOriginalOnceAndNeverRefreshesIt) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "claude_desktop_config.json";
     const std::string original = "{\"mcpServers\": {\"other\": {\"command\": \"x\"}}, \"n\": 1.10}";
     writeFile(file, original);
@@ -101,7 +101,7 @@ TEST(MCPConfigFileWriter, BacksUpTheOriginalOnceAndNeverRefreshesIt) {
 }
 
 TEST(MCPConfigFileWriter, AnExistingFileAtTheBackupPathIsNeverOverwritten) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     writeFile(file, "{}");
     writeFile(MCPConfigFileWriter::backupPath(file), "the user's own file");
@@ -110,17 +110,17 @@ TEST(MCPConfigFileWriter, AnExistingFileAtTheBackupPathIsNeverOverwritten) {
 }
 
 TEST(MCPConfigFileWriter, RemovingWhatIsNotThereTouchesNothing) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     EXPECT_EQ(removeEntry(file), Result::unchanged());
     EXPECT_EQ(removeEntry(home / "missing-folder" / "mcp.json"), Result::unchanged());
     writeFile(file, "{\"mcpServers\": {}}");
     EXPECT_EQ(removeEntry(file), Result::unchanged());
-    EXPECT_EQ(namesIn(home.path()), std::vector<std::string>{"mcp.json"});
+    EXPECT_EQ(namesIn(home.path), std::vector<std::string>{"mcp.json"});
 }
 
 TEST(MCPConfigFileWriter, CreatesMissingFoldersForANewFile) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / ".gemini" / "config" / "mcp_config.json";
     EXPECT_EQ(add(file), Result::written());
     EXPECT_EQ(UI::MCPConfigMerger::command(readFile(file), "mcpServers"), helper);
@@ -128,7 +128,7 @@ TEST(MCPConfigFileWriter, CreatesMissingFoldersForANewFile) {
 }
 
 TEST(MCPConfigFileWriter, KeepsThePermissionsOfTheFileAndGivesThemToTheBackup) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / ".claude.json";
     writeFile(file, "{\"secret\": \"token\"}");
     fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
@@ -138,7 +138,7 @@ TEST(MCPConfigFileWriter, KeepsThePermissionsOfTheFileAndGivesThemToTheBackup) {
 }
 
 TEST(MCPConfigFileWriter, ALinkedSettingsFileStaysALinkAndItsTargetIsRewritten) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto dotfiles = home / "dotfiles" / "mcp.json";
     writeFile(dotfiles, "{\"keep\": true}");
     fs::create_directories(home / ".cursor");
@@ -154,7 +154,7 @@ TEST(MCPConfigFileWriter, ALinkedSettingsFileStaysALinkAndItsTargetIsRewritten) 
 }
 
 TEST(MCPConfigFileWriter, MergesAgainWhenTheAppSavesItsFileWhileWeWrite) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     writeFile(file, "{\"theme\": \"dark\"}");
     MCPConfigFileWriter::Hooks hooks;
@@ -198,7 +198,7 @@ TEST(MCPConfigFileWriter, NoticesEveryWayTheAppCanSaveWhileWeWork) {
     for (const auto& [how, save] : saves) {
         for (bool beforeLock : {true, false}) {
             SCOPED_TRACE(std::string(how) + (beforeLock ? ", before the lock" : ", before the rename"));
-            TempFolder home;
+            Fakes::TempFolder home;
             auto file = home / "mcp.json";
             writeFile(file, original);
             MCPConfigFileWriter::Hooks hooks;
@@ -223,20 +223,20 @@ TEST(MCPConfigFileWriter, NoticesEveryWayTheAppCanSaveWhileWeWork) {
 }
 
 TEST(MCPConfigFileWriter, AFileThatKeepsChangingIsReportedNotOverwritten) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     writeFile(file, "{}");
     MCPConfigFileWriter::Hooks hooks;
     hooks.beforeReplace = [&](int attempt) { writeFile(file, "{\"n\": " + std::to_string(attempt) + "}"); };
     EXPECT_THROW(add(file, helper, hooks), std::system_error);
     EXPECT_EQ(readFile(file), "{\"n\": 4}");
-    for (const auto& name : namesIn(home.path())) {
+    for (const auto& name : namesIn(home.path)) {
         EXPECT_EQ(name.find(".vellmora-tmp-"), std::string::npos) << name;
     }
 }
 
 TEST(MCPConfigFileWriter, HoldsTheLockBesideTheFileWhileItWrites) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     writeFile(file, "{}");
     bool lockedByWriter = false;
@@ -253,7 +253,7 @@ TEST(MCPConfigFileWriter, HoldsTheLockBesideTheFileWhileItWrites) {
 }
 
 TEST(MCPConfigFileWriter, RemovesTemporaryFilesThatAKilledWriterLeftBehind) {
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     writeFile(file, "{}");
     writeFile(home / ".mcp.json.vellmora-tmp-Ab12Cd", "half of a docu");
@@ -267,7 +267,7 @@ TEST(MCPConfigFileWriter, AFileItCannotReadIsAnErrorNamingThePath) {
     if (::geteuid() == 0) {
         GTEST_SKIP() << "root reads every file";
     }
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     writeFile(file, "{}");
     fs::permissions(file, fs::perms::none);
@@ -283,7 +283,7 @@ TEST(MCPConfigFileWriter, AFileItCannotReadIsAnErrorNamingThePath) {
 TEST(MCPConfigFileWriter, TheBackupStaysTheOriginalWhateverTheAppDoesToTheFileAfterwards) {
     // The backup is the original file kept under a second name; once the new file has replaced it, saving the
     // settings file in place must not reach the backup.
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     const std::string original = "{\"theme\": \"dark\", \"n\": 1.10}";
     writeFile(file, original);
@@ -308,7 +308,7 @@ TEST(MCPConfigFileWriter, TheBackupStaysTheOriginalWhateverTheAppDoesToTheFileAf
 
 TEST(MCPConfigFileWriter, PermissionsTheAppChangesWhileWeWriteAreKept) {
     // A change of mode alone, made after the backup was taken, must still make the writer start again.
-    TempFolder home;
+    Fakes::TempFolder home;
     auto file = home / "mcp.json";
     const std::string original = "{\"secret\": \"token\"}";
     writeFile(file, original);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Fakes/TempFolder.h"
 #include "Support/BlockingWork.h"
 #include "Support/MainLoop.h"
 
@@ -45,15 +46,5 @@ inline Segment segment(double start, std::string text, std::string speaker = "")
     s.speaker = std::move(speaker);
     return s;
 }
-
-struct TempDir {
-    std::filesystem::path path;
-    TempDir() {
-        std::random_device rd;
-        path = std::filesystem::temp_directory_path() / ("vellmora-ui-test-" + std::to_string(rd()));
-        std::filesystem::create_directories(path);
-    }
-    ~TempDir() { std::filesystem::remove_all(path); }
-};
 
 } // namespace LibraryTest

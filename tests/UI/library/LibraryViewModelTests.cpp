@@ -84,7 +84,7 @@ TEST_F(Fixture, LoadPublishesTheListAndMarksTheFirstLoadOnce) {
 }
 
 TEST(LibraryViewModel, AFailedLoadIsLoggedAndKeepsThePreviousList) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     Support::MainLoop loop;
     Support::VirtualScheduler scheduler{loop, start};
     Support::NotificationCenter center;
@@ -261,7 +261,7 @@ TEST_F(Fixture, AScreenResultThatArrivesAfterANewerSearchStartedIsDropped) {
 }
 
 TEST_F(Fixture, DeletingARecordingRemovesItsVideoPostsTheNotificationAndReloads) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     auto video = dir.path / "call.mp4";
     std::ofstream(video) << "video";
     auto r = recording("Doomed", 1000);
@@ -285,7 +285,7 @@ TEST_F(Fixture, DeletingARecordingRemovesItsVideoPostsTheNotificationAndReloads)
 }
 
 TEST(LibraryViewModel, FavoritesAreFlippedInTheStoreAndInTheListsAndFailuresAreLogged) {
-    TempDir dir;
+    Fakes::TempFolder dir;
     Support::MainLoop loop;
     Support::VirtualScheduler scheduler{loop, start};
     Support::NotificationCenter center;

@@ -55,7 +55,7 @@ struct ScreenVideoLifecycle : ::testing::Test {
     Support::VirtualScheduler scheduler{loop, start};
     Support::NotificationCenter center;
     Support::InMemoryUserDefaults defaults;
-    VideoTest::TempDir dir;
+    Fakes::TempFolder dir;
     fs::path log = dir.path / "screen.log";
     std::optional<fs::path> ffmpeg = Platform::findExecutable("ffmpeg", std::getenv("PATH"));
 

@@ -50,7 +50,7 @@ struct SlidesService : ::testing::Test {
     Support::MainLoop loop;
     Support::VirtualScheduler scheduler{loop, start};
     Support::NotificationCenter center;
-    VideoTest::TempDir dir;
+    Fakes::TempFolder dir;
     fs::path slidesRoot = dir.path / "Slides";
     fs::path screensRoot = dir.path / "Screens";
     std::unique_ptr<Database::SqliteDatabase> database =

@@ -35,7 +35,7 @@ struct VideoExpiry : ::testing::Test {
     Database::VideoMuxActivity mux;
     Fakes::FakePowerEvents power;
     Database::SqliteDatabase database{":memory:"};
-    VideoTest::TempDir dir;
+    Fakes::TempFolder dir;
     std::optional<fs::path> activeFile;
     std::vector<Support::Notification> posted;
     Support::Subscription observer =

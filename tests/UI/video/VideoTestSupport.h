@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Fakes/TempFolder.h"
 #include "Support/MainLoop.h"
 #include "Support/Task.h"
 
@@ -17,19 +18,6 @@
 #include <string>
 
 namespace VideoTest {
-
-struct TempDir {
-    std::filesystem::path path;
-    TempDir() {
-        std::random_device rd;
-        path = std::filesystem::temp_directory_path() / ("vellmora-video-test-" + std::to_string(rd()));
-        std::filesystem::create_directories(path);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path, ec);
-    }
-};
 
 inline void writeFile(const std::filesystem::path& path, std::size_t bytes, char fill = 'v') {
     std::filesystem::create_directories(path.parent_path());
