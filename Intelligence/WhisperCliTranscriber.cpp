@@ -2,19 +2,20 @@
 
 #include "Intelligence/AudioPieces.h"
 #include "Intelligence/TranscriptionResponse.h"
+#include "Platform/ChildProcess.h"
 #include "Platform/HttpClient.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
-#include "Support/Text.h"
 #include "Support/Uuid.h"
 
+#include <csignal>
 #include <fstream>
 #include <memory>
 
 namespace Intelligence {
 
-WhisperCliTranscriber::WhisperCliTranscriber(Platform::ProcessRunner& runner, Config config)
-    : runner_(runner), config_(std::move(config)) {}
+WhisperCliTranscriber::WhisperCliTranscriber(Support::Scheduler& scheduler, Config config)
+    : scheduler_(scheduler), config_(std::move(config)) {}
 
 std::vector<std::string> WhisperCliTranscriber::arguments(const Config& config,
                                                           const std::filesystem::path& wav,
@@ -34,19 +35,14 @@ std::vector<std::string> WhisperCliTranscriber::arguments(const Config& config,
 namespace {
 /// Removes the work files when the transcription ends, however it ends.
 struct WorkFiles {
-    std::filesystem::path wav, stem, json;
+    std::filesystem::path wav, stem, json, log;
     ~WorkFiles() {
         std::error_code ignored;
-        std::filesystem::remove(wav, ignored);
-        std::filesystem::remove(json, ignored);
+        for (const auto* file : {&wav, &json, &log}) {
+            std::filesystem::remove(*file, ignored);
+        }
     }
 };
-
-std::string lastLine(const std::string& text) {
-    auto trimmed = Support::Text::trimmed(text);
-    auto end = trimmed.rfind('\n');
-    return end == std::string::npos ? trimmed : trimmed.substr(end + 1);
-}
 } // namespace
 
 Support::Task<std::vector<SpeechSegment>>
@@ -76,6 +72,7 @@ WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Prog
     files->wav = config_.workFolder / (name + ".wav");
     files->stem = config_.workFolder / name;
     files->json = config_.workFolder / (name + ".json");
+    files->log = config_.workFolder / (name + ".log");
     const auto source = track.file;
     // The work files are removed when this frame ends: the pool's copies of the jobs hold only their paths.
     const auto wav = files->wav;
@@ -94,14 +91,16 @@ WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Prog
         }
     });
 
-    Platform::ProcessRequest request;
-    request.executable = config_.program.string();
-    request.arguments = arguments(config_, files->wav, files->stem, options);
-    request.timeout = config_.timeout;
-    Platform::ProcessResult result;
+    // The program runs as a child watched from the main loop, so that cancelling the transcription (a
+    // quit, a deleted recording) kills it at once instead of waiting for hours of audio to end.
+    std::unique_ptr<Platform::ChildProcess> program;
     try {
-        auto run = runner_.run(request);
-        result = co_await run;
+        program = std::make_unique<Platform::ChildProcess>(
+            Platform::ChildProcess::Options{.executable = config_.program.string(),
+                                            .arguments = arguments(config_, files->wav, files->stem, options),
+                                            .output = Platform::ChildProcess::Output::file,
+                                            .outputFile = files->log,
+                                            .parentDeathSignal = SIGKILL});
     } catch (const std::system_error& e) {
         throw TranscriptionError(
             config_.program.string() + " cannot be started (" + e.code().message() +
@@ -109,14 +108,16 @@ WhisperCliTranscriber::transcribe(SpeechTrack track, SpeechOptions options, Prog
                 "configure --program`.",
             true);
     }
-    if (!result.succeeded()) {
-        auto said = lastLine(result.standardError);
-        throw TranscriptionError(
-            std::string("whisper-cli ") +
-                (result.timedOut ? "took too long and was stopped"
-                                 : "failed (exit status " + std::to_string(result.exitStatus) + ")") +
-                (said.empty() ? "." : ": " + said),
-            true);
+    const bool ended = co_await Platform::endsWithin(*program, scheduler_, config_.timeout);
+    const int status = program->exitStatus().value_or(-1);
+    program.reset(); // a program that took too long is killed here
+    if (!ended || status != 0) {
+        auto said = Platform::lastLogLine(files->log);
+        throw TranscriptionError(std::string("whisper-cli ") +
+                                     (!ended ? "took too long and was stopped"
+                                             : "failed (exit status " + std::to_string(status) + ")") +
+                                     (said.empty() ? "." : ": " + said),
+                                 true);
     }
     auto output = co_await Support::BlockingWork::run([json] { return Support::Files::readIfExists(json); });
     std::optional<std::vector<SpeechSegment>> segments;

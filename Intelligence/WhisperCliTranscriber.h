@@ -6,12 +6,13 @@
 //
 // A missing model file, a program that cannot be started, one that fails, or output that cannot be read
 // throw `TranscriptionError` with a sentence naming what to do; all but unreadable audio are worth retrying
-// once the setup is fixed. The program runs to its end on the blocking pool (it cannot be interrupted; a
-// cancelled task drops its result), within `timeout`.
+// once the setup is fixed. The program runs as a child watched from the main loop, within `timeout` of the
+// scheduler's time; its output goes to a log file whose last line explains a failure. Cancelling the task
+// kills it (and whatever it started) at once, and so does the host's death.
 #pragma once
 
 #include "Intelligence/SpeechRecognizer.h"
-#include "Platform/ProcessRunner.h"
+#include "Support/Scheduler.h"
 
 #include <filesystem>
 #include <functional>
@@ -33,7 +34,7 @@ public:
         std::function<Support::Task<void>()> fetchModel;
     };
 
-    WhisperCliTranscriber(Platform::ProcessRunner& runner, Config config);
+    WhisperCliTranscriber(Support::Scheduler& scheduler, Config config);
 
     std::string name() const override { return "whisper-cli"; }
     Support::Task<std::vector<SpeechSegment>> transcribe(SpeechTrack track, SpeechOptions options,
@@ -45,7 +46,7 @@ public:
                                               const SpeechOptions& options);
 
 private:
-    Platform::ProcessRunner& runner_;
+    Support::Scheduler& scheduler_;
     Config config_;
 };
 

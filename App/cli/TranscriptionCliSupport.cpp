@@ -5,7 +5,6 @@
 #include "AudioEngine/SimulatedCapture.h"
 #include "Intelligence/AudioPieces.h"
 #include "Platform/HttpClient.h"
-#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/NotificationCenter.h"
 #include "UI/transcription/TranscriptAssembly.h"
@@ -45,14 +44,13 @@ std::vector<Database::DatabaseManager::RecordingTrack> tracksForFiles(const std:
 }
 
 std::vector<Database::DatabaseManager::TranscriptSegment>
-transcribeTracks(AICommandEnvironment& env, Platform::ProcessRunner& runner,
-                 const Intelligence::TranscriptionSettings& settings,
+transcribeTracks(AICommandEnvironment& env, const Intelligence::TranscriptionSettings& settings,
                  const std::vector<Database::DatabaseManager::RecordingTrack>& tracks,
                  const std::function<void(const std::string&)>& progress) {
     const char* path = std::getenv("PATH");
     std::vector<UI::TranscriptAssembly::TrackSegments> results;
     try {
-        auto engine = SpeechEngines::make(settings, {env.http(), env.scheduler(), runner, path ? path : ""});
+        auto engine = SpeechEngines::make(settings, {env.http(), env.scheduler(), path ? path : ""});
         Intelligence::SpeechOptions options;
         options.language = settings.language;
         for (const auto& track : tracks) {
@@ -71,7 +69,6 @@ void transcribeRecording(CliContext& ctx, const std::string& database, Database:
     auto db = LibraryCli::openLibrary(database, true);
     LibraryCli::requireRecording(db.get(), id);
     AICommandEnvironment env(ctx);
-    Platform::PosixProcessRunner runner;
     Support::NotificationCenter center;
     const char* path = std::getenv("PATH");
     const std::string searchPath = path ? path : "";
@@ -84,7 +81,7 @@ void transcribeRecording(CliContext& ctx, const std::string& database, Database:
         .engine =
             [&] {
                 return SpeechEngines::make(Intelligence::TranscriptionSettings::load(defaults),
-                                           {env.http(), env.scheduler(), runner, searchPath});
+                                           {env.http(), env.scheduler(), searchPath});
             },
         .language = [&] { return Intelligence::TranscriptionSettings::load(defaults).language; },
         .say = [&err](const std::string& line) { err << line << "\n"; },

@@ -6,7 +6,6 @@
 #include "App/cli/AICommandSupport.h"
 #include "Database/DatabaseManager.h"
 #include "Intelligence/TranscriptionSettings.h"
-#include "Platform/ProcessRunner.h"
 
 #include <functional>
 #include <string>
@@ -23,8 +22,7 @@ std::vector<Database::DatabaseManager::RecordingTrack> tracksForFiles(const std:
 /// The engine's segments of all tracks, assembled like the queue does. Throws the engine's
 /// `TranscriptionError` as a `CommandFailed`.
 std::vector<Database::DatabaseManager::TranscriptSegment>
-transcribeTracks(AICommandEnvironment& env, Platform::ProcessRunner& runner,
-                 const Intelligence::TranscriptionSettings& settings,
+transcribeTracks(AICommandEnvironment& env, const Intelligence::TranscriptionSettings& settings,
                  const std::vector<Database::DatabaseManager::RecordingTrack>& tracks,
                  const std::function<void(const std::string&)>& progress);
 

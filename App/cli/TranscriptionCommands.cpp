@@ -8,7 +8,6 @@
 #include "Intelligence/AIProviderSettings.h"
 #include "Intelligence/SpeechModels.h"
 #include "Intelligence/TranscriptionSettings.h"
-#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Text.h"
 #include "UI/transcription/TranscriptAssembly.h"
@@ -143,10 +142,9 @@ void status(App::CliContext& ctx, bool asJson) {
 
 void transcribeFiles(App::CliContext& ctx, const std::vector<std::string>& files, bool asJson, bool test) {
     App::AICommandEnvironment env(ctx);
-    Platform::PosixProcessRunner runner;
     auto settings = TranscriptionSettings::load(ctx.defaults());
     auto segments = App::TranscriptionCli::transcribeTracks(
-        env, runner, settings, App::TranscriptionCli::tracksForFiles(files),
+        env, settings, App::TranscriptionCli::tracksForFiles(files),
         [&ctx](const std::string& line) { ctx.err() << line << "\n"; });
     if (test) {
         ctx.out() << "The speech engine works: " << App::SpeechEngines::describe(settings) << " gave "

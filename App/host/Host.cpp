@@ -246,7 +246,6 @@ int Host::run(std::ostream& out, std::ostream& err) {
 
     // Saved recordings are transcribed, one at a time; the queue resumes what a quit or crash interrupted,
     // and a stored transcript starts the AI jobs through the processing notifications.
-    Platform::PosixProcessRunner transcriptionRunner;
     std::optional<TranscriptionService> transcription;
     if (database) {
         transcription.emplace(TranscriptionService::Dependencies{.database = *database,
@@ -254,7 +253,6 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                                  .scheduler = scheduler,
                                                                  .defaults = defaults,
                                                                  .http = platform.http(),
-                                                                 .runner = transcriptionRunner,
                                                                  .searchPath = env.searchPath,
                                                                  .demo = options_.demo,
                                                                  .say = say});

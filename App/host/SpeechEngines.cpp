@@ -110,7 +110,7 @@ std::shared_ptr<Intelligence::SpeechRecognizer> make(const Intelligence::Transcr
                 });
             };
         }
-        return std::make_shared<Intelligence::WhisperCliTranscriber>(environment.runner, config);
+        return std::make_shared<Intelligence::WhisperCliTranscriber>(environment.scheduler, config);
     }
     }
     return nullptr;

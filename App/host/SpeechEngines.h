@@ -8,7 +8,6 @@
 #include "Intelligence/SpeechRecognizer.h"
 #include "Intelligence/TranscriptionSettings.h"
 #include "Platform/HttpClient.h"
-#include "Platform/ProcessRunner.h"
 #include "Support/Scheduler.h"
 
 #include <functional>
@@ -21,7 +20,6 @@ namespace App::SpeechEngines {
 struct Environment {
     Platform::HttpClient& http;
     Support::Scheduler& scheduler;
-    Platform::ProcessRunner& runner;
     /// A PATH value for finding whisper-cli.
     std::string searchPath;
     /// When set, a missing catalogue model of whisper-cli is downloaded at the first transcription, its

@@ -53,8 +53,7 @@ TranscriptionService::TranscriptionService(Dependencies dependencies) : deps_(st
                 if (deps_.demo && settings.engine == Intelligence::TranscriptionEngine::none) {
                     settings.engine = Intelligence::TranscriptionEngine::simulated;
                 }
-                return SpeechEngines::make(settings,
-                                           {deps_.http, deps_.scheduler, deps_.runner, deps_.searchPath});
+                return SpeechEngines::make(settings, {deps_.http, deps_.scheduler, deps_.searchPath});
             },
         .language = [this] { return Intelligence::TranscriptionSettings::load(deps_.defaults).language; },
         .file = deps_.file,

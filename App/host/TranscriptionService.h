@@ -7,7 +7,6 @@
 
 #include "Database/DatabaseManager.h"
 #include "Platform/HttpClient.h"
-#include "Platform/ProcessRunner.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
@@ -27,7 +26,6 @@ public:
         Support::Scheduler& scheduler;
         Support::UserDefaults& defaults;
         Platform::HttpClient& http;
-        Platform::ProcessRunner& runner;
         std::string searchPath;
         bool demo = false;
         std::function<void(const std::string&)> say;

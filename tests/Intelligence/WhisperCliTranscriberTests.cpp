@@ -2,9 +2,12 @@
 #include "Fakes/AudioFiles.h"
 #include "Fakes/ScriptFolder.h"
 #include "Intelligence/WhisperCliTranscriber.h"
-#include "Platform/PosixProcessRunner.h"
+#include "Support/Scheduler.h"
 
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
 
 using namespace Intelligence;
 
@@ -12,8 +15,8 @@ namespace {
 
 struct Rig {
     Support::MainLoop loop;
+    Support::VirtualScheduler scheduler{loop, Support::dateFromUnix(1'800'000'000)};
     Fakes::ScriptFolder folder;
-    Platform::PosixProcessRunner runner;
 
     WhisperCliTranscriber engine(const std::string& scriptBody, bool withModel = true) {
         WhisperCliTranscriber::Config config;
@@ -23,7 +26,8 @@ struct Rig {
             folder.write("ggml-base.en.bin", "weights");
         }
         config.workFolder = folder.path / "work";
-        return WhisperCliTranscriber(runner, config);
+        config.timeout = Support::seconds(600);
+        return WhisperCliTranscriber(scheduler, config);
     }
 
     std::pair<std::vector<SpeechSegment>, std::optional<std::string>>
@@ -104,4 +108,51 @@ TEST(WhisperCliTranscriber, SaysWhatIsMissingOrWhatWentWrong) {
         ASSERT_TRUE(error) << c.name;
         EXPECT_EQ(error->rfind(c.sentenceStart, 0), 0u) << c.name << ": " << *error;
     }
+}
+
+// A program that never ends on its own: it notes its process id, then waits (exec: the id stays its own).
+const char* endless = "echo $$ > \"$(dirname \"$0\")/pid\"\nexec sleep 600";
+
+bool processIsGone(Fakes::ScriptFolder& folder) {
+    const int pid = std::stoi(folder.read("pid"));
+    return ::kill(pid, 0) != 0;
+}
+
+TEST(WhisperCliTranscriber, AProgramThatTakesLongerThanTheTimeLimitIsKilledAndSaysSo) {
+    Rig rig;
+    auto engine = rig.engine(endless);
+    const auto audio = rig.folder.path / "mic.wav";
+    Fakes::AudioFiles::writeWav(audio, {{1, 0.5}}, 16000);
+    std::optional<std::string> error;
+    auto task = Support::startTask([&]() -> Support::Task<void> {
+        try {
+            auto work = engine.transcribe({audio, 0}, {}, {});
+            (void)co_await work;
+        } catch (const TranscriptionError& e) {
+            error = e.description();
+        }
+    });
+    ASSERT_TRUE(Fakes::runUntil(rig.loop, [&] { return std::filesystem::exists(rig.folder.path / "pid"); }));
+    rig.scheduler.advance(Support::seconds(601));
+    ASSERT_TRUE(Fakes::runUntil(rig.loop, [&] { return task.isDone(); }));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->rfind("whisper-cli took too long and was stopped", 0), 0u) << *error;
+    EXPECT_TRUE(processIsGone(rig.folder));
+    EXPECT_TRUE(std::filesystem::is_empty(rig.folder.path / "work")) << "the work files are removed";
+}
+
+TEST(WhisperCliTranscriber, CancellingTheTranscriptionKillsTheProgramAtOnce) {
+    Rig rig;
+    auto engine = rig.engine(endless);
+    const auto audio = rig.folder.path / "mic.wav";
+    Fakes::AudioFiles::writeWav(audio, {{1, 0.5}}, 16000);
+    auto task = Support::startTask([&]() -> Support::Task<void> {
+        auto work = engine.transcribe({audio, 0}, {}, {});
+        (void)co_await Support::awaitOwned(work);
+    });
+    ASSERT_TRUE(Fakes::runUntil(rig.loop, [&] { return std::filesystem::exists(rig.folder.path / "pid"); }));
+    task.cancel();
+    ASSERT_TRUE(Fakes::runUntil(rig.loop, [&] { return task.isDone(); }));
+    EXPECT_TRUE(processIsGone(rig.folder)) << "no whisper-cli is left running";
+    EXPECT_TRUE(std::filesystem::is_empty(rig.folder.path / "work")) << "the work files are removed";
 }

@@ -13,7 +13,6 @@
 #include "Intelligence/AIProviderSettings.h"
 #include "Intelligence/TranscriptionSettings.h"
 #include "Platform/Linux/CurlHttpClient.h"
-#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/MainLoop.h"
 #include "Support/Scheduler.h"
@@ -40,7 +39,6 @@ struct World {
     Database::SqliteDatabase database{":memory:"};
     Fakes::FakeAIProvider provider;
     Platform::CurlHttpClient http;
-    Platform::PosixProcessRunner runner;
     std::vector<std::string> said;
 
     World() {
@@ -70,7 +68,6 @@ struct World {
             .scheduler = scheduler,
             .defaults = defaults,
             .http = http,
-            .runner = runner,
             .say = [this](const std::string& s) { said.push_back(s); },
         });
     }
