@@ -15,24 +15,13 @@
 
 // Xlib's macros (None, Bool, Status) clash with GoogleTest's names: included last.
 #include "Fakes/SlideDisplay.h"
+#include "Fakes/VideoFrames.h"
 
 using AudioEngine::FfmpegScreenCapture;
 using AudioEngine::ScreenVideoFinaliser;
 namespace fs = std::filesystem;
 
 namespace {
-
-int framesWritten(const fs::path& log) {
-    std::ifstream in(log, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    static const std::regex progress("frame=\\s*(\\d+)");
-    int frames = 0;
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), progress); it != std::sregex_iterator();
-         ++it) {
-        frames = std::stoi((*it)[1]);
-    }
-    return frames;
-}
 
 struct FfmpegScreen : ::testing::Test {
     Fakes::VirtualDisplay display{320, 240};
@@ -71,14 +60,6 @@ struct FfmpegScreen : ::testing::Test {
         }
         return true;
     }
-    double duration(const fs::path& video) {
-        Platform::PosixProcessRunner runner;
-        auto probe = runner.runBlocking(
-            {.executable = "/usr/bin/ffprobe",
-             .arguments = {"-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
-                           "stream=nb_read_frames", "-of", "csv=p=0", video.string()}});
-        return probe.succeeded() ? std::atof(probe.standardOutput.c_str()) : -1;
-    }
 };
 
 TEST_F(FfmpegScreen, AKilledCaptureLeavesAVideoThatPlaysUpToItsLastSecondsAndIsFinalised) {
@@ -89,14 +70,14 @@ TEST_F(FfmpegScreen, AKilledCaptureLeavesAVideoThatPlaysUpToItsLastSecondsAndIsF
     started.get();
     ASSERT_TRUE(capture.processId());
     // Three seconds at four frames a second: more than one two-second cluster reached the disk.
-    ASSERT_TRUE(runUntil([&] { return framesWritten(folder / "screen.log") >= 12; }));
+    ASSERT_TRUE(runUntil([&] { return Fakes::framesWritten(folder / "screen.log") >= 12; }));
     ::kill(*capture.processId(), SIGKILL);
     ASSERT_TRUE(runUntil([&] { return !capture.processId(); }));
 
-    auto frames = duration(file);
+    auto frames = Fakes::videoFrames(file);
     EXPECT_GE(frames, 4) << "the frames of the complete clusters play";
     EXPECT_FALSE(ScreenVideoFinaliser::finaliseBlocking(*ffmpeg, file));
-    EXPECT_GE(duration(file), frames);
+    EXPECT_GE(Fakes::videoFrames(file), frames);
     EXPECT_FALSE(fs::exists(folder / "call.mkv.part"));
 }
 

@@ -8,6 +8,7 @@
 #include "AudioEngine/ScreenRecordingCapture.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Fakes/ScriptFolder.h"
+#include "Fakes/VideoFrames.h"
 #include "Platform/PosixProcessRunner.h"
 #include "Platform/ProcessSpawning.h"
 #include "Support/BlockingWork.h"
@@ -196,28 +197,6 @@ private:
     bool capturing_ = false;
 };
 
-int framesWritten(const fs::path& log) {
-    std::ifstream in(log, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    static const std::regex progress("frame=\\s*(\\d+)");
-    int frames = 0;
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), progress); it != std::sregex_iterator();
-         ++it) {
-        frames = std::stoi((*it)[1]);
-    }
-    return frames;
-}
-
-/// The frames ffprobe reads in a video, or -1.
-int videoFrames(const fs::path& video) {
-    Platform::PosixProcessRunner runner;
-    auto probe = runner.runBlocking(
-        {.executable = "/usr/bin/ffprobe",
-         .arguments = {"-v", "error", "-count_frames", "-select_streams", "v:0", "-show_entries",
-                       "stream=nb_read_frames", "-of", "csv=p=0", video.string()}});
-    return probe.succeeded() ? std::atoi(probe.standardOutput.c_str()) : -1;
-}
-
 } // namespace
 
 TEST_F(RecordingArchiverTest, ARecordingCutByACrashWithTheScreenRecordedComesBackWithItsVideoInStep) {
@@ -271,7 +250,7 @@ TEST_F(RecordingArchiverTest, ARecordingCutByACrashWithTheScreenRecordedComesBac
         EXPECT_GE(running->offset, std::chrono::milliseconds(300)) << "the screen starts after the audio";
         // Five seconds at two frames a second: two-second clusters reached the disk. Then the program dies:
         // ffmpeg is killed with it, nothing is stopped or finalised, the note stays.
-        ASSERT_TRUE(runUntil([&] { return framesWritten(log) >= 10; }));
+        ASSERT_TRUE(runUntil([&] { return Fakes::framesWritten(log) >= 10; }));
         ffmpegProcess = screen->processId();
         ASSERT_TRUE(ffmpegProcess);
         ::kill(*ffmpegProcess, SIGKILL);
@@ -296,6 +275,7 @@ TEST_F(RecordingArchiverTest, ARecordingCutByACrashWithTheScreenRecordedComesBac
     EXPECT_EQ(stored->videoFileURL, recordings / "call-1.microphone.mkv");
     ASSERT_TRUE(stored->videoOffset);
     EXPECT_NEAR(*stored->videoOffset, Support::toSeconds(running->offset), 0.001);
-    EXPECT_GE(videoFrames(*stored->videoFileURL), 4) << "the video plays up to its last complete cluster";
+    EXPECT_GE(Fakes::videoFrames(*stored->videoFileURL), 4)
+        << "the video plays up to its last complete cluster";
     EXPECT_FALSE(fs::exists(AudioEngine::CaptureJournal::fileFor(recordings, "call-1")));
 }

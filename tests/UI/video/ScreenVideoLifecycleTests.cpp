@@ -24,6 +24,7 @@
 
 // Xlib's macros (None, Bool, Status) clash with GoogleTest's names: included last.
 #include "Fakes/SlideDisplay.h"
+#include "Fakes/VideoFrames.h"
 
 namespace fs = std::filesystem;
 
@@ -34,19 +35,6 @@ const Support::Date start = Support::dateFromUnix(1'795'000'000);
 std::string lowercase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
     return text;
-}
-
-/// The frames ffmpeg says it has written so far (its last "frame= N" progress line).
-int framesWritten(const fs::path& log) {
-    std::ifstream in(log, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    static const std::regex progress("frame=\\s*(\\d+)");
-    int frames = 0;
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), progress); it != std::sregex_iterator();
-         ++it) {
-        frames = std::stoi((*it)[1]);
-    }
-    return frames;
 }
 
 struct ScreenVideoLifecycle : ::testing::Test {
@@ -126,7 +114,7 @@ TEST_F(ScreenVideoLifecycle,
     // Each slide stays for eight frames at two frames a second; the next one shows once ffmpeg wrote them.
     const int framesPerSlide = 8;
     for (int i = 1; i <= 3; ++i) {
-        ASSERT_TRUE(runUntil([&] { return framesWritten(log) >= framesPerSlide * i; }));
+        ASSERT_TRUE(runUntil([&] { return Fakes::framesWritten(log) >= framesPerSlide * i; }));
         if (i < 3) {
             window.show(backgrounds[i], slides[i]);
         }
