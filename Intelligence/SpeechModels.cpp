@@ -182,12 +182,24 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model mod
         }
     };
     Platform::HttpResponse head;
+    std::optional<std::string> cut;
     try {
         auto transfer = http.stream(request, handlers);
         head = co_await Support::awaitOwned(transfer);
     } catch (const Platform::HttpTransportError& e) {
+        cut = e.description();
+    }
+    // What arrived is on disk before anyone reads the part's size: the transfer's handlers (and with them
+    // the file) may be released later, on another thread, and a resume would start short of the end.
+    if (state->file) {
+        const bool flushed = std::fflush(state->file) == 0 && ::fsync(fileno(state->file)) == 0;
+        std::fclose(state->file);
+        state->file = nullptr;
+        state->writeFailed = state->writeFailed || !flushed;
+    }
+    if (cut) {
         throw Support::UserFacingError("The speech model " + model.name + " could not be downloaded: " +
-                                       e.description() + " Run the download again to resume it.");
+                                       *cut + " Run the download again to resume it.");
     }
     if (!head.isSuccess()) {
         if (head.status == 416) { // the part is already whole: check it below
@@ -195,12 +207,6 @@ Support::Task<void> SpeechModels::download(Platform::HttpClient& http, Model mod
             throw Support::UserFacingError("The model host refused the speech model " + model.name +
                                            " (HTTP " + std::to_string(head.status) + ").");
         }
-    }
-    if (state->file) {
-        const bool flushed = std::fflush(state->file) == 0 && ::fsync(fileno(state->file)) == 0;
-        std::fclose(state->file);
-        state->file = nullptr;
-        state->writeFailed = state->writeFailed || !flushed;
     }
     if (state->writeFailed) {
         throw Support::UserFacingError("The speech model could not be written to " + part.string() + ".");
