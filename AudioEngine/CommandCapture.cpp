@@ -186,12 +186,8 @@ Support::Task<std::optional<CapturedRecording>> CommandCapture::stop() {
 
 Support::Task<std::optional<CapturedRecording>> CommandCapture::stopCapture() {
     auto session = *session_;
-    tool_->signal(SIGINT);
-    bool ended = co_await Platform::endsWithin(*tool_, scheduler_, options_.stopTimeout);
-    if (!ended) {
-        log.warning("{} did not end after SIGINT: killing it", toolName(options_.tool));
-        tool_->signal(SIGKILL);
-        co_await tool_->waitForExit();
+    if (!co_await Platform::interruptWithin(*tool_, scheduler_, options_.stopTimeout)) {
+        log.warning("{} did not end after SIGINT: killed it", toolName(options_.tool));
     }
     tool_.reset();
     session_.reset();

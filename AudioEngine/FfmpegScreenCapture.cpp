@@ -146,11 +146,8 @@ Support::Task<std::optional<CapturedVideo>> FfmpegScreenCapture::stop() {
         ~Release() { flag = false; }
     } release{busy_};
     auto running = *running_;
-    ffmpeg_->signal(SIGINT);
-    if (!co_await Platform::endsWithin(*ffmpeg_, scheduler_, options_.stopTimeout)) {
-        log.warning("ffmpeg did not end after SIGINT: killing it");
-        ffmpeg_->signal(SIGKILL);
-        co_await ffmpeg_->waitForExit();
+    if (!co_await Platform::interruptWithin(*ffmpeg_, scheduler_, options_.stopTimeout)) {
+        log.warning("ffmpeg did not end after SIGINT: killed it");
     }
     int status = ffmpeg_->exitStatus().value_or(-1);
     ffmpeg_.reset();

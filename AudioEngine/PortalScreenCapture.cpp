@@ -132,11 +132,8 @@ Support::Task<std::optional<CapturedVideo>> PortalScreenCapture::stop() {
         ~Release() { flag = false; }
     } release{busy_};
     auto running = *running_;
-    gst_->signal(SIGINT);
-    if (!co_await Platform::endsWithin(*gst_, scheduler_, options_.stopTimeout)) {
-        log.warning("gst-launch-1.0 did not end after SIGINT: killing it");
-        gst_->signal(SIGKILL);
-        co_await gst_->waitForExit();
+    if (!co_await Platform::interruptWithin(*gst_, scheduler_, options_.stopTimeout)) {
+        log.warning("gst-launch-1.0 did not end after SIGINT: killed it");
     }
     gst_.reset();
     running_.reset();

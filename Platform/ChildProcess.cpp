@@ -170,6 +170,17 @@ Support::Task<bool> endsWithin(ChildProcess& child, Support::Scheduler& schedule
     co_return ended;
 }
 
+Support::Task<bool> interruptWithin(ChildProcess& child, Support::Scheduler& scheduler,
+                                    Support::Duration limit) {
+    child.signal(SIGINT);
+    if (co_await endsWithin(child, scheduler, limit)) {
+        co_return true;
+    }
+    child.signal(SIGKILL);
+    co_await child.waitForExit();
+    co_return false;
+}
+
 std::string lastLogLine(const std::filesystem::path& logFile, std::string_view skippedPrefix) {
     if (logFile.empty()) {
         return {};

@@ -5,11 +5,11 @@
 // loop, so nobody blocks or polls while waiting for it.
 //
 // Used by `PulseMicrophoneMonitor`, the recorders in AudioEngine and the screen captures, which also share
-// `endsWithin` (does the tool stop within a time limit, on a scheduler) and `lastLogLine` (the message worth
-// showing from a tool's log file). Edge cases: a program that cannot be started throws std::system_error
-// (nothing is left running); destroying a running ChildProcess kills its group with SIGKILL and reaps it;
-// `onExit` observers registered after the end are called on the next turn. Needs Linux 5.3 or later
-// (pidfd_open).
+// `endsWithin` (does the tool stop within a time limit, on a scheduler), `interruptWithin` (SIGINT, then
+// SIGKILL after a time limit) and `lastLogLine` (the message worth showing from a tool's log file). Edge
+// cases: a program that cannot be started throws std::system_error (nothing is left running); destroying a
+// running ChildProcess kills its group with SIGKILL and reaps it; `onExit` observers registered after the end
+// are called on the next turn. Needs Linux 5.3 or later (pidfd_open).
 #pragma once
 
 #include "Support/FileDescriptor.h"
@@ -85,6 +85,11 @@ Support::Task<bool> endsWithin(ChildProcess& child, Support::Scheduler& schedule
 /// The last non-empty line of a tool's log file (empty when there is none or it cannot be read). A line
 /// rewritten in place with carriage returns counts as its last part; parts that start with
 /// `skippedPrefix` (progress lines) are passed over.
+/// Asks `child` to finish with SIGINT (a recorder then closes its file) and gives it `limit`; kills it
+/// with SIGKILL when it has not ended by then. True when it ended on its own, false when it was killed.
+Support::Task<bool> interruptWithin(ChildProcess& child, Support::Scheduler& scheduler,
+                                    Support::Duration limit);
+
 std::string lastLogLine(const std::filesystem::path& logFile, std::string_view skippedPrefix = {});
 
 } // namespace Platform

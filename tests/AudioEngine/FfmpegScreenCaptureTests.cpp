@@ -14,6 +14,7 @@
 #include <regex>
 
 // Xlib's macros (None, Bool, Status) clash with GoogleTest's names: included last.
+#include "Fakes/ScriptFolder.h"
 #include "Fakes/SlideDisplay.h"
 #include "Fakes/VideoFrames.h"
 
@@ -49,16 +50,11 @@ struct FfmpegScreen : ::testing::Test {
     }
     /// Runs the loop, the virtual clock following real time, until `done()` (at most a minute).
     bool runUntil(const std::function<bool()>& done) {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                ADD_FAILURE() << "timed out";
-                return false;
-            }
-            loop.runOne(20);
-            scheduler.advance(std::chrono::milliseconds(20));
+        const bool held = Fakes::runFollowingRealTime(loop, scheduler, done);
+        if (!held) {
+            ADD_FAILURE() << "timed out";
         }
-        return true;
+        return held;
     }
 };
 

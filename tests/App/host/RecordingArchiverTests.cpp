@@ -211,12 +211,7 @@ TEST_F(RecordingArchiverTest, ARecordingCutByACrashWithTheScreenRecordedComesBac
     Support::VirtualScheduler scheduler(loop, Support::dateFromUnix(1'795'000'000));
     // The clock follows real time, so that ffmpeg (which runs in real time) is never given up on early.
     auto runUntil = [&](const std::function<bool()>& done) {
-        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!done() && std::chrono::steady_clock::now() < giveUp) {
-            loop.runOne(20);
-            scheduler.advance(std::chrono::milliseconds(20));
-        }
-        return done();
+        return Fakes::runFollowingRealTime(loop, scheduler, done);
     };
 
     std::optional<AudioEngine::CapturedVideo> running;

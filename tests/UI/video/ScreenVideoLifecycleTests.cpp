@@ -23,6 +23,7 @@
 #include <regex>
 
 // Xlib's macros (None, Bool, Status) clash with GoogleTest's names: included last.
+#include "Fakes/ScriptFolder.h"
 #include "Fakes/SlideDisplay.h"
 #include "Fakes/VideoFrames.h"
 
@@ -56,16 +57,11 @@ struct ScreenVideoLifecycle : ::testing::Test {
     /// Runs the loop with the virtual clock following real time (so that ffmpeg, which runs in real time,
     /// is never given up on early) until `done()`; fails after a minute.
     bool runUntil(const std::function<bool()>& done) {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                ADD_FAILURE() << "timed out";
-                return false;
-            }
-            loop.runOne(20);
-            scheduler.advance(std::chrono::milliseconds(20));
+        const bool held = Fakes::runFollowingRealTime(loop, scheduler, done);
+        if (!held) {
+            ADD_FAILURE() << "timed out";
         }
-        return true;
+        return held;
     }
     template <typename T> T await(const Support::Task<T>& task) {
         runUntil([&] { return task.isDone(); });
