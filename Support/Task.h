@@ -68,6 +68,11 @@ public:
     void resume();
     /// Posts a resumption to the loop.
     void scheduleResume();
+    /// Hands `self` and `keep` over to the task's loop: a closure posted there (resuming the task first when
+    /// `resume`) owns them, so that the task's state and whatever `keep` owns are released on the loop's
+    /// thread, never on the calling one. The caller keeps no reference. When the loop is gone already they
+    /// are released here.
+    static void handOverToLoop(std::shared_ptr<TaskStateBase> self, bool resume, std::shared_ptr<void> keep);
     /// Records the exception that ended the body.
     void setError(std::exception_ptr error) { error_ = std::move(error); }
     /// Called when the body ends; wakes the awaiters.
@@ -168,7 +173,37 @@ public:
         return state_->fired;
     }
 
+    /// Like `resume`/`fail`, for a thread other than the loop's that is done with the continuation: the
+    /// references it holds (the task, the shared result) go to the loop with the resumption, so that the
+    /// task and everything it owns are destroyed there even when this was their last owner. Leaves this
+    /// continuation empty. Even when settled already, the references still go back to the loop.
+    template <typename U = T>
+    requires(!std::is_void_v<U>) bool resumeAndRelease(U value) && {
+        return std::move(*this).settleAndRelease([&](State& s) { s.value.emplace(std::move(value)); });
+    }
+    template <typename U = T>
+    requires std::is_void_v<U>
+    bool resumeAndRelease() && {
+        return std::move(*this).settleAndRelease([](State& s) { s.value.emplace(); });
+    }
+    bool failAndRelease(std::exception_ptr error) && {
+        return std::move(*this).settleAndRelease([&](State& s) { s.error = std::move(error); });
+    }
+
 private:
+    template <typename F> bool settleAndRelease(F&& store) && {
+        bool settled = false;
+        {
+            std::lock_guard lock(state_->mutex);
+            if (!state_->fired) {
+                state_->fired = true;
+                store(*state_);
+                settled = true;
+            }
+        }
+        detail::TaskStateBase::handOverToLoop(std::move(task_), settled, std::move(state_));
+        return settled;
+    }
     template <typename F> bool settle(F&& store) const {
         {
             std::lock_guard lock(state_->mutex);
@@ -345,14 +380,20 @@ template <typename T> struct OwnedInnerAwaiter {
     }
     T await_resume() { return inner.get(); }
 };
+}
+return inner.get();
+}
+}
+;
 } // namespace detail
 
 /// The one way for a task to await a child task it owns: `auto step = awaitOwned(child()); co_await step;`.
 /// Unlike a plain `co_await child`, cancelling the awaiting task cancels the child too, and the await
 /// returns only once the child has ended, so a child that borrows from the awaiting frame (handlers, sinks,
 /// references) never runs after that frame is gone. Gives the child's value or rethrows its exception
-/// (`Cancelled` included). With g++ 12, name the awaiter (and build the child as a named local when it is
-/// used again) before `co_await`: it destroys by-value temporaries made inside a co_await expression twice.
+/// (`Cancelled` included). With g++ 12, name the awaiter
+/// (and build the child as a named local when it is used again) before `co_await`: it destroys by-value
+/// temporaries made inside a co_await expression twice.
 template <typename T> auto awaitOwned(Task<T> child) {
     return detail::OwnedInnerAwaiter<T>{std::move(child)};
 }
