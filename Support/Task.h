@@ -378,20 +378,22 @@ template <typename T> struct OwnedInnerAwaiter {
         outer->setCancelHook([i = inner] { i.cancel(); });
         inner.onComplete([owner] { owner->scheduleResume(); });
     }
-    T await_resume() { return inner.get(); }
+    T await_resume() {
+        // The child may have finished before the awaiter was cancelled: the cancellation still wins.
+        if (auto* outer = currentTask(); outer && outer->isCancelled()) {
+            throw Cancelled{};
+        }
+        return inner.get();
+    }
 };
-}
-return inner.get();
-}
-}
-;
 } // namespace detail
 
 /// The one way for a task to await a child task it owns: `auto step = awaitOwned(child()); co_await step;`.
 /// Unlike a plain `co_await child`, cancelling the awaiting task cancels the child too, and the await
 /// returns only once the child has ended, so a child that borrows from the awaiting frame (handlers, sinks,
 /// references) never runs after that frame is gone. Gives the child's value or rethrows its exception
-/// (`Cancelled` included). With g++ 12, name the awaiter
+/// (`Cancelled` included); an awaiter cancelled by the time it resumes throws `Cancelled` even when the child
+/// finished with a value, so that a cancelled owner never carries on with it. With g++ 12, name the awaiter
 /// (and build the child as a named local when it is used again) before `co_await`: it destroys by-value
 /// temporaries made inside a co_await expression twice.
 template <typename T> auto awaitOwned(Task<T> child) {

@@ -200,6 +200,24 @@ TEST_F(TaskTest, AnOwnedChildIsCancelledWithItsAwaiterWhichReturnsOnlyOnceTheChi
     EXPECT_TRUE(outer.wasCancelled());
 }
 
+TEST_F(TaskTest, AnAwaiterCancelledAfterItsOwnedChildFinishedThrowsCancelledInsteadOfTakingTheValue) {
+    Task<> outer;
+    bool carriedOn = false;
+    outer = startTask([&]() -> Task<> {
+        auto child = startTask([&]() -> Task<int> {
+            co_await yieldNow();
+            outer.cancel(); // the child is running: it ends with its value, the awaiter is cancelled
+            co_return 5;
+        });
+        auto step = awaitOwned(child);
+        (void)co_await step;
+        carriedOn = true;
+    });
+    loop.runUntilIdle();
+    EXPECT_FALSE(carriedOn);
+    EXPECT_TRUE(outer.wasCancelled());
+}
+
 TEST_F(TaskTest, CancellingAStartedTaskAlsoCancelsTheInnerTaskItKeepsAlive) {
     bool innerCancelled = false;
     auto outer = startTask([&]() -> Task<> {
