@@ -9,9 +9,9 @@
 //
 // Cancellation is cooperative: `cancel()` marks the task; the mark is delivered at the task's next
 // `co_await` (and wakes a suspended one at once) as a `Support::Cancelled` exception, which ends the body
-// unless it catches it. `Cancelled` is not a `std::exception`, so `catch (const std::exception&)` never
-// swallows it; a `catch (...)` in a task must rethrow it or turn it into a state on purpose. Awaiting a
-// cancelled task throws `Cancelled` in the awaiter.
+// unless it catches it. A task cancelled before its first turn runs none of its body. `Cancelled` is not a
+// `std::exception`, so `catch (const std::exception&)` never swallows it; a `catch (...)` in a task must
+// rethrow it or turn it into a state on purpose. Awaiting a cancelled task throws `Cancelled` in the awaiter.
 //
 // Awaiting another task: `co_await other` shares a task (any number of awaiters; cancelling the awaiter
 // leaves `other` running). A child the awaiting task owns is awaited through `awaitOwned(child)`, which
@@ -108,7 +108,21 @@ public:
 
 template <typename T> class PromiseBase {
 public:
-    std::suspend_always initial_suspend() noexcept { return {}; }
+    /// A task cancelled before its first turn ends with `Cancelled` without running any of its body: the
+    /// owner that cancelled it (a `TaskGroup` going away with its object) may be gone by then.
+    auto initial_suspend() noexcept {
+        struct Initial {
+            PromiseBase* promise;
+            bool await_ready() const noexcept { return false; }
+            void await_suspend(std::coroutine_handle<>) const noexcept {}
+            void await_resume() const {
+                if (promise->state_->isCancelled()) {
+                    throw Cancelled{};
+                }
+            }
+        };
+        return Initial{this};
+    }
     auto final_suspend() noexcept {
         struct Final {
             TaskStateBase* state;

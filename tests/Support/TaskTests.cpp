@@ -42,6 +42,17 @@ TEST_F(TaskTest, ATaskStartsOnTheNextTurnOfTheLoopNotInsideItsCaller) {
     EXPECT_TRUE(task.isDone());
 }
 
+TEST_F(TaskTest, ATaskCancelledBeforeItsFirstTurnRunsNoneOfItsBody) {
+    auto task = startTask([this]() -> Task<int> {
+        events.push_back("body");
+        co_return 1;
+    });
+    task.cancel();
+    loop.runUntilIdle();
+    EXPECT_TRUE(events.empty());
+    EXPECT_TRUE(task.wasCancelled());
+}
+
 TEST_F(TaskTest, SeveralAwaitersBeforeAndAfterCompletionAllGetTheValue) {
     auto producer = answerAfter(scheduler, 10s, 42);
     std::vector<int> seen;
