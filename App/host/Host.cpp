@@ -16,14 +16,9 @@
 #include "App/host/SignalWatcher.h"
 #include "App/host/TerminalPresenter.h"
 #include "App/host/TranscriptionService.h"
+#include "App/host/WindowsShell.h"
 #include "AudioEngine/RecordingRecovery.h"
-#ifdef VELLMORA_HAS_DESKTOP
-#include "Desktop/app/DesktopWindows.h"
-#include "Desktop/calendar/WindowCardPresenter.h"
-#endif
 #include "Database/Sqlite/SqliteDatabase.h"
-#include "Platform/Linux/CommandLineClipboard.h"
-#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
@@ -139,22 +134,20 @@ int Host::run(std::ostream& out, std::ostream& err) {
                  }
              }},
         say);
-    // The windows, when there is a display: the library and chat open from the menu, and the meeting card
-    // shows as a window beside the terminal's.
-    UI::MeetingReminderPresenter* cardPresenter = &presenter;
-#ifdef VELLMORA_HAS_DESKTOP
-    std::unique_ptr<Desktop::DesktopWindows> windows;
-    std::unique_ptr<Desktop::WindowCardPresenter> windowPresenter;
-    if (!options_.terminalOnly && database && Desktop::DesktopWindows::hasDisplay()) {
-        windows = Desktop::DesktopWindows::connect(
-            {loop, *database, scheduler, center, defaults, UI::DateContext{env.localeID, env.timeZoneID}},
-            say);
+    // The windows, when this program has them and there is a display: the library and chat open from the
+    // menu, and the meeting card shows as a window beside the terminal's.
+    std::unique_ptr<WindowsShell> windows;
+    if (!options_.terminalOnly && database) {
+        windows = WindowsShell::connect({.loop = loop,
+                                         .database = *database,
+                                         .scheduler = scheduler,
+                                         .center = center,
+                                         .defaults = defaults,
+                                         .dateContext = UI::DateContext{env.localeID, env.timeZoneID},
+                                         .terminal = presenter,
+                                         .say = say});
     }
-    if (windows) {
-        windowPresenter = std::make_unique<Desktop::WindowCardPresenter>(presenter, *windows);
-        cardPresenter = windowPresenter.get();
-    }
-#endif
+    UI::MeetingReminderPresenter& cardPresenter = windows ? windows->cardPresenter() : presenter;
     UI::RecordingRequestGate gate;
     RecordingController controller(state, gate, platform.capture(), scheduler,
                                    Support::Files::dataHome() / "Recordings");
@@ -173,7 +166,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                                .notifier = notifier,
                                                .scheduler = scheduler,
                                                .defaults = defaults,
-                                               .presenter = *cardPresenter,
+                                               .presenter = cardPresenter,
                                                .workspace = platform.workspace(),
                                                .intents = intents,
                                                .activity = platform.activity(),
@@ -296,42 +289,19 @@ int Host::run(std::ostream& out, std::ostream& err) {
                    .quit = [&] { shutdown.quit(); },
                    .say = say});
     shutdown.add([&] { menu.stop(); });
-#ifdef VELLMORA_HAS_DESKTOP
     if (windows) {
-        menu.actions().setWindowActions(
-            {.openLibrary = [&] { windows->openLibrary(); },
-             .openChat =
-                 [&] {
-                     if (!windows->openChat()) {
-                         say("AI Chat needs an AI provider: see `vellmora ai --help`.");
-                     }
-                 }});
-        // "Settings" and "Set Up Vellmora..." post their window requests; the settings window answers both.
-        auto settingsProcesses = std::make_shared<Platform::PosixProcessRunner>();
-        windows->setSettingsSources(
-            {.calendars =
-                 [&] {
-                     std::vector<UI::CalendarInfo> infos;
-                     for (const auto& descriptor : calendarStore->calendars()) {
-                         infos.push_back(UI::CalendarSource::info(descriptor));
-                     }
-                     return infos;
-                 },
-             .checkForUpdates = [&] { menu.actions().checkForUpdates(); },
-             .version = VELLMORA_VERSION,
-             // The host's one HTTP client, which outlives the windows (a handle that owns nothing).
-             .http = std::shared_ptr<Platform::HttpClient>(std::shared_ptr<void>(), &platform.http()),
-             .processes = settingsProcesses,
-             .clipboard = std::make_shared<Platform::CommandLineClipboard>(settingsProcesses)});
-        subscriptions += center.observe(UI::MenuBarController::openSettingsWindowNotification,
-                                        [&](const auto&) { windows->openSettings(); });
-        subscriptions += center.observe(UI::MenuBarController::openSetupWindowNotification,
-                                        [&](const auto&) { windows->openSetup(); });
-        if (options_.demo) {
-            windows->openLibrary();
-        }
+        windows->attach({.menu = menu,
+                         .calendars =
+                             [&] {
+                                 std::vector<UI::CalendarInfo> infos;
+                                 for (const auto& descriptor : calendarStore->calendars()) {
+                                     infos.push_back(UI::CalendarSource::info(descriptor));
+                                 }
+                                 return infos;
+                             },
+                         .http = platform.http(),
+                         .demo = options_.demo});
     }
-#endif
 
     // The two-track capture's news: a silent track in the terminal, the menu and a notification; a full
     // disk stops the recording.
@@ -383,8 +353,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
     }
     reminders.start();
     menu.start();
-    log.info("Host started (capture: {}, time zone {}, locale {})", platform.capture().name(), env.timeZoneID,
-             env.localeID);
+    log.info("Host started (capture: {}, windows: {}, time zone {}, locale {})", platform.capture().name(),
+             windows ? "yes" : "no", env.timeZoneID, env.localeID);
     loop.run();
     log.info("Host stopped");
     return 0;
