@@ -11,7 +11,7 @@
 #include "Database/VideoMuxActivity.h"
 #include "Platform/CompositeCalendarStore.h"
 #include "Platform/Linux/CurlHttpClient.h"
-#include "Platform/Linux/EdsCalendarStore.h"
+#include "Platform/Linux/DesktopCalendars.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
 #include "Platform/Linux/LinuxWorkspace.h"
@@ -159,7 +159,7 @@ std::unique_ptr<Platform::CalendarStore> LinuxServices::calendarStore(const Supp
     desktopOptions.userEmails = options.userEmails;
     desktopOptions.timeZoneID = environment_.timeZoneID;
     desktopOptions.connectTimeoutSeconds = 5;
-    auto opened = Platform::EdsCalendarStore::open(desktopOptions);
+    auto opened = Platform::DesktopCalendars::open(desktopOptions);
     if (!opened.store) {
         say_(opened.problem);
         return files;
