@@ -46,7 +46,7 @@ Registration::Registration(Opener opener) {
 
 std::vector<fs::path> moduleCandidates(const fs::path& program) {
     auto folder = program.parent_path();
-    return {folder / moduleName, folder.parent_path() / "lib" / "vellmora" / moduleName};
+    return {folder / moduleName, folder.parent_path() / "libexec" / "vellmora" / moduleName};
 }
 
 Opened open(EdsCalendarStore::Options options) {

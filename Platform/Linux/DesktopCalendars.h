@@ -6,8 +6,8 @@
 // symbols for it) and registers the store here when it is loaded. Where the store is linked in (the tests),
 // it has registered itself already and no module is loaded.
 //
-// Where the module is looked for: beside the running program (a build folder), then in <prefix>/lib/vellmora/
-// for <prefix>/bin/vellmora. Missing, or unloadable: `open` gives one sentence and no store. Thread-safe;
+// Where the module is looked for: beside the running program (a build folder), then in
+// <prefix>/libexec/vellmora/ for <prefix>/bin/vellmora. Missing, or unloadable: `open` gives one sentence and no store. Thread-safe;
 // the module stays loaded until the process ends.
 #pragma once
 

@@ -50,7 +50,7 @@ done
 # The windowed program and the desktop calendars' module, when the build has them (Qt, EDS).
 [ ! -e "$build/App/vellmora-windows" ] || [ -x "$inst/libexec/vellmora/vellmora-windows" ] ||
   fail "vellmora-windows is not installed"
-[ ! -e "$build/App/vellmora-eds.so" ] || [ -f "$inst/lib/vellmora/vellmora-eds.so" ] ||
+[ ! -e "$build/App/vellmora-eds.so" ] || [ -f "$inst/libexec/vellmora/vellmora-eds.so" ] ||
   fail "vellmora-eds.so is not installed"
 
 echo "== one version everywhere"
