@@ -220,9 +220,7 @@ AIService::Generation AIService::liveReadiness() const {
     return g;
 }
 
-AIService::~AIService() {
-    *alive_ = false;
-}
+AIService::~AIService() = default;
 
 void AIService::noteFailure(const GenerationUnavailableReason& reason) {
     status_.set(Status::error(reason.kind == GenerationUnavailableReason::Kind::modelNotDownloaded
@@ -238,6 +236,12 @@ void AIService::noteSuccess() {
 }
 
 Support::Task<void> AIService::waitUntilReady(std::function<void()> onWaiting) {
+    auto task = waitUntilReadyNow(std::move(onWaiting));
+    tasks_.add(task);
+    return task;
+}
+
+Support::Task<void> AIService::waitUntilReadyNow(std::function<void()> onWaiting) {
     if (auto reason = unavailableReason()) {
         throw GenerationUnavailable(*reason);
     }
@@ -247,7 +251,6 @@ Support::Task<void> AIService::waitUntilReady(std::function<void()> onWaiting) {
     if (onWaiting) {
         onWaiting();
     }
-    auto alive = alive_;
     const bool gemini = settings_.provider == AIProvider::gemini;
     Platform::HttpRequest probe;
     probe.url = gemini ? appendingPath(settings_.geminiBaseURL, "v1beta/models").value_or("")
@@ -260,34 +263,32 @@ Support::Task<void> AIService::waitUntilReady(std::function<void()> onWaiting) {
     probe.timeout = Support::seconds(15);
     // A local server loading a large model takes minutes, not hours.
     for (int attempt = 0; attempt < 300; ++attempt) {
-        co_await scheduler_.sleepFor(Support::seconds(2));
-        if (!*alive) {
-            throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
-        }
+        Platform::HttpResponse response;
         try {
+            co_await scheduler_.sleepFor(Support::seconds(2));
             auto pending1 = Support::awaitOwned(http_.send(probe));
-            auto response = co_await pending1;
-            if (!*alive) {
-                throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
-            }
-            if (response.status == 503) {
-                continue;
-            }
-            if (response.isSuccess()) {
-                noteSuccess();
-                co_return;
-            }
-            auto reason = reasonForProviderAnswer(settings_.provider, response.status, response.body,
-                                                  settings_.modelName());
-            isLoading_ = false;
-            noteFailure(reason);
-            throw GenerationUnavailable(reason);
+            response = co_await pending1;
+        } catch (const Support::Cancelled&) {
+            // Cancelled with the service (or by the awaiter, which then sees its own cancellation).
+            throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
         } catch (const Platform::HttpTransportError& e) {
             isLoading_ = false;
             auto reason = GenerationUnavailableReason::engineError(e.description());
             noteFailure(reason);
             throw GenerationUnavailable(reason);
         }
+        if (response.status == 503) {
+            continue;
+        }
+        if (response.isSuccess()) {
+            noteSuccess();
+            co_return;
+        }
+        auto reason = reasonForProviderAnswer(settings_.provider, response.status, response.body,
+                                              settings_.modelName());
+        isLoading_ = false;
+        noteFailure(reason);
+        throw GenerationUnavailable(reason);
     }
     isLoading_ = false;
     throw GenerationUnavailable(
@@ -355,7 +356,9 @@ TextStream AIService::generate(Request request) {
     auto transfer = httpRequest(request);
     auto provider = settings_.provider;
     return TextStream::make([this, transfer = std::move(transfer), provider](TextStream::Sink sink) {
-        return stream(transfer, provider, sink);
+        auto task = stream(transfer, provider, sink);
+        tasks_.add(task);
+        return task;
     });
 }
 
@@ -363,8 +366,18 @@ Support::Task<void> AIService::stream(Platform::HttpRequest request, AIProvider 
                                       TextStream::Sink sink) {
     // A local server answers 503 while it loads its model: wait until it is ready, then ask again.
     for (int attempt = 0;; ++attempt) {
-        auto once = Support::awaitOwned(streamOnce(request, provider, sink));
-        const bool serverWasLoading = co_await once;
+        bool serverWasLoading = false;
+        try {
+            auto once = Support::awaitOwned(streamOnce(request, provider, sink));
+            serverWasLoading = co_await once;
+            if (serverWasLoading && attempt < 2) {
+                auto wait = Support::awaitOwned(waitUntilReadyNow({}));
+                co_await wait;
+            }
+        } catch (const Support::Cancelled&) {
+            // The service is going away (a reader that stopped the stream sees its own cancellation).
+            throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
+        }
         if (!serverWasLoading) {
             co_return;
         }
@@ -372,8 +385,6 @@ Support::Task<void> AIService::stream(Platform::HttpRequest request, AIProvider 
             throw GenerationUnavailable(
                 GenerationUnavailableReason::engineError("The AI server is still loading its model."));
         }
-        auto wait = Support::awaitOwned(waitUntilReady({}));
-        co_await wait;
     }
 }
 
@@ -390,7 +401,6 @@ Support::Task<bool> AIService::streamOnce(Platform::HttpRequest request, AIProvi
         bool yieldedAny = false;
     };
     auto state = std::make_shared<State>();
-    auto alive = alive_;
     auto handle = [state, provider, sink](const std::vector<ServerSentEvent>& events) {
         for (const auto& event : events) {
             if (state->done || state->failure) {
@@ -441,17 +451,15 @@ Support::Task<bool> AIService::streamOnce(Platform::HttpRequest request, AIProvi
         auto pending2 = Support::awaitOwned(http_.stream(request, handlers));
         auto response = co_await pending2;
         (void)response;
+    } catch (const Support::Cancelled&) {
+        // Cancelled with the service (or by the awaiter, which then sees its own cancellation).
+        throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
     } catch (const Platform::HttpTransportError& e) {
         auto reason = GenerationUnavailableReason::engineError(e.description());
-        if (*alive) {
-            noteFailure(reason);
-        }
+        noteFailure(reason);
         throw GenerationUnavailable(reason);
     }
     if (state->status == 503) {
-        if (!*alive) {
-            throw GenerationUnavailable(GenerationUnavailableReason::appQuitting());
-        }
         isLoading_ = true;
         status_.set(Status::loading(model));
         co_return true;
@@ -459,9 +467,7 @@ Support::Task<bool> AIService::streamOnce(Platform::HttpRequest request, AIProvi
     if (state->status < 200 || state->status >= 300) {
         auto reason = reasonForProviderAnswer(provider, state->status, state->errorBody, model);
         log.warning("The AI provider answered {}", state->status);
-        if (*alive) {
-            noteFailure(reason);
-        }
+        noteFailure(reason);
         throw GenerationUnavailable(reason);
     }
     if (state->isEventStream) {
@@ -480,17 +486,13 @@ Support::Task<bool> AIService::streamOnce(Platform::HttpRequest request, AIProvi
         try {
             std::rethrow_exception(state->failure);
         } catch (const GenerationUnavailable& e) {
-            if (*alive) {
-                noteFailure(e.reason());
-            }
+            noteFailure(e.reason());
             throw;
         } catch (const std::length_error& e) {
             throw GenerationUnavailable(GenerationUnavailableReason::engineError(e.what()));
         }
     }
-    if (*alive) {
-        noteSuccess();
-    }
+    noteSuccess();
     co_return false;
 }
 

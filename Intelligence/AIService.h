@@ -22,6 +22,7 @@
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 
 #include <functional>
 #include <memory>
@@ -162,6 +163,7 @@ public:
     Platform::HttpRequest httpRequest(const Request& request) const;
 
 private:
+    Support::Task<void> waitUntilReadyNow(std::function<void()> onWaiting);
     Support::Task<void> stream(Platform::HttpRequest request, AIProvider provider, TextStream::Sink sink);
     /// One transfer; true when the server answered 503 (still loading its model) before any text.
     Support::Task<bool> streamOnce(Platform::HttpRequest request, AIProvider provider, TextStream::Sink sink);
@@ -175,7 +177,9 @@ private:
     bool isEnabled_ = true;
     bool isLoading_ = false;
     Support::Published<Status> status_{};
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    // Last: its tasks use the members above. A task it cancels because the service is going away ends
+    // with `GenerationUnavailable` ("app quitting") where it waits for the server.
+    Support::TaskGroup tasks_;
 };
 
 /// "https://host/base" + "v1/models" → "https://host/base/v1/models" (one slash between); nothing when

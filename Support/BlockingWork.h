@@ -1,14 +1,19 @@
 // The one way blocking work (files, databases, HTTP, media) leaves the main loop: `co_await
 // BlockingWork::run(f)` runs `f` on a small shared thread pool and resumes the task on the main loop with
 // its value, or rethrows its exception unchanged. If the task is cancelled meanwhile, `f` still runs to its
-// end (it cannot be interrupted) but its result is dropped and the await throws `Cancelled`.
+// end (it cannot be interrupted) but its result is dropped and the await throws `Cancelled`. The pool thread
+// gives its references to the task back to the loop with the result, so a task (its frame, its value, its
+// error) is always destroyed on the loop's thread, even when the pool thread finishes after the task did.
 #pragma once
 
 #include "Support/Task.h"
 
 #include <exception>
 #include <functional>
+#include <optional>
 #include <type_traits>
+#include <utility>
+#include <variant>
 
 namespace Support::BlockingWork {
 
@@ -21,15 +26,26 @@ template <typename F> auto run(F work) {
     using R = std::invoke_result_t<F&>;
     return withContinuation<R>([work = std::move(work)](Continuation<R> c) mutable {
         submit([work = std::move(work), c]() mutable {
+            // The result is handed over outside the catch block and with the pool's references to the task:
+            // the task, its frame and the exception are then released on the loop's thread, never here.
+            std::exception_ptr error;
+            std::optional<std::conditional_t<std::is_void_v<R>, std::monostate, R>> value;
             try {
                 if constexpr (std::is_void_v<R>) {
                     work();
-                    c.resume();
+                    value.emplace();
                 } else {
-                    c.resume(work());
+                    value.emplace(work());
                 }
             } catch (...) {
-                c.fail(std::current_exception());
+                error = std::current_exception();
+            }
+            if (error) {
+                std::move(c).failAndRelease(std::move(error));
+            } else if constexpr (std::is_void_v<R>) {
+                std::move(c).resumeAndRelease();
+            } else {
+                std::move(c).resumeAndRelease(std::move(*value));
             }
         });
     });

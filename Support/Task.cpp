@@ -88,6 +88,24 @@ void TaskStateBase::scheduleResume() {
     }
 }
 
+void TaskStateBase::handOverToLoop(std::shared_ptr<TaskStateBase> self, bool resume,
+                                   std::shared_ptr<void> keep) {
+    std::unique_lock lock(loopLinkMutex());
+    if (auto* loop = self->loop_) {
+        // Moved into the posted closure: once `post` returns, this thread holds no reference.
+        loop->post([self = std::move(self), resume, keep = std::move(keep)]() mutable {
+            if (resume) {
+                self->resume();
+            }
+            keep.reset();
+            self.reset();
+        });
+        return;
+    }
+    lock.unlock();
+    // The loop is gone: nothing runs on its thread any more, the references are released here.
+}
+
 void TaskStateBase::finish() {
     done_ = true;
     running_ = false;

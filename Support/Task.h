@@ -9,9 +9,9 @@
 //
 // Cancellation is cooperative: `cancel()` marks the task; the mark is delivered at the task's next
 // `co_await` (and wakes a suspended one at once) as a `Support::Cancelled` exception, which ends the body
-// unless it catches it. `Cancelled` is not a `std::exception`, so `catch (const std::exception&)` never
-// swallows it; a `catch (...)` in a task must rethrow it or turn it into a state on purpose. Awaiting a
-// cancelled task throws `Cancelled` in the awaiter.
+// unless it catches it. A task cancelled before its first turn runs none of its body. `Cancelled` is not a
+// `std::exception`, so `catch (const std::exception&)` never swallows it; a `catch (...)` in a task must
+// rethrow it or turn it into a state on purpose. Awaiting a cancelled task throws `Cancelled` in the awaiter.
 //
 // Awaiting another task: `co_await other` shares a task (any number of awaiters; cancelling the awaiter
 // leaves `other` running). A child the awaiting task owns is awaited through `awaitOwned(child)`, which
@@ -68,6 +68,11 @@ public:
     void resume();
     /// Posts a resumption to the loop.
     void scheduleResume();
+    /// Hands `self` and `keep` over to the task's loop: a closure posted there (resuming the task first when
+    /// `resume`) owns them, so that the task's state and whatever `keep` owns are released on the loop's
+    /// thread, never on the calling one. The caller keeps no reference. When the loop is gone already they
+    /// are released here.
+    static void handOverToLoop(std::shared_ptr<TaskStateBase> self, bool resume, std::shared_ptr<void> keep);
     /// Records the exception that ended the body.
     void setError(std::exception_ptr error) { error_ = std::move(error); }
     /// Called when the body ends; wakes the awaiters.
@@ -103,7 +108,21 @@ public:
 
 template <typename T> class PromiseBase {
 public:
-    std::suspend_always initial_suspend() noexcept { return {}; }
+    /// A task cancelled before its first turn ends with `Cancelled` without running any of its body: the
+    /// owner that cancelled it (a `TaskGroup` going away with its object) may be gone by then.
+    auto initial_suspend() noexcept {
+        struct Initial {
+            PromiseBase* promise;
+            bool await_ready() const noexcept { return false; }
+            void await_suspend(std::coroutine_handle<>) const noexcept {}
+            void await_resume() const {
+                if (promise->state_->isCancelled()) {
+                    throw Cancelled{};
+                }
+            }
+        };
+        return Initial{this};
+    }
     auto final_suspend() noexcept {
         struct Final {
             TaskStateBase* state;
@@ -168,7 +187,37 @@ public:
         return state_->fired;
     }
 
+    /// Like `resume`/`fail`, for a thread other than the loop's that is done with the continuation: the
+    /// references it holds (the task, the shared result) go to the loop with the resumption, so that the
+    /// task and everything it owns are destroyed there even when this was their last owner. Leaves this
+    /// continuation empty. Even when settled already, the references still go back to the loop.
+    template <typename U = T>
+    requires(!std::is_void_v<U>) bool resumeAndRelease(U value) && {
+        return std::move(*this).settleAndRelease([&](State& s) { s.value.emplace(std::move(value)); });
+    }
+    template <typename U = T>
+    requires std::is_void_v<U>
+    bool resumeAndRelease() && {
+        return std::move(*this).settleAndRelease([](State& s) { s.value.emplace(); });
+    }
+    bool failAndRelease(std::exception_ptr error) && {
+        return std::move(*this).settleAndRelease([&](State& s) { s.error = std::move(error); });
+    }
+
 private:
+    template <typename F> bool settleAndRelease(F&& store) && {
+        bool settled = false;
+        {
+            std::lock_guard lock(state_->mutex);
+            if (!state_->fired) {
+                state_->fired = true;
+                store(*state_);
+                settled = true;
+            }
+        }
+        detail::TaskStateBase::handOverToLoop(std::move(task_), settled, std::move(state_));
+        return settled;
+    }
     template <typename F> bool settle(F&& store) const {
         {
             std::lock_guard lock(state_->mutex);
@@ -343,7 +392,13 @@ template <typename T> struct OwnedInnerAwaiter {
         outer->setCancelHook([i = inner] { i.cancel(); });
         inner.onComplete([owner] { owner->scheduleResume(); });
     }
-    T await_resume() { return inner.get(); }
+    T await_resume() {
+        // The child may have finished before the awaiter was cancelled: the cancellation still wins.
+        if (auto* outer = currentTask(); outer && outer->isCancelled()) {
+            throw Cancelled{};
+        }
+        return inner.get();
+    }
 };
 } // namespace detail
 
@@ -351,8 +406,10 @@ template <typename T> struct OwnedInnerAwaiter {
 /// Unlike a plain `co_await child`, cancelling the awaiting task cancels the child too, and the await
 /// returns only once the child has ended, so a child that borrows from the awaiting frame (handlers, sinks,
 /// references) never runs after that frame is gone. Gives the child's value or rethrows its exception
-/// (`Cancelled` included). With g++ 12, name the awaiter (and build the child as a named local when it is
-/// used again) before `co_await`: it destroys by-value temporaries made inside a co_await expression twice.
+/// (`Cancelled` included); an awaiter cancelled by the time it resumes throws `Cancelled` even when the child
+/// finished with a value, so that a cancelled owner never carries on with it. With g++ 12, name the awaiter
+/// (and build the child as a named local when it is used again) before `co_await`: it destroys by-value
+/// temporaries made inside a co_await expression twice.
 template <typename T> auto awaitOwned(Task<T> child) {
     return detail::OwnedInnerAwaiter<T>{std::move(child)};
 }

@@ -5,9 +5,10 @@
 // its tasks use, so that it is destroyed (and cancels) first.
 //
 // Used by view models, coordinators and windows in place of hand-made liveness flags. Tasks that end are
-// forgotten (the group does not grow). Edge cases: a task that is running at the moment its owner is
-// destroyed (the owner destroyed from inside the task) is only stopped at its next await; a body that
-// catches `Cancelled` must not touch the owner in its handler. A copy of a started task's handle may be
+// forgotten (the group does not grow). Edge cases: a task started in the same turn as its owner is
+// destroyed runs none of its body (cancelled before its first turn); a task that is running at the moment its
+// owner is destroyed (the owner destroyed from inside the task) is only stopped at its next await; a body
+// that catches `Cancelled` must not touch the owner in its handler. A copy of a started task's handle may be
 // kept (to await it, or to cancel it alone); it stays valid after the group is gone. Main loop only.
 #pragma once
 

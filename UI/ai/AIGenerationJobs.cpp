@@ -45,12 +45,7 @@ AIGenerationJobs::AIGenerationJobs(Support::NotificationCenter& center) : center
         });
 }
 
-AIGenerationJobs::~AIGenerationJobs() {
-    *alive_ = false;
-    for (auto& [key, job] : jobs_) {
-        job.task.cancel();
-    }
-}
+AIGenerationJobs::~AIGenerationJobs() = default;
 
 AIGenerationJobs& AIGenerationJobs::shared() {
     static AIGenerationJobs instance(Support::NotificationCenter::defaultCenter());
@@ -69,29 +64,25 @@ void AIGenerationJobs::startWithToken(Kind kind, RecordingId recordingId,
     if (auto type = processingType(kind)) {
         ProcessingNotifications::postProcessingStarted(center_, recordingId, *type, false);
     }
-    auto alive = alive_;
-    auto task = Support::startTask(
-        [this, alive, key, token, operation = std::move(operation)]() -> Support::Task<void> {
-            std::optional<std::string> failure;
-            try {
-                // Owned: cancelling the job cancels its body, and the job ends only once the body has.
-                auto body = Support::awaitOwned(operation(token));
-                co_await body;
-            } catch (const Support::UserFacingError& e) {
-                failure = e.description();
-            } catch (const std::exception& e) {
-                failure = e.what();
-            }
-            if (!*alive) {
-                co_return;
-            }
-            if (failure) {
-                finish(key, token, Outcome::failed(*failure));
-            } else if (auto it = jobs_.find(key); it != jobs_.end() && it->second.token == token) {
-                // The body returned without reporting: end it quietly.
-                jobs_.erase(it);
-            }
-        });
+    auto task = tasks_.start([this, key, token, operation = std::move(operation)]() -> Support::Task<void> {
+        std::optional<std::string> failure;
+        try {
+            // Owned: cancelling the job cancels its body, and the job ends only once the body has.
+            auto body = Support::awaitOwned(operation(token));
+            co_await body;
+        } catch (const Support::UserFacingError& e) {
+            failure = e.description();
+        } catch (const std::exception& e) {
+            failure = e.what();
+        }
+        // A cancelled job (superseded, or its register gone) ends at the await above with `Cancelled`.
+        if (failure) {
+            finish(key, token, Outcome::failed(*failure));
+        } else if (auto it = jobs_.find(key); it != jobs_.end() && it->second.token == token) {
+            // The body returned without reporting: end it quietly.
+            jobs_.erase(it);
+        }
+    });
     jobs_[key] = Job{token, task};
 }
 

@@ -12,6 +12,7 @@
 #include "Support/NotificationCenter.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 
 #include <array>
 #include <compare>
@@ -101,7 +102,7 @@ private:
     std::map<Key, std::string> failuresFinishedAway_{};
     std::map<Key, std::string> resultsFinishedAway_{};
     Support::SubscriptionBag cancellables_{};
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

@@ -103,10 +103,7 @@ AIServiceObservable::AIServiceObservable(Platform::HttpClient& http, Intelligenc
     }
 }
 
-AIServiceObservable::~AIServiceObservable() {
-    *alive_ = false;
-    testTask_.cancel();
-}
+AIServiceObservable::~AIServiceObservable() = default;
 
 std::string AIServiceObservable::statusText(const Status& s) {
     using K = Status::Kind;
@@ -277,13 +274,10 @@ void AIServiceObservable::runTest(Task<TestResult> test) {
     testTask_.cancel();
     isTesting.set(true);
     testResult.set(std::nullopt);
-    auto alive = alive_;
-    testTask_ = Support::startTask([this, alive, test]() -> Task<void> {
+    tasks_.add(test); // a member coroutine: it must not start after this object is gone
+    testTask_ = tasks_.start([this, test]() -> Task<void> {
         auto awaiter = Support::awaitOwned(test);
         auto result = co_await awaiter;
-        if (!*alive) {
-            co_return;
-        }
         if (!result.isFailure) {
             availableModels.set(result.models);
         }

@@ -12,6 +12,7 @@
 #include "Platform/HttpClient.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 
 #include <memory>
 #include <optional>
@@ -71,7 +72,7 @@ private:
     std::string geminiBaseURL_{};
     Support::Subscription statusSubscription_{};
     Support::Task<void> testTask_{};
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

@@ -58,12 +58,7 @@ ChatViewModel::ChatViewModel(Dependencies dependencies) : deps_(std::move(depend
     }
 }
 
-ChatViewModel::~ChatViewModel() {
-    *alive_ = false;
-    generationTask_.cancel();
-    momentsTask_.cancel();
-    indexingTask_.cancel();
-}
+ChatViewModel::~ChatViewModel() = default;
 
 Intelligence::ChatScope ChatViewModel::scope() const {
     Intelligence::ChatScope s;
@@ -92,7 +87,7 @@ void ChatViewModel::sendMessage() {
     momentsTask_.cancel();
     if (deps_.moments) {
         auto search = deps_.moments(text);
-        momentsTask_ = Support::startTask([search, found]() -> Task<void> {
+        momentsTask_ = tasks_.start([search, found]() -> Task<void> {
             try {
                 *found = co_await search;
             } catch (const Support::Cancelled&) {
@@ -103,10 +98,9 @@ void ChatViewModel::sendMessage() {
         });
     }
     const int generation = ++generationID_;
-    auto alive = alive_;
     auto answerTask = deps_.answer(text, scope(), sessionId.get());
-    generationTask_ = Support::startTask([this, alive, generation, answerTask, found]() -> Task<void> {
-        auto current = [this, alive, generation] { return *alive && generation == generationID_; };
+    generationTask_ = tasks_.start([this, generation, answerTask, found]() -> Task<void> {
+        auto current = [this, generation] { return generation == generationID_; };
         try {
             auto start = Support::awaitOwned(answerTask);
             auto answer = co_await start;
@@ -196,9 +190,8 @@ void ChatViewModel::refreshIndexingStatus() {
         return;
     }
     isIndexingLoading.set(true);
-    auto alive = alive_;
     auto count = deps_.indexedCount();
-    indexingTask_ = Support::startTask([this, alive, count]() -> Task<void> {
+    indexingTask_ = tasks_.start([this, count]() -> Task<void> {
         int n = 0;
         try {
             n = co_await count;
@@ -207,10 +200,8 @@ void ChatViewModel::refreshIndexingStatus() {
         } catch (...) {
             n = indexedCount.get();
         }
-        if (*alive) {
-            indexedCount.set(n);
-            isIndexingLoading.set(false);
-        }
+        indexedCount.set(n);
+        isIndexingLoading.set(false);
     });
 }
 

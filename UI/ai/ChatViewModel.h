@@ -12,6 +12,7 @@
 #include "Intelligence/RAGPipeline.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 #include "Support/Time.h"
 
 #include <functional>
@@ -101,7 +102,7 @@ private:
     Support::Task<void> indexingTask_{};
     int generationID_ = 0;
     bool followsOnScreen_ = false;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

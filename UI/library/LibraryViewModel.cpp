@@ -39,12 +39,7 @@ LibraryViewModel::LibraryViewModel(Database::DatabaseManager& database,
     : database_(database), engine_(searchEngine), scheduler_(scheduler), center_(center),
       reloadNotifications_(std::move(reloadNotifications)) {}
 
-LibraryViewModel::~LibraryViewModel() {
-    *alive_ = false;
-    if (searchTask_) {
-        searchTask_->cancel();
-    }
-}
+LibraryViewModel::~LibraryViewModel() = default;
 
 void LibraryViewModel::setAll(std::vector<Recording> all) {
     all_ = std::move(all);
@@ -52,27 +47,19 @@ void LibraryViewModel::setAll(std::vector<Recording> all) {
 }
 
 Support::Task<void> LibraryViewModel::loadRecordings() {
-    auto alive = alive_;
+    return owned(loadRecordingsNow());
+}
+
+Support::Task<void> LibraryViewModel::loadRecordingsNow() {
     isLoading.setIfChanged(true);
     try {
         auto* db = &database_;
         auto fetch = Support::BlockingWork::run([db] { return db->allRecordings(); });
         auto fetched = co_await fetch;
-        if (!*alive) {
-            co_return;
-        }
         setAll(std::move(fetched));
         recordings = activeQuery_ ? filterRecordings(*activeQuery_, activeTitlesOnly_) : all_;
-    } catch (const Support::Cancelled&) {
-        if (*alive) {
-            isLoading.setIfChanged(false);
-        }
-        throw;
     } catch (const std::exception& e) {
         log.error("Failed to load recordings: {}", describe(e));
-    }
-    if (!*alive) {
-        co_return;
     }
     isLoading.setIfChanged(false);
     hasLoadedOnce.setIfChanged(true);
@@ -80,9 +67,13 @@ Support::Task<void> LibraryViewModel::loadRecordings() {
 
 void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
     if (searchTask_) {
+        if (searchTaskLoads_ && !searchTask_->isDone()) {
+            isLoading.setIfChanged(false); // the load is cancelled: it publishes nothing more
+        }
         searchTask_->cancel();
         searchTask_.reset();
     }
+    searchTaskLoads_ = false;
     const auto generation = ++generation_;
     isSearchingMoments.setIfChanged(false);
     auto trimmed = Support::Text::trimmed(query);
@@ -91,29 +82,29 @@ void LibraryViewModel::search(const std::string& query, bool titlesOnly) {
         moments = Intelligence::UnifiedSearchResults{};
         momentGroups = std::vector<SidebarMomentGroup>{};
         searchTask_ = loadRecordings();
+        searchTaskLoads_ = true;
         return;
     }
-    searchTask_ =
-        Support::startTask([this, alive = alive_, trimmed, titlesOnly, generation]() -> Support::Task<void> {
-            auto debounce = scheduler_.sleepFor(searchDebounce);
-            co_await debounce;
-            if (!*alive || generation != generation_) {
-                co_return;
-            }
-            try {
-                auto kept = filterRecordings(trimmed, titlesOnly);
-                Support::checkCancellation();
-                activeQuery_ = trimmed;
-                activeTitlesOnly_ = titlesOnly;
-                recordings = std::move(kept);
-            } catch (const std::exception& e) {
-                log.error("Search failed: {}", describe(e));
-            }
-            if (generation == generation_ && !titlesOnly) {
-                auto momentStage = searchMoments(trimmed, titlesOnly, generation);
-                co_await momentStage;
-            }
-        });
+    searchTask_ = tasks_.start([this, trimmed, titlesOnly, generation]() -> Support::Task<void> {
+        auto debounce = scheduler_.sleepFor(searchDebounce);
+        co_await debounce;
+        if (generation != generation_) {
+            co_return;
+        }
+        try {
+            auto kept = filterRecordings(trimmed, titlesOnly);
+            Support::checkCancellation();
+            activeQuery_ = trimmed;
+            activeTitlesOnly_ = titlesOnly;
+            recordings = std::move(kept);
+        } catch (const std::exception& e) {
+            log.error("Search failed: {}", describe(e));
+        }
+        if (generation == generation_ && !titlesOnly) {
+            auto momentStage = searchMoments(trimmed, titlesOnly, generation);
+            co_await momentStage;
+        }
+    });
 }
 
 std::vector<LibraryViewModel::Recording> LibraryViewModel::filterRecordings(const std::string& query,
@@ -129,7 +120,11 @@ std::vector<LibraryViewModel::Recording> LibraryViewModel::filterRecordings(cons
 
 Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titlesOnly,
                                                     std::uint64_t generation) {
-    auto alive = alive_;
+    return owned(searchMomentsNow(std::move(query), titlesOnly, generation));
+}
+
+Support::Task<void> LibraryViewModel::searchMomentsNow(std::string query, bool titlesOnly,
+                                                       std::uint64_t generation) {
     if (titlesOnly || generation != generation_) {
         co_return;
     }
@@ -138,20 +133,20 @@ Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titl
     try {
         auto find = Support::BlockingWork::run([engine, query] { return engine->search(query); });
         auto results = co_await find;
-        if (!*alive || generation != generation_) {
+        if (generation != generation_) {
             co_return;
         }
         moments = results;
         auto grouping = groups(results.hits, all_);
         auto built = co_await grouping;
-        if (!*alive || generation != generation_) {
+        if (generation != generation_) {
             co_return;
         }
         momentGroups = std::move(built);
     } catch (const std::exception& e) {
         log.error("Search failed: {}", describe(e));
     }
-    if (!*alive || generation != generation_) {
+    if (generation != generation_) {
         co_return;
     }
     isSearchingMoments.setIfChanged(false);
@@ -159,9 +154,6 @@ Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titl
     try {
         auto findFrames = Support::BlockingWork::run([engine, query] { return engine->searchFrames(query); });
         auto visual = co_await findFrames;
-        if (!*alive) {
-            co_return;
-        }
         auto visualStage = applyVisualStep(std::move(visual), generation);
         co_await visualStage;
     } catch (const std::exception& e) {
@@ -171,14 +163,18 @@ Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titl
 
 Support::Task<void> LibraryViewModel::applyVisualStep(std::vector<Intelligence::MomentHit> visual,
                                                       std::uint64_t generation) {
-    auto alive = alive_;
+    return owned(applyVisualStepNow(std::move(visual), generation));
+}
+
+Support::Task<void> LibraryViewModel::applyVisualStepNow(std::vector<Intelligence::MomentHit> visual,
+                                                         std::uint64_t generation) {
     if (visual.empty() || generation != generation_) {
         co_return;
     }
     auto merged = Intelligence::UnifiedSearchEngine::merged(moments.get(), visual);
     auto grouping = groups(merged.hits, all_);
     auto built = co_await grouping;
-    if (!*alive || generation != generation_) {
+    if (generation != generation_) {
         co_return;
     }
     moments = std::move(merged);
@@ -187,6 +183,11 @@ Support::Task<void> LibraryViewModel::applyVisualStep(std::vector<Intelligence::
 
 Support::Task<std::vector<SidebarMomentGroup>>
 LibraryViewModel::groups(std::vector<Intelligence::MomentHit> hits, std::vector<Recording> in) {
+    return owned(groupsNow(std::move(hits), std::move(in)));
+}
+
+Support::Task<std::vector<SidebarMomentGroup>>
+LibraryViewModel::groupsNow(std::vector<Intelligence::MomentHit> hits, std::vector<Recording> in) {
     std::map<Database::RecordingId, const Recording*> byId;
     for (const auto& r : in) {
         byId.emplace(r.id, &r);
@@ -223,7 +224,10 @@ LibraryViewModel::groups(std::vector<Intelligence::MomentHit> hits, std::vector<
 }
 
 Support::Task<void> LibraryViewModel::deleteRecording(Recording recording) {
-    auto alive = alive_;
+    return owned(deleteRecordingNow(std::move(recording)));
+}
+
+Support::Task<void> LibraryViewModel::deleteRecordingNow(Recording recording) {
     auto* db = &database_;
     auto* center = &center_;
     try {
@@ -242,10 +246,9 @@ Support::Task<void> LibraryViewModel::deleteRecording(Recording recording) {
             co_await removeVideo;
         }
         LibraryNotifications::postRecordingDeleted(*center, id);
-        if (*alive) {
-            auto reload = loadRecordings();
-            co_await reload;
-        }
+        Support::checkCancellation(); // an observer of the notification may have closed the library
+        auto reload = loadRecordings();
+        co_await reload;
     } catch (const std::exception& e) {
         log.error("Failed to delete recording: {}", describe(e));
     }
@@ -271,13 +274,16 @@ void LibraryViewModel::replaceInLists(const Recording& updated) {
 }
 
 Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
-    auto alive = alive_;
+    return owned(toggleFavoriteNow(std::move(recording)));
+}
+
+Support::Task<void> LibraryViewModel::toggleFavoriteNow(Recording recording) {
     auto* db = &database_;
     try {
         const auto id = recording.id;
         auto flip = Support::BlockingWork::run([db, id] { return db->toggleFavorite(id); });
         auto value = co_await flip;
-        if (!*alive || !value) {
+        if (!value) {
             co_return;
         }
         auto current = shownRecording(id).value_or(recording);
@@ -289,6 +295,10 @@ Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
 }
 
 Support::Task<std::string> LibraryViewModel::transcriptText(Database::RecordingId id) {
+    return owned(transcriptTextNow(id));
+}
+
+Support::Task<std::string> LibraryViewModel::transcriptTextNow(Database::RecordingId id) {
     auto* db = &database_;
     auto format = Support::BlockingWork::run([db, id] {
         return Support::Text::joined(Database::TranscriptTextFormatter::lines(db->allSegments(id)), "\n");

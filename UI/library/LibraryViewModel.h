@@ -17,6 +17,7 @@
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 #include "UI/library/DateContext.h"
 #include "UI/library/RecordingFilter.h"
 #include "UI/library/RecordingSort.h"
@@ -108,6 +109,22 @@ private:
     void setAll(std::vector<Recording> all);
     void replaceInLists(const Recording& updated);
 
+    // The bodies of the tasks above; the public members start them in `tasks_`, so that they end (at their
+    // next await) when the model goes away.
+    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
+        tasks_.add(task);
+        return task;
+    }
+    Support::Task<void> loadRecordingsNow();
+    Support::Task<void> searchMomentsNow(std::string query, bool titlesOnly, std::uint64_t generation);
+    Support::Task<void> applyVisualStepNow(std::vector<Intelligence::MomentHit> visual,
+                                           std::uint64_t generation);
+    Support::Task<std::vector<SidebarMomentGroup>> groupsNow(std::vector<Intelligence::MomentHit> hits,
+                                                             std::vector<Recording> in);
+    Support::Task<void> deleteRecordingNow(Recording recording);
+    Support::Task<void> toggleFavoriteNow(Recording recording);
+    Support::Task<std::string> transcriptTextNow(Database::RecordingId id);
+
     Database::DatabaseManager& database_;
     Intelligence::UnifiedSearchEngine& engine_;
     Support::Scheduler& scheduler_;
@@ -119,9 +136,10 @@ private:
     std::optional<std::string> activeQuery_;
     bool activeTitlesOnly_ = false;
     std::optional<Support::Task<void>> searchTask_;
+    bool searchTaskLoads_ = false; // `searchTask_` is a load (a blank search), which shows `isLoading`
     std::uint64_t generation_ = 0;
     std::vector<Support::Subscription> observers_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

@@ -34,12 +34,21 @@ TranscriptReaderModel::TranscriptReaderModel(Database::DatabaseManager& database
     : follow([&scheduler] { return scheduler.now(); }), database_(database), recordingId_(recordingId),
       defaults_(defaults), scheduler_(scheduler), copy_(std::move(copyToPasteboard)) {}
 
-TranscriptReaderModel::~TranscriptReaderModel() {
-    *alive_ = false;
-}
+TranscriptReaderModel::~TranscriptReaderModel() = default;
 
 Support::Task<void> TranscriptReaderModel::load() {
-    auto alive = alive_;
+    return owned(loadNow());
+}
+
+Support::Task<void> TranscriptReaderModel::loadMoreSegments() {
+    return owned(loadMoreSegmentsNow());
+}
+
+Support::Task<void> TranscriptReaderModel::copyAll() {
+    return owned(copyAllNow());
+}
+
+Support::Task<void> TranscriptReaderModel::loadNow() {
     auto* db = &database_;
     const auto id = recordingId_;
     struct First {
@@ -52,9 +61,6 @@ Support::Task<void> TranscriptReaderModel::load() {
             return First{db->segmentCount(id), db->topics(id), db->segments(id, 0, pageSize)};
         });
         auto first = co_await fetch;
-        if (!*alive) {
-            co_return;
-        }
         offset_ = static_cast<int>(first.page.size());
         totalSegmentCount = first.count;
         topics = std::move(first.topics);
@@ -64,11 +70,10 @@ Support::Task<void> TranscriptReaderModel::load() {
     }
 }
 
-Support::Task<void> TranscriptReaderModel::loadMoreSegments() {
+Support::Task<void> TranscriptReaderModel::loadMoreSegmentsNow() {
     if (isLoadingMore.get() || !hasMoreSegments()) {
         co_return;
     }
-    auto alive = alive_;
     auto* db = &database_;
     const auto id = recordingId_;
     const int offset = offset_;
@@ -77,9 +82,6 @@ Support::Task<void> TranscriptReaderModel::loadMoreSegments() {
         auto fetch =
             Support::BlockingWork::run([db, id, offset] { return db->segments(id, offset, pageSize); });
         auto page = co_await fetch;
-        if (!*alive) {
-            co_return;
-        }
         offset_ = offset + static_cast<int>(page.size());
         if (page.empty()) {
             // The transcript shrank meanwhile: stop offering more.
@@ -89,21 +91,13 @@ Support::Task<void> TranscriptReaderModel::loadMoreSegments() {
             all.insert(all.end(), std::make_move_iterator(page.begin()), std::make_move_iterator(page.end()));
             segments = std::move(all);
         }
-    } catch (const Support::Cancelled&) {
-        if (*alive) {
-            isLoadingMore = false;
-        }
-        throw;
     } catch (const std::exception& e) {
         log.error("Failed to load more segments of recording {}: {}", id, e.what());
     }
-    if (*alive) {
-        isLoadingMore = false;
-    }
+    isLoadingMore = false;
 }
 
-Support::Task<void> TranscriptReaderModel::copyAll() {
-    auto alive = alive_;
+Support::Task<void> TranscriptReaderModel::copyAllNow() {
     auto* db = &database_;
     const auto id = recordingId_;
     try {
@@ -111,9 +105,6 @@ Support::Task<void> TranscriptReaderModel::copyAll() {
             return Support::Text::joined(Database::TranscriptTextFormatter::lines(db->allSegments(id)), "\n");
         });
         auto text = co_await format;
-        if (!*alive) {
-            co_return;
-        }
         copy_(text);
         copyButtonTitle = copiedAllTitle;
         revertCopyTitle_ = scheduler_.after(copiedRevertDelay, [this] { copyButtonTitle = copyAllTitle; });

@@ -8,6 +8,7 @@
 #include "Support/Scheduler.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 #include "Support/UserDefaults.h"
 #include "UI/library/TranscriptFollowController.h"
 
@@ -98,6 +99,16 @@ public:
     TranscriptFollowController follow;
 
 private:
+    // The bodies of `load`, `loadMoreSegments` and `copyAll`, started in `tasks_` so that they end (at their
+    // next await) when the model goes away.
+    Support::Task<void> loadNow();
+    Support::Task<void> loadMoreSegmentsNow();
+    Support::Task<void> copyAllNow();
+    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
+        tasks_.add(task);
+        return task;
+    }
+
     Database::DatabaseManager& database_;
     Database::RecordingId recordingId_;
     Support::UserDefaults& defaults_;
@@ -107,7 +118,7 @@ private:
     std::string searchText_;
     std::optional<std::string> speaker_;
     Support::Subscription revertCopyTitle_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

@@ -79,12 +79,32 @@ SlidesExtractionService::SlidesExtractionService(Database::DatabaseManager& data
         });
 }
 
-SlidesExtractionService::~SlidesExtractionService() {
-    *alive_ = false;
-    for (auto& [id, run] : runs_) {
-        run.cancel();
-    }
-    for (auto& [id, run] : keyDetailRuns_) {
+SlidesExtractionService::~SlidesExtractionService() = default;
+
+template <typename T>
+void SlidesExtractionService::forgetWhenDone(std::map<Database::RecordingId, Support::Task<T>>& runs,
+                                             Database::RecordingId recordingId, Support::Task<T> run) {
+    // The entry goes when the run ends, even when every caller stopped waiting for it.
+    (void)tasks_.start([&runs, recordingId, run]() -> Support::Task<void> {
+        try {
+            co_await run;
+        } catch (const Support::Cancelled&) {
+            if (Support::isCurrentTaskCancelled()) {
+                throw; // the service is going away
+            }
+        } catch (...) {
+        }
+        auto entry = runs.find(recordingId);
+        if (entry != runs.end() && entry->second == run) {
+            runs.erase(entry);
+        }
+    });
+}
+
+void SlidesExtractionService::stopRun(const Support::Task<Outcome>& run, Database::RecordingId recordingId) {
+    if (auto job = jobs_.find(recordingId); job != jobs_.end()) {
+        job->second.cancel();
+    } else {
         run.cancel();
     }
 }
@@ -104,20 +124,42 @@ SlidesExtractionService::FindKeyDetails SlidesExtractionService::liveFindKeyDeta
 }
 
 Support::Task<Outcome> SlidesExtractionService::extract(Database::RecordingId recordingId, bool force) {
+    return owned(extractNow(recordingId, force));
+}
+
+Support::Task<void> SlidesExtractionService::recordingDeleted(Database::RecordingId recordingId) {
+    return owned(recordingDeletedNow(recordingId));
+}
+
+Support::Task<void> SlidesExtractionService::rankScreens(Database::RecordingId recordingId) {
+    return owned(rankScreensNow(recordingId));
+}
+
+Support::Task<void> SlidesExtractionService::label(Database::RecordingId recordingId) {
+    return owned(labelNow(recordingId));
+}
+
+Support::Task<void> SlidesExtractionService::labelPendingScreens(int maximumRecordings) {
+    return owned(labelPendingScreensNow(maximumRecordings));
+}
+
+Support::Task<void> SlidesExtractionService::findKeyDetails(Database::RecordingId recordingId) {
+    return owned(findKeyDetailsNow(recordingId));
+}
+
+Support::Task<int> SlidesExtractionService::sweepOrphans() {
+    return owned(sweepOrphansNow());
+}
+
+Support::Task<Outcome> SlidesExtractionService::extractNow(Database::RecordingId recordingId, bool force) {
     auto it = runs_.find(recordingId);
     Support::Task<Outcome> run;
     if (it != runs_.end()) {
         run = it->second;
     } else {
-        run = performExtraction(recordingId, force);
+        run = owned(performExtraction(recordingId, force));
         runs_[recordingId] = run;
-        // The entry goes when the run ends, even when every caller stopped waiting for it.
-        run.onComplete([this, alive = alive_, recordingId, run] {
-            auto entry = runs_.find(recordingId);
-            if (*alive && entry != runs_.end() && entry->second == run) {
-                runs_.erase(entry);
-            }
-        });
+        forgetWhenDone(runs_, recordingId, run);
     }
     try {
         auto outcome = co_await run;
@@ -133,15 +175,11 @@ Support::Task<Outcome> SlidesExtractionService::extract(Database::RecordingId re
 
 Support::Task<Outcome> SlidesExtractionService::performExtraction(Database::RecordingId recordingId,
                                                                   bool force) {
-    auto alive = alive_;
     auto* database = &database_;
     // Awaitables are named first throughout: g++ 12 may destroy a temporary inside `co_await` twice.
     auto loading =
         Support::BlockingWork::run([database, recordingId] { return database->recording(recordingId); });
     auto recording = co_await loading;
-    if (!*alive) {
-        co_return Outcome{Outcome::Kind::cancelled, 0, 0, {}};
-    }
     if (!recording) {
         log().error("Slides: recording {} not found", recordingId);
         Outcome missing{Outcome::Kind::failed, 0, 0, "The recording doesn't exist."};
@@ -156,17 +194,22 @@ Support::Task<Outcome> SlidesExtractionService::performExtraction(Database::Reco
                                                    VideoNotifications::slidesProcessingType, false);
 
     Outcome outcome;
+    auto jobRun = job->run(recordingId, video, force);
+    jobs_[recordingId] = jobRun;
     try {
         // Cancelling this run cancels the job, and the run ends only once the job has stopped.
-        auto awaiter = Support::awaitOwned(job->run(recordingId, video, force));
+        auto awaiter = Support::awaitOwned(jobRun);
         outcome = co_await awaiter;
     } catch (const Support::Cancelled&) {
+        if (Support::isCurrentTaskCancelled()) {
+            throw; // the service is going away: nothing more to tell
+        }
         outcome = Outcome{Outcome::Kind::cancelled, 0, 0, {}};
     } catch (...) {
         outcome = Outcome{Outcome::Kind::failed, 0, 0, errorText(std::current_exception())};
     }
-    if (!*alive) {
-        co_return outcome;
+    if (auto entry = jobs_.find(recordingId); entry != jobs_.end() && entry->second == jobRun) {
+        jobs_.erase(entry);
     }
     if (outcome.isFailure()) {
         log().error("Slides: recording {} couldn't be read: {}", recordingId, outcome.message);
@@ -182,15 +225,14 @@ Support::Task<Outcome> SlidesExtractionService::performExtraction(Database::Reco
 
 void SlidesExtractionService::cancel(Database::RecordingId recordingId) {
     if (auto it = runs_.find(recordingId); it != runs_.end()) {
-        it->second.cancel();
+        stopRun(it->second, recordingId);
     }
 }
 
-Support::Task<void> SlidesExtractionService::recordingDeleted(Database::RecordingId recordingId) {
-    auto alive = alive_;
+Support::Task<void> SlidesExtractionService::recordingDeletedNow(Database::RecordingId recordingId) {
     std::vector<Support::Task<void>> stopping;
     if (auto it = runs_.find(recordingId); it != runs_.end()) {
-        it->second.cancel();
+        stopRun(it->second, recordingId);
         stopping.push_back(settle(it->second));
     }
     if (auto it = keyDetailRuns_.find(recordingId); it != keyDetailRuns_.end()) {
@@ -199,9 +241,6 @@ Support::Task<void> SlidesExtractionService::recordingDeleted(Database::Recordin
     }
     for (auto& task : stopping) {
         co_await task;
-    }
-    if (!*alive) {
-        co_return;
     }
     auto deletion =
         Support::BlockingWork::run([slides = slideStore_, screens = screenStore_, recordingId]() mutable {
@@ -218,7 +257,7 @@ Support::Task<void> SlidesExtractionService::recordingDeleted(Database::Recordin
     }
 }
 
-Support::Task<void> SlidesExtractionService::rankScreens(Database::RecordingId recordingId) {
+Support::Task<void> SlidesExtractionService::rankScreensNow(Database::RecordingId recordingId) {
     auto* database = &database_;
     auto ranking = Support::BlockingWork::run([database, recordingId] {
         Intelligence::ScreenCaptures::rerank(recordingId, *database,
@@ -234,7 +273,7 @@ Support::Task<void> SlidesExtractionService::rankScreens(Database::RecordingId r
     }
 }
 
-Support::Task<void> SlidesExtractionService::label(Database::RecordingId recordingId) {
+Support::Task<void> SlidesExtractionService::labelNow(Database::RecordingId recordingId) {
     try {
         auto labelling = labelScreens_(recordingId);
         co_await labelling;
@@ -251,7 +290,7 @@ Support::Task<void> SlidesExtractionService::labelScreensBeforeSummary(Database:
     co_await labelling;
 }
 
-Support::Task<void> SlidesExtractionService::labelPendingScreens(int maximumRecordings) {
+Support::Task<void> SlidesExtractionService::labelPendingScreensNow(int maximumRecordings) {
     auto* database = &database_;
     std::vector<Database::RecordingId> pending;
     auto reading = Support::BlockingWork::run(
@@ -275,20 +314,15 @@ Support::Task<void> SlidesExtractionService::labelPendingScreens(int maximumReco
     }
 }
 
-Support::Task<void> SlidesExtractionService::findKeyDetails(Database::RecordingId recordingId) {
+Support::Task<void> SlidesExtractionService::findKeyDetailsNow(Database::RecordingId recordingId) {
     auto it = keyDetailRuns_.find(recordingId);
     Support::Task<void> run;
     if (it != keyDetailRuns_.end()) {
         run = it->second;
     } else {
-        run = findKeyDetails_(recordingId);
+        run = owned(findKeyDetails_(recordingId));
         keyDetailRuns_[recordingId] = run;
-        run.onComplete([this, alive = alive_, recordingId, run] {
-            auto entry = keyDetailRuns_.find(recordingId);
-            if (*alive && entry != keyDetailRuns_.end() && entry->second == run) {
-                keyDetailRuns_.erase(entry);
-            }
-        });
+        forgetWhenDone(keyDetailRuns_, recordingId, run);
     }
     try {
         co_await run;
@@ -302,8 +336,7 @@ Support::Task<void> SlidesExtractionService::findKeyDetails(Database::RecordingI
     }
 }
 
-Support::Task<int> SlidesExtractionService::sweepOrphans() {
-    auto alive = alive_;
+Support::Task<int> SlidesExtractionService::sweepOrphansNow() {
     auto* database = &database_;
     std::pair<std::set<Database::RecordingId>, std::set<Database::RecordingId>> keep;
     auto reading = Support::BlockingWork::run([database] {
@@ -316,9 +349,6 @@ Support::Task<int> SlidesExtractionService::sweepOrphans() {
     } catch (...) {
         log().error("Slides: the orphan sweep couldn't read the database: {}",
                     errorCode(std::current_exception()));
-        co_return 0;
-    }
-    if (!*alive) {
         co_return 0;
     }
     // A recording being read may have pictures on disk before its rows are in: keep it too.

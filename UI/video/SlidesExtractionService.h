@@ -21,6 +21,7 @@
 #include "Intelligence/SlideImageStore.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 
 #include <functional>
 #include <map>
@@ -80,6 +81,26 @@ private:
     Support::Task<Intelligence::Slide::Outcome> performExtraction(Database::RecordingId recordingId,
                                                                   bool force);
     Support::Task<void> label(Database::RecordingId recordingId);
+    // The bodies of the public tasks, started in `tasks_` so that they end (at their next await) when the
+    // service goes away.
+    Support::Task<Intelligence::Slide::Outcome> extractNow(Database::RecordingId recordingId, bool force);
+    Support::Task<void> recordingDeletedNow(Database::RecordingId recordingId);
+    Support::Task<void> rankScreensNow(Database::RecordingId recordingId);
+    Support::Task<void> labelNow(Database::RecordingId recordingId);
+    Support::Task<void> labelPendingScreensNow(int maximumRecordings);
+    Support::Task<void> findKeyDetailsNow(Database::RecordingId recordingId);
+    Support::Task<int> sweepOrphansNow();
+    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
+        tasks_.add(task);
+        return task;
+    }
+    /// Stops a recording's extraction: its job when it has one (the run then ends with the cancelled
+    /// outcome and its notifications), else the run itself.
+    void stopRun(const Support::Task<Intelligence::Slide::Outcome>& run, Database::RecordingId recordingId);
+    /// Drops the entry of `recordingId` in `runs` once `run` has ended (when it is still that entry).
+    template <typename T>
+    void forgetWhenDone(std::map<Database::RecordingId, Support::Task<T>>& runs,
+                        Database::RecordingId recordingId, Support::Task<T> run);
 
     Database::DatabaseManager& database_;
     Support::NotificationCenter& center_;
@@ -90,8 +111,10 @@ private:
     MakeJob makeJob_;
     std::map<Database::RecordingId, Support::Task<Intelligence::Slide::Outcome>> runs_;
     std::map<Database::RecordingId, Support::Task<void>> keyDetailRuns_;
+    // The job of each run that has one: cancelling it (rather than the run) lets the run report its end.
+    std::map<Database::RecordingId, Support::Task<Intelligence::Slide::Outcome>> jobs_;
     Support::Subscription deletions_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

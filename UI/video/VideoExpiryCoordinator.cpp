@@ -23,9 +23,7 @@ constexpr std::int64_t secondsPerDay = 86400;
 
 VideoExpiryCoordinator::VideoExpiryCoordinator(Dependencies dependencies) : deps_(std::move(dependencies)) {}
 
-VideoExpiryCoordinator::~VideoExpiryCoordinator() {
-    *alive_ = false;
-}
+VideoExpiryCoordinator::~VideoExpiryCoordinator() = default;
 
 void VideoExpiryCoordinator::start(Database::DatabaseManager& database) {
     database_ = &database;
@@ -87,31 +85,39 @@ VideoExpiryCoordinator::recordingsBefore(Support::Date cutoffDate) {
 }
 
 Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordinator::run(Support::Date now) {
-    auto alive = alive_;
+    return owned(runNow(now));
+}
+
+Support::Task<VideoExpiryCoordinator::Preview> VideoExpiryCoordinator::preview(std::uint8_t option,
+                                                                               Support::Date now) {
+    return owned(previewNow(option, now));
+}
+
+Support::Task<VideoExpiryCoordinator::DeleteResult> VideoExpiryCoordinator::deleteVideo(Recording recording) {
+    return owned(deleteVideoNow(std::move(recording)));
+}
+
+Support::Task<std::optional<VideoExpiryCoordinator::Report>>
+VideoExpiryCoordinator::runNow(Support::Date now) {
     auto option = AudioEngine::VideoExpiryPreferences::currentOption(deps_.defaults);
     auto cutoffDate = cutoff(option, now);
     if (!cutoffDate) {
         log().info("runExpirySweep: Expiry policy is set to Never. Skipping sweep.");
         co_return std::nullopt;
     }
-    if (isSweeping_) {
+    if (*isSweeping_) {
         log().info("runExpirySweep: A sweep is already running. Skipping.");
         co_return std::nullopt;
     }
     if (database_ == nullptr) {
         co_return std::nullopt;
     }
-    isSweeping_ = true;
+    *isSweeping_ = true;
     // Cleared however the sweep ends (an error, cancellation, or the frame destroyed with the loop).
     struct SweepFlag {
-        std::shared_ptr<bool> alive;
-        bool* flag;
-        ~SweepFlag() {
-            if (*alive) {
-                *flag = false;
-            }
-        }
-    } sweepFlag{alive, &isSweeping_};
+        std::shared_ptr<bool> flag;
+        ~SweepFlag() { *flag = false; }
+    } sweepFlag{isSweeping_};
 
     auto days = *AudioEngine::VideoExpiryPreferences::retentionDays(option);
     log().info("runExpirySweep: Running sweep for recordings before {} ({} days policy)",
@@ -125,9 +131,6 @@ Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordina
         log().error("runExpirySweep: Couldn't read the recordings: {}", error.what());
         co_return std::nullopt;
     }
-    if (!*alive) {
-        co_return std::nullopt;
-    }
 
     Report report;
     for (const auto& recording : old) {
@@ -137,9 +140,6 @@ Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordina
         }
         auto deletion = deleteVideo(recording);
         auto result = co_await deletion;
-        if (!*alive) {
-            co_return std::nullopt;
-        }
         if (result.kind != DeleteResult::Kind::deleted) {
             log().error("runExpirySweep: Failed to delete video for recording {}: {}", recording.id,
                         result.kind == DeleteResult::Kind::failed ? result.error
@@ -154,9 +154,8 @@ Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordina
     co_return report;
 }
 
-Support::Task<VideoExpiryCoordinator::Preview> VideoExpiryCoordinator::preview(std::uint8_t option,
-                                                                               Support::Date now) {
-    auto alive = alive_;
+Support::Task<VideoExpiryCoordinator::Preview> VideoExpiryCoordinator::previewNow(std::uint8_t option,
+                                                                                  Support::Date now) {
     Preview result;
     auto cutoffDate = cutoff(option, now);
     if (!cutoffDate || database_ == nullptr) {
@@ -164,9 +163,6 @@ Support::Task<VideoExpiryCoordinator::Preview> VideoExpiryCoordinator::preview(s
     }
     auto reading = recordingsBefore(*cutoffDate);
     auto old = co_await reading;
-    if (!*alive) {
-        co_return result;
-    }
     for (const auto& recording : old) {
         auto url = videoURL(recording);
         if (!url || isRecordingActive(recording.fileURL) || deps_.muxActivity.isMuxing(*url)) {
@@ -183,8 +179,8 @@ Support::Task<VideoExpiryCoordinator::Preview> VideoExpiryCoordinator::preview(s
     co_return result;
 }
 
-Support::Task<VideoExpiryCoordinator::DeleteResult> VideoExpiryCoordinator::deleteVideo(Recording recording) {
-    auto alive = alive_;
+Support::Task<VideoExpiryCoordinator::DeleteResult>
+VideoExpiryCoordinator::deleteVideoNow(Recording recording) {
     DeleteResult result;
     auto url = videoURL(recording);
     result.videoURL = url.value_or(std::filesystem::path());
@@ -232,12 +228,9 @@ Support::Task<VideoExpiryCoordinator::DeleteResult> VideoExpiryCoordinator::dele
             log().error("deleteVideo: Couldn't drop the frame index of recording {}: {}", id, error.what());
         }
     }
-    if (*alive) {
-        VideoNotifications::postContentUpdated(deps_.center, recording.id,
-                                               VideoNotifications::videoContentType);
-        VideoNotifications::postContentUpdated(deps_.center, recording.id,
-                                               VideoNotifications::frameIndexContentType);
-    }
+    VideoNotifications::postContentUpdated(deps_.center, recording.id, VideoNotifications::videoContentType);
+    VideoNotifications::postContentUpdated(deps_.center, recording.id,
+                                           VideoNotifications::frameIndexContentType);
     co_return result;
 }
 

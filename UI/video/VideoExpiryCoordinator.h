@@ -16,6 +16,7 @@
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/Task.h"
+#include "Support/TaskGroup.h"
 #include "Support/UserDefaults.h"
 
 #include <cstdint>
@@ -104,7 +105,7 @@ public:
     /// Whether `recordingFile` belongs to the recording in progress.
     bool isRecordingActive(const std::filesystem::path& recordingFile) const;
 
-    bool isSweeping() const { return isSweeping_; }
+    bool isSweeping() const { return *isSweeping_; }
     bool isStarted() const { return firstSweepTimer_.isActive() || dailyTimer_.isActive(); }
 
     /// The retention cut-off under `option` at `now`; nothing for "never".
@@ -118,14 +119,25 @@ public:
 private:
     void trigger();
     Support::Task<std::vector<Recording>> recordingsBefore(Support::Date cutoff);
+    // The bodies of `run`, `preview` and `deleteVideo`, started in `tasks_` so that they end (at their next
+    // await) when the coordinator goes away.
+    Support::Task<std::optional<Report>> runNow(Support::Date now);
+    Support::Task<Preview> previewNow(std::uint8_t option, Support::Date now);
+    Support::Task<DeleteResult> deleteVideoNow(Recording recording);
+    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
+        tasks_.add(task);
+        return task;
+    }
 
     Dependencies deps_;
     Database::DatabaseManager* database_ = nullptr;
-    bool isSweeping_ = false;
+    // Shared with the running sweep's frame, which clears it however the sweep ends, even after this
+    // coordinator is gone.
+    std::shared_ptr<bool> isSweeping_ = std::make_shared<bool>(false);
     Support::Subscription firstSweepTimer_;
     Support::Subscription dailyTimer_;
     Support::Subscription wakeSubscription_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    Support::TaskGroup tasks_; // last: its tasks use the members above
 };
 
 } // namespace UI

@@ -232,3 +232,35 @@ TEST(AIService, WaitsForALocalServerThatIsStillLoadingItsModelThenAsksAgain) {
     EXPECT_EQ(e.provider.generationRequests().size(), 2u) << "asked again once the server was ready";
     EXPECT_EQ(e.provider.requests()[1].path, "/v1/models");
 }
+
+TEST(AIService, WorkWaitingForALoadingServerEndsAsAppQuittingWhenTheServiceGoesAway) {
+    Engine e;
+    e.provider.enqueue({{}, 503, R"({"error":{"message":"Loading model"}})"});
+    auto stream = e.ai->generate(request());
+    auto all = TextStream::collect(stream);
+    const auto giveUp = std::chrono::steady_clock::now() + 20s;
+    while (e.ai->liveReadiness().kind != AIService::Generation::Kind::loading &&
+           std::chrono::steady_clock::now() < giveUp) {
+        e.loop.runOne(10);
+    }
+    ASSERT_EQ(e.ai->liveReadiness().kind, AIService::Generation::Kind::loading);
+    auto wait = e.ai->waitUntilReady({});
+    e.loop.runUntilIdle();
+    ASSERT_FALSE(wait.isDone());
+
+    e.ai.reset(); // both wait for the server's next answer
+    runUntilDone(e.loop, wait);
+    runUntilDone(e.loop, all);
+    auto reasonOf = [](auto& task) -> std::optional<Reason> {
+        try {
+            (void)task.get();
+        } catch (const AIService::GenerationUnavailable& error) {
+            return error.reason();
+        } catch (...) {
+        }
+        return std::nullopt;
+    };
+    EXPECT_EQ(reasonOf(wait), Reason::appQuitting());
+    EXPECT_EQ(reasonOf(all), Reason::appQuitting());
+    EXPECT_EQ(e.provider.generationRequests().size(), 1u);
+}

@@ -36,6 +36,12 @@ struct Owner {
             events.push_back(name + " touched after sleeping");
         });
     }
+    Task<> touchAtOnce() {
+        return tasks.start([this]() -> Task<> {
+            events.push_back(name + " touched at once");
+            co_return;
+        });
+    }
     Task<> awaitThenTouch() {
         return tasks.start([this]() -> Task<> {
             const int value = co_await shared;
@@ -64,6 +70,16 @@ TEST_F(TaskGroupTest, DestroyingTheOwnerMidAwaitCancelsItsTasksWhichNeverTouchIt
     EXPECT_TRUE(sleeping.wasCancelled());
     EXPECT_TRUE(awaiting.wasCancelled());
     EXPECT_EQ(slowAnswer.get(), 7) << "a task the owner only awaited is not its to cancel";
+}
+
+TEST_F(TaskGroupTest, AnOwnerDestroyedInTheTurnItStartedATaskRunsNoneOfItsBody) {
+    std::optional<Owner> owner;
+    owner.emplace(scheduler, events, answerAfter(scheduler, 1s, 1));
+    auto atOnce = owner->touchAtOnce();
+    owner.reset();
+    loop.runUntilIdle();
+    EXPECT_TRUE(events.empty());
+    EXPECT_TRUE(atOnce.wasCancelled());
 }
 
 TEST_F(TaskGroupTest, AnOwnerThatLivesSeesItsTasksFinishAndTheGroupForgetsThem) {

@@ -42,6 +42,17 @@ TEST_F(TaskTest, ATaskStartsOnTheNextTurnOfTheLoopNotInsideItsCaller) {
     EXPECT_TRUE(task.isDone());
 }
 
+TEST_F(TaskTest, ATaskCancelledBeforeItsFirstTurnRunsNoneOfItsBody) {
+    auto task = startTask([this]() -> Task<int> {
+        events.push_back("body");
+        co_return 1;
+    });
+    task.cancel();
+    loop.runUntilIdle();
+    EXPECT_TRUE(events.empty());
+    EXPECT_TRUE(task.wasCancelled());
+}
+
 TEST_F(TaskTest, SeveralAwaitersBeforeAndAfterCompletionAllGetTheValue) {
     auto producer = answerAfter(scheduler, 10s, 42);
     std::vector<int> seen;
@@ -197,6 +208,24 @@ TEST_F(TaskTest, AnOwnedChildIsCancelledWithItsAwaiterWhichReturnsOnlyOnceTheChi
     outer.cancel();
     loop.runUntilIdle();
     EXPECT_EQ(steps, (std::vector<std::string>{"child cancelled", "outer resumed"}));
+    EXPECT_TRUE(outer.wasCancelled());
+}
+
+TEST_F(TaskTest, AnAwaiterCancelledAfterItsOwnedChildFinishedThrowsCancelledInsteadOfTakingTheValue) {
+    Task<> outer;
+    bool carriedOn = false;
+    outer = startTask([&]() -> Task<> {
+        auto child = startTask([&]() -> Task<int> {
+            co_await yieldNow();
+            outer.cancel(); // the child is running: it ends with its value, the awaiter is cancelled
+            co_return 5;
+        });
+        auto step = awaitOwned(child);
+        (void)co_await step;
+        carriedOn = true;
+    });
+    loop.runUntilIdle();
+    EXPECT_FALSE(carriedOn);
     EXPECT_TRUE(outer.wasCancelled());
 }
 

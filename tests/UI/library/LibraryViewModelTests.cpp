@@ -388,3 +388,34 @@ TEST_F(Fixture, ShowsTheListThroughTheFilterAndSort) {
     vm->customEndDate = now - std::chrono::hours(2 * 24);
     EXPECT_EQ(titles(vm->displayedRecordings(now, paris)), (std::vector<std::string>{"alpha", "Bravo"}));
 }
+
+TEST_F(Fixture, DestroyingTheModelWhileItsWorkIsInFlightStopsTheWorkWithoutTouchingTheModel) {
+    auto id = db.insertRecording(recording("Planning", 1000));
+    db.saveTranscript(id, {segment(1, "budget talk")});
+    auto gated = std::make_shared<GatedFrameSearch>();
+    std::promise<void> release;
+    gated->gate = release.get_future().share();
+    gated->hits = {MomentHit{MomentHit::Source::screen, id, 0, 7, "Budget slide", "", 0}};
+    frames = gated;
+    make();
+    load();
+    auto entered = gated->entered.get_future();
+    vm->search("budget");
+    scheduler.advance(LibraryViewModel::searchDebounce);
+    while (entered.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+        loop.runOne(50);
+    }
+    auto moments = vm->searchMoments("budget", false, vm->searchGeneration());
+    auto reload = vm->loadRecordings();
+    auto favourite = vm->toggleFavorite(vm->allRecordings()[0]);
+
+    vm.reset(); // the screen stage is still on the pool, the others have not started
+    release.set_value();
+    settle(loop);
+
+    EXPECT_TRUE(moments.wasCancelled());
+    EXPECT_TRUE(reload.wasCancelled());
+    EXPECT_TRUE(favourite.wasCancelled());
+    EXPECT_FALSE(db.recording(id)->isFavorite)
+        << "work that had not started when the model went away never runs";
+}

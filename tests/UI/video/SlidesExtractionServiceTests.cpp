@@ -194,6 +194,29 @@ TEST_F(SlidesService, CancellingEndsTheRunningJobOnly) {
     EXPECT_EQ(VideoTest::await(loop, second).kind, Outcome::Kind::read);
 }
 
+TEST_F(SlidesService, DestroyingTheServiceStopsItsWorkWhichThenReportsNothingAndTouchesNothing) {
+    auto id = addRecording("standup");
+    database->saveScreenCaptures(id, {{0, id, 1, "s.jpg", "Some text on screen", {}, true, 0}});
+    auto extraction = service->extract(id);
+    auto details = service->findKeyDetails(id);
+    VideoTest::runUntil(loop, [&] { return job->runs == 1 && keyDetailRuns.size() == 1; });
+    auto labelling = service->labelPendingScreens(5); // not started yet when the service goes away
+    auto sweep = service->sweepOrphans();
+
+    service.reset();
+    scheduler.advance(std::chrono::seconds(60));
+    VideoTest::runUntil(loop, [&] {
+        return extraction.isDone() && details.isDone() && labelling.isDone() && sweep.isDone();
+    });
+
+    EXPECT_TRUE(extraction.wasCancelled());
+    EXPECT_TRUE(details.wasCancelled());
+    EXPECT_TRUE(labelling.wasCancelled());
+    EXPECT_TRUE(sweep.wasCancelled());
+    EXPECT_TRUE(labelled.empty());
+    EXPECT_TRUE(posted.empty()) << "a service going away tells nobody about work it stopped";
+}
+
 TEST_F(SlidesService, TheOrphanSweepRemovesOnlyFoldersNoRecordingRefersTo) {
     auto withSlides = addRecording("slides");
     auto withScreens = addRecording("screens");

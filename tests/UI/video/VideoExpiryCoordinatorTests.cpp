@@ -286,3 +286,17 @@ TEST_F(VideoExpiry, TheStoredVideoLocationWinsOverTheOneBesideTheAudio) {
 }
 
 } // namespace
+
+TEST_F(VideoExpiry, ACoordinatorGoingAwayBeforeItsSweepBeganDeletesNothing) {
+    AudioEngine::VideoExpiryPreferences::setOption(defaults, AudioEngine::VideoExpiryPreferences::thirtyDays);
+    auto old = add("old", 31, 10);
+    auto sweeping = coordinator->run(start);
+    auto deleting = coordinator->deleteVideo(old);
+    coordinator.reset();
+    VideoTest::runUntil(loop, [&] { return sweeping.isDone() && deleting.isDone(); });
+
+    EXPECT_TRUE(sweeping.wasCancelled());
+    EXPECT_TRUE(deleting.wasCancelled());
+    EXPECT_TRUE(fs::exists(video("old")));
+    EXPECT_TRUE(posted.empty());
+}
