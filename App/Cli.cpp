@@ -51,6 +51,7 @@ int runCommandLine(int argc, char** argv, std::istream& in, std::ostream& out, s
     folder("--cache-dir", "VELLMORA_CACHE_HOME", "caches");
 
     CliContext context(in, out, err);
+    context.setArguments(std::vector<std::string>(argv, argv + argc));
     for (auto& [name, build] : registry()) {
         build(root, context);
     }

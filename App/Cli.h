@@ -22,6 +22,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace App {
 
@@ -48,6 +49,9 @@ public:
     /// Sets the exit status the command returns when it ends normally (default 0).
     void setExitStatus(int status) { exitStatus_ = status; }
     int exitStatus() const { return exitStatus_; }
+    /// The command line as given (the program first), for handing the command over to another program.
+    const std::vector<std::string>& arguments() const { return arguments_; }
+    void setArguments(std::vector<std::string> arguments) { arguments_ = std::move(arguments); }
 
 private:
     std::istream& in_;
@@ -55,6 +59,7 @@ private:
     std::ostream& err_;
     std::unique_ptr<Support::UserDefaults> defaults_;
     int exitStatus_ = 0;
+    std::vector<std::string> arguments_;
 };
 
 using CommandBuilder = std::function<void(CLI::App& root, CliContext& context)>;

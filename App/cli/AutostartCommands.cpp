@@ -3,6 +3,7 @@
 #include "App/Cli.h"
 
 #include "Platform/Linux/XdgAutostart.h"
+#include "Support/RunningProgram.h"
 #include "UI/aiapps/AIAppsHelperLocation.h"
 
 #include <cstdlib>
@@ -22,10 +23,9 @@ XdgAutostart userAutostart() {
 }
 
 fs::path runningProgram() {
-    std::error_code ec;
-    auto self = fs::read_symlink("/proc/self/exe", ec);
-    if (ec) {
-        throw CommandFailed("cannot tell where this program lies: " + ec.message());
+    auto self = Support::runningProgram();
+    if (self.empty()) {
+        throw CommandFailed("cannot tell where this program lies (no /proc/self/exe)");
     }
     if (UI::AIAppsHelperLocation::isTemporary(self, UI::AIAppsHelperLocation::temporaryRoots())) {
         throw CommandFailed(

@@ -15,7 +15,7 @@ CliCalendars openCliCalendars(CliContext& ctx, Support::MainLoop& loop, const Cl
         options.userEmails = fileOptions.userEmails;
         options.timeZoneID = o.timeZone;
         options.watchForChanges = false;
-        auto opened = Platform::EdsCalendarStore::open(std::move(options));
+        auto opened = Platform::DesktopCalendars::open(std::move(options));
         c.desktop = std::move(opened.store);
         c.desktopProblem = opened.problem;
         if (!c.desktop) {

@@ -9,7 +9,7 @@
 
 #include "App/Cli.h"
 #include "Platform/CompositeCalendarStore.h"
-#include "Platform/Linux/EdsCalendarStore.h"
+#include "Platform/Linux/DesktopCalendars.h"
 #include "Platform/Linux/ICalendarStore.h"
 #include "Support/MainLoop.h"
 
@@ -28,7 +28,7 @@ struct CliCalendarOptions {
 
 struct CliCalendars {
     std::unique_ptr<Platform::ICalendarStore> files;
-    std::unique_ptr<Platform::EdsCalendarStore> desktop;
+    std::unique_ptr<Platform::CalendarStore> desktop;
     std::unique_ptr<Platform::CompositeCalendarStore> all;
     /// Why the desktop calendars are not read ("" when they are, or when they were not asked for).
     std::string desktopProblem;

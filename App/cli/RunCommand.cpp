@@ -1,6 +1,9 @@
 // `vellmora run`: the host.
 #include "App/Cli.h"
 #include "App/host/Host.h"
+#include "App/host/WindowedProgram.h"
+#include "App/host/WindowsShell.h"
+#include "Platform/DisplayProbe.h"
 
 namespace {
 
@@ -10,7 +13,11 @@ App::CommandRegistration registration{
             "run",
             "Run Vellmora in this terminal: meeting reminders, the meeting card, recording control, the menu "
             "and the library. Keys: r record/stop, j join and record the next meeting, m menu, l library, "
-            "q quit. On the meeting card: Tab or arrows move, Return chooses, Esc dismisses.");
+            "q quit. On the meeting card: Tab or arrows move, Return chooses, Esc dismisses. On a desktop "
+            "the "
+            "library, chat, settings and the meeting card are windows too (vellmora-windows, installed "
+            "beside "
+            "vellmora).");
         struct Flags {
             bool demo = false;
             bool noInput = false;
@@ -29,13 +36,22 @@ App::CommandRegistration registration{
                "minute before)")
             ->option_text("SECONDS")
             ->check(CLI::Range(0.0, 86400.0));
-        cmd->add_flag("--terminal-only", flags->terminalOnly,
-                      "Show notifications in this terminal even when the desktop has a notification server");
+        cmd->add_flag(
+            "--terminal-only", flags->terminalOnly,
+            "No windows, and notifications in this terminal even when the desktop has a notification "
+            "server");
         cmd->add_flag("--no-input", flags->noInput,
                       "Do not read keys from standard input (quit with Ctrl-C or SIGTERM)");
         cmd->add_flag("--quit-when-ready", flags->quitWhenReady,
                       "Quit as soon as the calendar is read and the menu is ready (for timing the start-up)");
         cmd->callback([&ctx, flags] {
+            // The windows are in `vellmora-windows`: hand over to it when there is a display for them.
+            if (!flags->terminalOnly && !App::WindowsShell::isBuiltIn() &&
+                Platform::DisplayProbe::hasDisplay()) {
+                ctx.out().flush();
+                ctx.err() << "vellmora: " << App::WindowedProgram::handOverOrExplain(ctx.arguments())
+                          << "; the menu is in the tray and here.\n";
+            }
             App::Host host({.demo = flags->demo,
                             .inputFd = flags->noInput ? -1 : 0,
                             .terminalOnly = flags->terminalOnly,

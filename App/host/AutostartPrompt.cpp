@@ -1,6 +1,7 @@
 #include "App/host/AutostartPrompt.h"
 
 #include "Support/Log.h"
+#include "Support/RunningProgram.h"
 #include "UI/aiapps/AIAppsHelperLocation.h"
 
 #include <cstdlib>
@@ -24,12 +25,11 @@ std::optional<std::string> environment(const char* name) {
 AutostartPrompt AutostartPrompt::live(Platform::UserNotificationCenter& center,
                                       Support::UserDefaults& defaults,
                                       std::function<void(const std::string&)> say) {
-    std::error_code ec;
-    auto self = fs::read_symlink("/proc/self/exe", ec);
-    bool installed = !ec && UI::AIAppsHelperLocation::helperPath(
-                                self, UI::AIAppsHelperLocation::temporaryRoots(),
-                                [](const fs::path& p) { return ::access(p.c_str(), X_OK) == 0; })
-                                .has_value();
+    auto self = Support::runningProgram();
+    bool installed = !self.empty() && UI::AIAppsHelperLocation::helperPath(
+                                          self, UI::AIAppsHelperLocation::temporaryRoots(),
+                                          [](const fs::path& p) { return ::access(p.c_str(), X_OK) == 0; })
+                                          .has_value();
     return AutostartPrompt({.center = center,
                             .defaults = defaults,
                             .autostart = Platform::Linux::XdgAutostart(

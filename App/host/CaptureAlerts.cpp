@@ -21,6 +21,13 @@ CaptureAlerts::CaptureAlerts(Dependencies dependencies) : deps_(std::move(depend
         post(problem);
         deps_.stopRecording();
     });
+    if (deps_.phase) {
+        subscriptions_ += deps_.phase->observe([this](const UI::RecordingPhase& phase) {
+            if (phase.isIdle()) {
+                recordingEnded();
+            }
+        });
+    }
 }
 
 void CaptureAlerts::recordingEnded() {

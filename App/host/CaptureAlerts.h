@@ -2,7 +2,8 @@
 // ("Vellmora hears nothing from the call: check the output device") is said in the terminal, shown in the
 // menu under Stop and posted as a notification; device news (a headset followed, the server back) is said
 // in the terminal only; a capture that cannot go on (disk full) is said and the recording is stopped
-// through the usual road, which keeps what was written. `recordingEnded` takes the menu's warning away.
+// through the usual road, which keeps what was written. The end of the recording takes the menu's warning
+// away.
 //
 // Built by the host next to the capture engine it watches; main loop only.
 #pragma once
@@ -11,6 +12,7 @@
 #include "Platform/UserNotificationCenter.h"
 #include "Support/Signal.h"
 #include "Support/Task.h"
+#include "UI/recording/RecordingPhase.h"
 
 #include <functional>
 #include <list>
@@ -30,6 +32,9 @@ public:
         /// The menu's warning line (nothing: none).
         std::function<void(std::optional<std::string>)> showWarning;
         std::function<void()> stopRecording;
+        /// The recording phase, whose return to idle takes the menu's warning away (none: the owner calls
+        /// `recordingEnded`).
+        Support::Published<UI::RecordingPhase>* phase = nullptr;
     };
 
     explicit CaptureAlerts(Dependencies dependencies);

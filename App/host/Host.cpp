@@ -1,6 +1,5 @@
 #include "App/host/Host.h"
 
-#include "App/host/AutostartPrompt.h"
 #include "App/host/BackgroundServices.h"
 #include "App/host/CallMonitor.h"
 #include "App/host/CallRecorder.h"
@@ -8,6 +7,7 @@
 #include "App/host/DemoData.h"
 #include "App/host/HostEnvironment.h"
 #include "App/host/HostMenu.h"
+#include "App/host/HostReminders.h"
 #include "App/host/HostShutdown.h"
 #include "App/host/InstanceLock.h"
 #include "App/host/LinuxServices.h"
@@ -16,23 +16,12 @@
 #include "App/host/SignalWatcher.h"
 #include "App/host/TerminalPresenter.h"
 #include "App/host/TranscriptionService.h"
-#include "AudioEngine/RecordingRecovery.h"
-#ifdef VELLMORA_HAS_DESKTOP
-#include "Desktop/app/DesktopWindows.h"
-#include "Desktop/calendar/WindowCardPresenter.h"
-#endif
+#include "App/host/WindowsShell.h"
 #include "Database/Sqlite/SqliteDatabase.h"
-#include "Platform/Linux/CommandLineClipboard.h"
-#include "Platform/PosixProcessRunner.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
-#include "UI/calendar/CalendarReminderCoordinator.h"
-#include "UI/calendar/MeetingReminderResponseRouter.h"
 #include "UI/recording/ProcessingNotifications.h"
-#include "UI/recording/RecordingControlPresentation.h"
-#include "UI/recording/RecordingNotifications.h"
-#include "UI/recording/SystemUserNotificationClient.h"
 
 #include <cstdlib>
 #include <malloc.h>
@@ -62,6 +51,28 @@ std::unique_ptr<Database::SqliteDatabase> openLibrary(bool demo, Support::Date n
     }
 }
 
+/// What a long-running host sets before any thread exists: quit signals blocked, so that no other thread can
+/// take one and die with it; and one heap for every thread: the library's rows are read on the blocking pool
+/// and freed on the main thread, and per-thread heaps kept that memory after a closed window was let go
+/// (desktop_library_bench: +11 MB for each open and close of a 10,000-recording library; with one heap it
+/// returns each time).
+void prepareProcess() {
+    SignalWatcher::blockQuitSignals();
+    ::mallopt(M_ARENA_MAX, 1);
+}
+
+/// The menu's "Preparing video" while a screen video is finished, before the recording has an id (the
+/// menu only needs the kind of work).
+std::function<void(bool)> videoPreparation(Support::NotificationCenter& center) {
+    return [&center](bool preparing) {
+        if (preparing) {
+            UI::ProcessingNotifications::postProcessingStarted(center, 0, "video", false);
+        } else {
+            UI::ProcessingNotifications::postProcessingCompleted(center, 0, "video");
+        }
+    };
+}
+
 } // namespace
 
 Host::Host(HostOptions options) : options_(options) {}
@@ -81,12 +92,7 @@ std::filesystem::path Host::prepareDemoFolder() {
 }
 
 int Host::run(std::ostream& out, std::ostream& err) {
-    // Before any thread exists, so that none of them can take a quit signal and die with it.
-    SignalWatcher::blockQuitSignals();
-    // One heap for every thread: the library's rows are read on the blocking pool and freed on the main
-    // thread, and per-thread heaps kept that memory after a closed window was let go (desktop_library_bench:
-    // +11 MB for each open and close of a 10,000-recording library; with one heap it returns each time).
-    ::mallopt(M_ARENA_MAX, 1);
+    prepareProcess();
     auto lock = InstanceLock::acquire(options_.demo ? "vellmora-demo" : "vellmora");
     if (!lock) {
         err << "vellmora: Vellmora is already running for this user; quit it first (or use that one).\n";
@@ -105,11 +111,10 @@ int Host::run(std::ostream& out, std::ostream& err) {
     auto& center = Support::NotificationCenter::defaultCenter();
     Support::JsonFileUserDefaults defaults(Support::JsonFileUserDefaults::defaultPath());
     if (options_.demo) {
-        std::optional<Support::Duration> meetingIn;
-        if (options_.demoMeetingInSeconds) {
-            meetingIn = Support::seconds(*options_.demoMeetingInSeconds);
-        }
-        DemoData::installCalendar(demoFolder, scheduler.now(), defaults, meetingIn);
+        DemoData::installCalendar(demoFolder, scheduler.now(), defaults,
+                                  options_.demoMeetingInSeconds
+                                      ? std::optional(Support::seconds(*options_.demoMeetingInSeconds))
+                                      : std::nullopt);
     }
 
     // The terminal comes first: everything else may print through it (its keys are wired at the end).
@@ -124,88 +129,55 @@ int Host::run(std::ostream& out, std::ostream& err) {
 
     // The library, the platform's services, and recording.
     auto database = openLibrary(options_.demo, scheduler.now(), say);
-    LinuxServices platform(
-        loop, scheduler, env,
-        {.demo = options_.demo,
-         .terminalOnly = options_.terminalOnly,
-         .defaults = &defaults,
-         .preparingVideo =
-             [&center](bool preparing) {
-                 // Before the recording has an id: the menu only needs the kind of work.
-                 if (preparing) {
-                     UI::ProcessingNotifications::postProcessingStarted(center, 0, "video", false);
-                 } else {
-                     UI::ProcessingNotifications::postProcessingCompleted(center, 0, "video");
-                 }
-             }},
-        say);
-    // The windows, when there is a display: the library and chat open from the menu, and the meeting card
-    // shows as a window beside the terminal's.
-    UI::MeetingReminderPresenter* cardPresenter = &presenter;
-#ifdef VELLMORA_HAS_DESKTOP
-    std::unique_ptr<Desktop::DesktopWindows> windows;
-    std::unique_ptr<Desktop::WindowCardPresenter> windowPresenter;
-    if (!options_.terminalOnly && database && Desktop::DesktopWindows::hasDisplay()) {
-        windows = Desktop::DesktopWindows::connect(
-            {loop, *database, scheduler, center, defaults, UI::DateContext{env.localeID, env.timeZoneID}},
-            say);
+    LinuxServices platform(loop, scheduler, env,
+                           {.demo = options_.demo,
+                            .terminalOnly = options_.terminalOnly,
+                            .defaults = &defaults,
+                            .preparingVideo = videoPreparation(center)},
+                           say);
+    // The windows, when this program has them and there is a display: the library and chat open from the
+    // menu, and the meeting card shows as a window beside the terminal's.
+    std::unique_ptr<WindowsShell> windows;
+    if (!options_.terminalOnly && database) {
+        windows = WindowsShell::connect({.loop = loop,
+                                         .database = *database,
+                                         .scheduler = scheduler,
+                                         .center = center,
+                                         .defaults = defaults,
+                                         .dateContext = UI::DateContext{env.localeID, env.timeZoneID},
+                                         .terminal = presenter,
+                                         .say = say});
     }
-    if (windows) {
-        windowPresenter = std::make_unique<Desktop::WindowCardPresenter>(presenter, *windows);
-        cardPresenter = windowPresenter.get();
-    }
-#endif
+    const auto recordingsFolder = Support::Files::dataHome() / "Recordings";
     UI::RecordingRequestGate gate;
-    RecordingController controller(state, gate, platform.capture(), scheduler,
-                                   Support::Files::dataHome() / "Recordings");
+    RecordingController controller(state, gate, platform.capture(), scheduler, recordingsFolder);
     HostShutdown shutdown(loop, controller);
 
     // Calendar, reminders and notifications.
-    UI::SystemUserNotificationClient notificationClient(platform.notifications());
-    UI::MeetingReminderNotifier notifier(notificationClient);
-    auto autostartPrompt = AutostartPrompt::live(platform.notifications(), defaults, say);
-    autostartPrompt.start(autostartPrompt.facts(options_.demo, options_.terminalOnly));
-    auto calendarStore = platform.calendarStore(defaults);
-    UI::CalendarSource calendar(*calendarStore);
-    UI::JoinIntentStore intents;
-    auto& router = UI::MeetingReminderResponseRouter::shared();
-    UI::CalendarReminderCoordinator reminders({.calendar = calendar,
-                                               .notifier = notifier,
-                                               .scheduler = scheduler,
-                                               .defaults = defaults,
-                                               .presenter = *cardPresenter,
-                                               .workspace = platform.workspace(),
-                                               .intents = intents,
-                                               .activity = platform.activity(),
-                                               .power = &platform.power(),
-                                               .router = &router,
-                                               .timeZoneID = env.timeZoneID,
-                                               .locale = env.localeID});
-    notificationClient.setRouteHandler([&](const UI::NotificationClickRoute& route) {
-        if (route.kind == UI::NotificationClickRoute::Kind::meetingReminder && route.response) {
-            router.route(*route.response);
-        }
-    });
+    HostReminders reminders({.scheduler = scheduler,
+                             .defaults = defaults,
+                             .environment = env,
+                             .platform = platform,
+                             .presenter = windows ? windows->cardPresenter() : presenter,
+                             .demo = options_.demo,
+                             .terminalOnly = options_.terminalOnly,
+                             .say = say});
     shutdown.add([&] { reminders.stop(); });
 
     // Calls (the microphone's, or the demo's pretend ones) and "record now" answers become recordings.
+    auto& coordinator = reminders.coordinator();
     CallRecorder calls({.state = state,
                         .controller = controller,
-                        .intents = intents,
+                        .intents = reminders.intents(),
                         .defaults = defaults,
                         .scheduler = scheduler,
-                        .upcoming = [&] { return reminders.upcoming.get(); },
+                        .upcoming = [&] { return coordinator.upcoming.get(); },
                         .didStartRecording =
                             [&](const std::string& bundleID, bool isBrowser) {
-                                reminders.detectorDidStartRecording(bundleID, bundleID, isBrowser);
+                                coordinator.detectorDidStartRecording(bundleID, bundleID, isBrowser);
                             },
                         .say = say});
-    reminders.configure(
-        [&] {
-            return UI::CalendarReminderCoordinator::CallActivity{calls.isRecording(), calls.isHandlingCall()};
-        },
-        [&](const UI::JoinIntent& intent) { calls.recordNow(intent); },
-        [&] { return intents.microphoneHolders(); });
+    reminders.attachCalls(calls);
     Support::SubscriptionBag subscriptions;
     auto callStarted = [&](const std::string& bundleID, bool isBrowser) {
         calls.callStarted(bundleID, isBrowser);
@@ -215,7 +187,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
     if (auto* microphones = platform.microphones()) {
         callMonitor.emplace(
             CallMonitor::Dependencies{.microphones = *microphones,
-                                      .intents = intents,
+                                      .intents = reminders.intents(),
                                       .ownProcessIds = [&] { return platform.captureProcessIds(); },
                                       .callsEnded = [&](bool none) { calls.callsEnded(none); },
                                       .say = say});
@@ -265,21 +237,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
         transcription->start();
     }
 
-    // Recordings a crash or a power cut interrupted are finished and added before anything records: here,
-    // before the loop runs (nothing waits on it yet, and no new recording's note can be taken for an old
-    // one).
-    const auto recordings = Support::Files::dataHome() / "Recordings";
-    auto interrupted = AudioEngine::RecordingRecovery::recover(recordings);
-    for (const auto& problem : interrupted.problems) {
-        say(problem);
-    }
-    for (const auto& recording : interrupted.recovered) {
-        archiver.archive(recording);
-    }
-    if (auto line = AudioEngine::RecordingRecovery::summary(
-            interrupted, database ? "the library" : "the recordings folder")) {
-        say(*line);
-    }
+    // Recordings a crash or a power cut interrupted are finished and added before anything records.
+    archiver.recoverInterrupted(recordingsFolder);
 
     // The menu (tray and terminal), its actions and the hot keys.
     HostMenu menu({.scheduler = scheduler,
@@ -289,49 +248,19 @@ int Host::run(std::ostream& out, std::ostream& err) {
                    .platform = platform,
                    .state = state,
                    .controller = controller,
-                   .reminders = reminders,
+                   .reminders = coordinator,
                    .calls = calls,
                    .database = database.get(),
                    .services = services,
                    .quit = [&] { shutdown.quit(); },
                    .say = say});
     shutdown.add([&] { menu.stop(); });
-#ifdef VELLMORA_HAS_DESKTOP
     if (windows) {
-        menu.actions().setWindowActions(
-            {.openLibrary = [&] { windows->openLibrary(); },
-             .openChat =
-                 [&] {
-                     if (!windows->openChat()) {
-                         say("AI Chat needs an AI provider: see `vellmora ai --help`.");
-                     }
-                 }});
-        // "Settings" and "Set Up Vellmora..." post their window requests; the settings window answers both.
-        auto settingsProcesses = std::make_shared<Platform::PosixProcessRunner>();
-        windows->setSettingsSources(
-            {.calendars =
-                 [&] {
-                     std::vector<UI::CalendarInfo> infos;
-                     for (const auto& descriptor : calendarStore->calendars()) {
-                         infos.push_back(UI::CalendarSource::info(descriptor));
-                     }
-                     return infos;
-                 },
-             .checkForUpdates = [&] { menu.actions().checkForUpdates(); },
-             .version = VELLMORA_VERSION,
-             // The host's one HTTP client, which outlives the windows (a handle that owns nothing).
-             .http = std::shared_ptr<Platform::HttpClient>(std::shared_ptr<void>(), &platform.http()),
-             .processes = settingsProcesses,
-             .clipboard = std::make_shared<Platform::CommandLineClipboard>(settingsProcesses)});
-        subscriptions += center.observe(UI::MenuBarController::openSettingsWindowNotification,
-                                        [&](const auto&) { windows->openSettings(); });
-        subscriptions += center.observe(UI::MenuBarController::openSetupWindowNotification,
-                                        [&](const auto&) { windows->openSetup(); });
-        if (options_.demo) {
-            windows->openLibrary();
-        }
+        windows->attach({.menu = menu,
+                         .calendars = [&] { return reminders.calendars(); },
+                         .http = platform.http(),
+                         .demo = options_.demo});
     }
-#endif
 
     // The two-track capture's news: a silent track in the terminal, the menu and a notification; a full
     // disk stops the recording.
@@ -343,38 +272,15 @@ int Host::run(std::ostream& out, std::ostream& err) {
             .say = say,
             .showWarning =
                 [&](std::optional<std::string> warning) { menu.setCaptureWarning(std::move(warning)); },
-            .stopRecording = [&] { controller.requestStop(); }});
-        subscriptions += state.phasePublisher().observe([&](const UI::RecordingPhase& phase) {
-            if (phase.isIdle()) {
-                captureAlerts->recordingEnded();
-            }
-        });
+            .stopRecording = [&] { controller.requestStop(); },
+            .phase = &state.phasePublisher()});
     }
 
-    // Recording control from anywhere (the terminal's key, the menu) comes through the notification centre.
-    subscriptions += center.observe(UI::RecordingNotifications::startRecordingRequested,
-                                    [&](const Support::Notification&) { controller.requestStart(); });
-    subscriptions += center.observe(UI::RecordingNotifications::stopRecordingRequested,
-                                    [&](const Support::Notification&) { controller.requestStop(); });
-    presenter.setActions(
-        {.toggleRecording =
-             [&] {
-                 if (!shutdown.isQuitting()) {
-                     center.post(
-                         UI::RecordingControlPresentation::forToolbar(state.phase()).targetNotification);
-                 }
-             },
-         .quit = [&] { shutdown.quit(); },
-         .showMenu = [&] { menu.actions().showMenu(); },
-         .joinNext = [&] { menu.actions().joinNext(); },
-         .showLibrary = [&] { menu.actions().showLibrary(); }});
+    presenter.setActions(menu.terminalActions(state, center, [&] { return shutdown.isQuitting(); }));
     SignalWatcher signals(loop, [&](int) { shutdown.quit(); });
 
-    // A pass that read large calendars leaves freed memory in the worker threads' heaps; give it back, so
-    // the idle host stays small.
-    subscriptions += reminders.didPlan.connect([] { ::malloc_trim(0); });
     if (options_.quitWhenReady) {
-        subscriptions += reminders.didPlan.connect([&] { shutdown.quit(); });
+        subscriptions += coordinator.didPlan.connect([&] { shutdown.quit(); });
     }
 
     // Run.
@@ -383,8 +289,8 @@ int Host::run(std::ostream& out, std::ostream& err) {
     }
     reminders.start();
     menu.start();
-    log.info("Host started (capture: {}, time zone {}, locale {})", platform.capture().name(), env.timeZoneID,
-             env.localeID);
+    log.info("Host started (capture: {}, windows: {}, time zone {}, locale {})", platform.capture().name(),
+             windows ? "yes" : "no", env.timeZoneID, env.localeID);
     loop.run();
     log.info("Host stopped");
     return 0;

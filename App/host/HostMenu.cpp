@@ -5,7 +5,10 @@
 #include "App/host/HostEnvironment.h"
 #include "App/host/HotKeyText.h"
 #include "App/host/LinuxServices.h"
+#include "App/host/RecordingController.h"
 #include "UI/calendar/CalendarReminderCoordinator.h"
+#include "UI/recording/RecordingControlPresentation.h"
+#include "UI/recording/RecordingNotifications.h"
 #include "UI/recording/RecordingState.h"
 
 namespace App {
@@ -53,6 +56,30 @@ HostMenu::HostMenu(Dependencies deps)
         state.phasePublisher().observe([this](const UI::RecordingPhase& phase) { menu_.setPhase(phase); });
     subscriptions_ += reminders.upcoming.observe(
         [this](const std::vector<UI::CalendarMeeting>& meetings) { menu_.setUpcomingMeetings(meetings); });
+    // Recording control from anywhere (the menu, the terminal's key) comes through the notification centre.
+    auto& controller = deps.controller;
+    subscriptions_ +=
+        deps.center.observe(UI::RecordingNotifications::startRecordingRequested,
+                            [&controller](const Support::Notification&) { controller.requestStart(); });
+    subscriptions_ +=
+        deps.center.observe(UI::RecordingNotifications::stopRecordingRequested,
+                            [&controller](const Support::Notification&) { controller.requestStop(); });
+}
+
+TerminalPresenter::Actions HostMenu::terminalActions(UI::RecordingState& state,
+                                                     Support::NotificationCenter& center,
+                                                     std::function<bool()> isQuitting) {
+    return {.toggleRecording =
+                [&state, &center, isQuitting] {
+                    if (!isQuitting()) {
+                        center.post(
+                            UI::RecordingControlPresentation::forToolbar(state.phase()).targetNotification);
+                    }
+                },
+            .quit = [this] { delegate_->quit(); },
+            .showMenu = [this] { delegate_->showMenu(); },
+            .joinNext = [this] { delegate_->joinNext(); },
+            .showLibrary = [this] { delegate_->showLibrary(); }};
 }
 
 HostMenu::~HostMenu() = default;

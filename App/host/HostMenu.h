@@ -1,12 +1,14 @@
 // The host's menu: the tray's model (`UI::MenuBarController` over a `TerminalStatusItem`), mirrored to a
 // tray icon when there is a desktop session and printed in the terminal on request; the delegate that
 // carries out its entries and the terminal's keys (`HostMenuDelegate`); and the global hot keys (notes,
-// live recap). It follows the recording phase and the reminders' Up Next, and shows the update offer.
+// live recap). It follows the recording phase and the reminders' Up Next, and shows the update offer; the
+// start and stop requests posted from the menu and the terminal reach the recording controller through it.
 // `stop` cancels the delegate's work. Main loop only.
 #pragma once
 
 #include "App/host/DesktopShell.h"
 #include "App/host/HostMenuDelegate.h"
+#include "App/host/TerminalPresenter.h"
 #include "App/host/TerminalStatusItem.h"
 #include "Support/Signal.h"
 #include "UI/recording/MenuBarController.h"
@@ -66,6 +68,10 @@ public:
     /// Up Next follows the reminders from now on.
     void start();
     void stop();
+    /// The terminal's keys: record or stop (not while quitting), quit, the menu, join the next meeting, the
+    /// library listing.
+    TerminalPresenter::Actions terminalActions(UI::RecordingState& state, Support::NotificationCenter& center,
+                                               std::function<bool()> isQuitting);
     /// A problem with the running recording, shown under Stop (nothing: none).
     void setCaptureWarning(std::optional<std::string> warning);
 

@@ -11,7 +11,7 @@
 #include "Database/VideoMuxActivity.h"
 #include "Platform/CompositeCalendarStore.h"
 #include "Platform/Linux/CurlHttpClient.h"
-#include "Platform/Linux/EdsCalendarStore.h"
+#include "Platform/Linux/DesktopCalendars.h"
 #include "Platform/Linux/FreedesktopNotificationCenter.h"
 #include "Platform/Linux/ICalendarStore.h"
 #include "Platform/Linux/LinuxWorkspace.h"
@@ -149,15 +149,17 @@ std::unique_ptr<Platform::CalendarStore> LinuxServices::calendarStore(const Supp
     options.http = http_.get();
     auto files = std::make_unique<Platform::ICalendarStore>(options);
     // The desktop's calendars (Evolution Data Server: GNOME's online accounts, CalDAV, local) beside
-    // calendar.sources, unless turned off; never in the demo, whose calendar is made up.
-    if (options_.demo || !defaults.boolean(Platform::EdsCalendarStore::enabledKey).value_or(true)) {
+    // calendar.sources, unless turned off; never in the demo, whose calendar is made up, nor without a
+    // session bus, which EDS needs (nothing to explain then: there is no desktop).
+    if (options_.demo || !environment_.sessionBusAddress ||
+        !defaults.boolean(Platform::EdsCalendarStore::enabledKey).value_or(true)) {
         return files;
     }
     Platform::EdsCalendarStore::Options desktopOptions;
     desktopOptions.userEmails = options.userEmails;
     desktopOptions.timeZoneID = environment_.timeZoneID;
     desktopOptions.connectTimeoutSeconds = 5;
-    auto opened = Platform::EdsCalendarStore::open(desktopOptions);
+    auto opened = Platform::DesktopCalendars::open(desktopOptions);
     if (!opened.store) {
         say_(opened.problem);
         return files;

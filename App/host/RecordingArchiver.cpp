@@ -1,5 +1,6 @@
 #include "App/host/RecordingArchiver.h"
 
+#include "AudioEngine/RecordingRecovery.h"
 #include "Support/BlockingWork.h"
 
 #include <fmt/format.h>
@@ -12,6 +13,20 @@ RecordingArchiver::RecordingArchiver(Dependencies dependencies) : deps_(std::mov
 
 RecordingArchiver::~RecordingArchiver() {
     stop();
+}
+
+void RecordingArchiver::recoverInterrupted(const std::filesystem::path& folder) {
+    auto interrupted = AudioEngine::RecordingRecovery::recover(folder);
+    for (const auto& problem : interrupted.problems) {
+        deps_.say(problem);
+    }
+    for (const auto& recording : interrupted.recovered) {
+        archive(recording);
+    }
+    if (auto line = AudioEngine::RecordingRecovery::summary(
+            interrupted, deps_.database ? "the library" : "the recordings folder")) {
+        deps_.say(*line);
+    }
 }
 
 std::string RecordingArchiver::localClock(Support::Date date) {

@@ -16,6 +16,7 @@
 #include "Support/Time.h"
 #include "UI/calendar/CalendarMeeting.h"
 
+#include <filesystem>
 #include <functional>
 #include <list>
 #include <optional>
@@ -40,6 +41,10 @@ public:
 
     /// Starts adding `recording` to the library.
     void archive(const AudioEngine::CapturedRecording& recording);
+    /// Finishes the recordings in `folder` that a crash or a power cut interrupted and archives them; each
+    /// problem and a summary are said. Call before anything records, so that no new recording's note can be
+    /// taken for an old one.
+    void recoverInterrupted(const std::filesystem::path& folder);
     /// Cancels inserts still waiting for their result.
     void stop();
     /// Done when every insert started so far has finished (tests, shutdown).

@@ -9,6 +9,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace App {
@@ -73,7 +74,31 @@ TranscriptionService::~TranscriptionService() {
 }
 
 void TranscriptionService::start() {
+    known_ = deps_.file.load().queue;
+    const auto folder = deps_.file.path().parent_path();
+    std::error_code ec;
+    std::filesystem::create_directories(folder, ec);
+    watcher_ = std::make_unique<Platform::DirectoryWatcher>(
+        [this, name = deps_.file.path().filename().string()](const auto& changes, bool overflowed) {
+            if (overflowed || std::any_of(changes.begin(), changes.end(),
+                                          [&](const auto& change) { return change.name == name; })) {
+                queueFileChanged();
+            }
+        });
+    watcher_->add(folder);
     queue_->start();
+}
+
+void TranscriptionService::queueFileChanged() {
+    auto queued = deps_.file.load().queue;
+    bool added = std::any_of(queued.begin(), queued.end(), [this](const auto& entry) {
+        return std::none_of(known_.begin(), known_.end(),
+                            [&](const auto& known) { return known.id == entry.id; });
+    });
+    known_ = std::move(queued);
+    if (added) {
+        queue_->start();
+    }
 }
 
 void TranscriptionService::recordingSaved(Database::RecordingId id) {
@@ -81,6 +106,7 @@ void TranscriptionService::recordingSaved(Database::RecordingId id) {
 }
 
 void TranscriptionService::stop() {
+    watcher_.reset();
     queue_->stop();
 }
 

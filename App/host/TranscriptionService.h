@@ -2,11 +2,14 @@
 // again for each recording, so `vellmora transcription configure` applies without a restart; the demo uses
 // the simulated engine unless another is set). Created at launch, which resumes an interrupted queue; a
 // saved recording is handed over by id; each stored transcript is said ("Transcribed #12: 240 segments").
-// Main loop only.
+// The queue file is watched while the service runs: a recording another program queued (`vellmora library
+// import` in a terminal) is taken up at once, not at the next start. Only entries it did not know start the
+// queue, so its own writes (a recording done, a problem noted) never wake it again. Main loop only.
 #pragma once
 
 #include "Database/DatabaseManager.h"
 #include "Platform/HttpClient.h"
+#include "Platform/Linux/DirectoryWatcher.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
@@ -15,6 +18,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace App {
 
@@ -45,9 +49,13 @@ public:
     UI::TranscriptionQueue& queue() { return *queue_; }
 
 private:
+    void queueFileChanged();
+
     Dependencies deps_;
     std::unique_ptr<UI::TranscriptionQueue> queue_;
     Support::Subscription transcribed_;
+    std::unique_ptr<Platform::DirectoryWatcher> watcher_;
+    std::vector<UI::TranscriptionQueueFile::Entry> known_;
 };
 
 } // namespace App

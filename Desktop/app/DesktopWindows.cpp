@@ -1,7 +1,6 @@
 #include "Desktop/app/DesktopWindows.h"
 
 #include "Desktop/ai/ChatPanel.h"
-#include "Desktop/app/DisplayProbe.h"
 #include "Desktop/calendar/MeetingCardWindow.h"
 #include "Desktop/library/LibraryWindow.h"
 #include "Desktop/library/RecordingPage.h"
@@ -13,6 +12,7 @@
 #include "Intelligence/FrameSearch.h"
 #include "Intelligence/RAGPipeline.h"
 #include "Intelligence/UnifiedSearchEngine.h"
+#include "Platform/DisplayProbe.h"
 #include "Support/BlockingWork.h"
 #include "Support/Files.h"
 #include "UI/ai/ChatViewModel.h"
@@ -156,7 +156,7 @@ char* argvStorage[] = {appName, nullptr};
 } // namespace
 
 bool DesktopWindows::hasDisplay() {
-    return DisplayProbe::explicitPlatform() || DisplayProbe::reachableX11Display();
+    return Platform::DisplayProbe::hasDisplay();
 }
 
 DesktopWindows::DesktopWindows(Services services) : impl_(std::make_unique<Impl>(std::move(services))) {}
@@ -170,7 +170,7 @@ std::unique_ptr<DesktopWindows> DesktopWindows::connect(Services services,
     }
     // Qt must dispatch through GLib for its loop to run inside ours, and start on the display just probed.
     unsetenv("QT_NO_GLIB");
-    if (!DisplayProbe::explicitPlatform()) {
+    if (!Platform::DisplayProbe::explicitPlatform()) {
         setenv("QT_QPA_PLATFORM", "xcb", 1);
     }
     std::unique_ptr<DesktopWindows> windows(new DesktopWindows(std::move(services)));

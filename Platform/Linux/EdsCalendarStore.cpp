@@ -1,5 +1,6 @@
 #include "Platform/Linux/EdsCalendarStore.h"
 
+#include "Platform/Linux/DesktopCalendars.h"
 #include "Platform/Linux/EdsEventConversion.h"
 #include "Platform/Linux/EdsSourceDescription.h"
 #include "Support/BlockingWork.h"
@@ -628,6 +629,16 @@ struct EdsCalendarStore::Impl : std::enable_shared_from_this<Impl> {
 };
 
 const bool EdsCalendarStore::isBuiltIn = true;
+
+namespace {
+
+// The programs open the store through DesktopCalendars, which loads this file's module when needed.
+const DesktopCalendars::Registration registration{[](EdsCalendarStore::Options options) {
+    auto opened = EdsCalendarStore::open(std::move(options));
+    return DesktopCalendars::Opened{std::move(opened.store), std::move(opened.problem)};
+}};
+
+} // namespace
 
 EdsCalendarStore::Opened EdsCalendarStore::open(Options options) {
     auto impl = std::make_shared<Impl>();

@@ -1,5 +1,7 @@
 #include "UI/aiapps/AIAppsHelperLocation.h"
 
+#include "Support/RunningProgram.h"
+
 #include <cstdlib>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,9 +53,8 @@ std::optional<fs::path> AIAppsHelperLocation::current() {
         fs::path p(explicitPath);
         return p.is_absolute() && executableFile(p) ? std::optional<fs::path>(p) : std::nullopt;
     }
-    std::error_code ec;
-    auto self = fs::read_symlink("/proc/self/exe", ec);
-    if (ec) {
+    auto self = Support::runningProgram();
+    if (self.empty()) {
         return std::nullopt;
     }
     return helperPath(self, temporaryRoots(), executableFile);

@@ -1,7 +1,9 @@
 // `vellmora run --demo` on a desktop: a private session bus with a notification server, where the heads-up
 // arrives as a desktop notification with actions and the user answers it from there ("Join & Record" via
-// ActionInvoked): the meeting is joined, the call recorded, and SIGTERM saves it and exits 0. Real time, so
-// the test waits for what it expects (with a deadline), never for a fixed time.
+// ActionInvoked): the meeting is joined, the call recorded, and SIGTERM saves it and exits 0. Without a
+// display `vellmora` runs on its own; with one (Qt's offscreen platform here) it hands over to
+// `vellmora-windows` in the same process, which opens the windows. Real time, so the test waits for what it
+// expects (with a deadline), never for a fixed time.
 #include "Platform/Linux/FakeNotificationServer.h"
 #include "Platform/Linux/PrivateBus.h"
 #include "UI/calendar/MeetingReminderNotificationContent.h"
@@ -24,7 +26,7 @@ namespace fs = std::filesystem;
 
 class DesktopRun {
 public:
-    explicit DesktopRun(const std::string& busAddress) {
+    DesktopRun(const std::string& busAddress, bool display) {
         folder_ = fs::temp_directory_path() / ("vellmora-desktop-test-" + std::to_string(::getpid()));
         fs::remove_all(folder_);
         fs::create_directories(folder_ / "home");
@@ -39,6 +41,9 @@ public:
             ::setenv("HOME", (folder_ / "home").c_str(), 1);
             ::setenv("TZ", "UTC", 1);
             ::unsetenv("DISPLAY");
+            if (display) {
+                ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+            }
             ::execl(VELLMORA_BINARY, VELLMORA_BINARY, "run", "--demo", "--no-input", nullptr);
             ::_exit(127);
         }
@@ -70,6 +75,11 @@ public:
     bool waitForOutput(const std::string& text, double seconds = 20) const {
         return waitFor([&] { return output().find(text) != std::string::npos; }, seconds);
     }
+    /// The program the process runs now.
+    fs::path program() const {
+        std::error_code ec;
+        return fs::read_symlink("/proc/" + std::to_string(pid_) + "/exe", ec);
+    }
     /// Sends SIGTERM and gives the exit status (-1 when it did not exit in time).
     int terminate() {
         ::kill(pid_, SIGTERM);
@@ -87,7 +97,18 @@ private:
 
 } // namespace
 
-TEST(RunDesktopEndToEnd, AReminderAnsweredFromTheDesktopNotificationJoinsAndRecordsTheMeeting) {
+class RunDesktopEndToEnd : public testing::TestWithParam<bool> {};
+
+#ifdef VELLMORA_HAS_WINDOWED_PROGRAM
+const auto displays = testing::Values(false, true);
+#else
+const auto displays = testing::Values(false);
+#endif
+
+INSTANTIATE_TEST_SUITE_P(WithAndWithoutADisplay, RunDesktopEndToEnd, displays,
+                         [](const auto& info) { return info.param ? "withWindows" : "terminalAndTray"; });
+
+TEST_P(RunDesktopEndToEnd, AReminderAnsweredFromTheDesktopNotificationJoinsAndRecordsTheMeeting) {
     BusTest::PrivateBus bus;
     if (bus.address().empty()) {
         GTEST_SKIP() << "dbus-daemon is not installed";
@@ -96,13 +117,17 @@ TEST(RunDesktopEndToEnd, AReminderAnsweredFromTheDesktopNotificationJoinsAndReco
     BusTest::ServiceThread service(bus.address(), "org.freedesktop.Notifications",
                                    "/org/freedesktop/Notifications", "org.freedesktop.Notifications",
                                    BusTest::notificationVTable, &server);
-    DesktopRun run(bus.address());
+    const bool display = GetParam();
+    DesktopRun run(bus.address(), display);
 
     const std::string joinRecord = UI::MeetingReminderNotificationContent::joinRecordAction;
     std::optional<uint32_t> id;
     ASSERT_TRUE(run.waitFor([&] { return (id = server.findWithAction(joinRecord)).has_value(); }, 45))
         << "a heads-up with its actions on the desktop\n"
         << run.output();
+    EXPECT_EQ(run.program().filename(), display ? "vellmora-windows" : "vellmora")
+        << "the same process runs the windowed program when there is a display";
+    EXPECT_EQ(run.output().find("windows could not start"), std::string::npos) << run.output();
 
     service.post([id = *id, joinRecord](sd_bus* b) {
         sd_bus_emit_signal(b, "/org/freedesktop/Notifications", "org.freedesktop.Notifications",

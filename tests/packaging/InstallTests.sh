@@ -47,6 +47,11 @@ for size in 16 24 32 48 64 128 256 512; do
   [ -f "$png" ] || fail "no ${size}px icon"
 done
 [ -x "$inst/bin/vellmora" ] && [ -x "$inst/libexec/vellmora/vellmora-mcp" ] || fail "programs not executable"
+# The windowed program and the desktop calendars' module, when the build has them (Qt, EDS).
+[ ! -e "$build/App/vellmora-windows" ] || [ -x "$inst/libexec/vellmora/vellmora-windows" ] ||
+  fail "vellmora-windows is not installed"
+[ ! -e "$build/App/vellmora-eds.so" ] || [ -f "$inst/libexec/vellmora/vellmora-eds.so" ] ||
+  fail "vellmora-eds.so is not installed"
 
 echo "== one version everywhere"
 expect_eq "vellmora --version" "vellmora $version" "$("$inst/bin/vellmora" --version)"
@@ -132,6 +137,17 @@ touch "$XDG_CONFIG_HOME/autostart/someone-else.desktop"
 expect_eq "off" "Vellmora will no longer start when you log in." "$("$inst/bin/vellmora" autostart off)"
 expect_eq "entries after off" "$XDG_CONFIG_HOME/autostart/someone-else.desktop" "$(entries)"
 expect_eq "off again" "Vellmora was not set to start when you log in." "$("$inst/bin/vellmora" autostart off)"
+fi
+
+echo "== the windows and the desktop calendars, found from the installed program"
+if [ -e "$build/App/vellmora-windows" ]; then
+  QT_QPA_PLATFORM=offscreen "$inst/bin/vellmora" screenshots "$root/shots" >"$root/shots.txt" 2>"$root/err" ||
+    fail "screenshots through the installed vellmora-windows: $(cat "$root/err")"
+  [ -f "$root/shots/library-summary.png" ] || fail "no screenshot of the library was written"
+fi
+if [ -e "$build/App/vellmora-eds.so" ]; then
+  said=$(DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent "$inst/bin/vellmora" calendars 2>&1 || true)
+  [[ $said != *"module"* ]] || fail "the installed vellmora does not load its module: $said"
 fi
 
 echo "== completions"

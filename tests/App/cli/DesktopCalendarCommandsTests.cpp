@@ -142,6 +142,22 @@ TEST_F(DesktopCalendarCommands, WithoutTheDesktopServiceOneLineSaysSoAndTheFileC
     EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
 }
 
+// The program itself has no EDS in it: it loads the store from vellmora-eds.so beside it.
+TEST_F(DesktopCalendarCommands, TheProgramReadsTheDesktopCalendarsThroughItsModule) {
+    auto command = std::string(VELLMORA_BINARY) + " --config-dir " + config.string() + " --cache-dir " +
+                   (config / "cache").string() + " calendars --json 2>&1";
+    std::string output;
+    if (FILE* pipe = ::popen(command.c_str(), "r")) {
+        char buffer[4096];
+        for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+            output.append(buffer, n);
+        }
+        EXPECT_EQ(::pclose(pipe), 0) << output;
+    }
+    EXPECT_EQ(output.find("not available"), std::string::npos) << output;
+    EXPECT_NE(output.find(calendars->workID), std::string::npos) << output;
+}
+
 } // namespace
 
 #endif

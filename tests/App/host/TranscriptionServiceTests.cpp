@@ -142,6 +142,18 @@ TEST(TranscriptionService, TakesASavedCallToItsTranscriptAndStartsTheAIJobs) {
     transcription->stop();
 }
 
+TEST(TranscriptionService, TakesUpARecordingAnotherProgramQueuedWhileItRuns) {
+    World w;
+    auto transcription = w.transcription();
+    transcription->start();
+    // `vellmora library import` in a terminal: the recording is added and queued by another process.
+    const auto id = w.savedCall();
+    UI::TranscriptionQueueFile().add(id, false);
+    ASSERT_TRUE(w.runUntil([&] { return w.database.recording(id)->hasTranscript; }))
+        << "the running host took up the recording without a restart";
+    transcription->stop();
+}
+
 TEST(TranscriptionService, ResumesATranscriptionCutByAQuitOnceAtTheNextStart) {
     World w;
     const auto id = w.savedCall();

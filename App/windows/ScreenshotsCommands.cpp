@@ -1,9 +1,10 @@
 // `vellmora screenshots FOLDER [--scale N]`: writes a picture of every desktop window, filled with the demo
 // library and a demo meeting card, so that a person can look at them without a desktop session (the
-// offscreen platform is used when there is no display). Built only with the desktop windows.
-#ifdef VELLMORA_HAS_DESKTOP
+// offscreen platform is used when there is no display). Part of `vellmora-windows`; `vellmora` hands the
+// command over to it.
 
 #include "App/Cli.h"
+#include "App/cli/ScreenshotsCommand.h"
 #include "App/host/DemoData.h"
 #include "App/host/HostEnvironment.h"
 #include "Database/Sqlite/SqliteDatabase.h"
@@ -38,15 +39,12 @@ UI::CalendarMeeting demoMeeting(const std::string& id, const std::string& title,
                                .organizer = std::nullopt};
 }
 
+// The command itself; `vellmora`, which has no windows, registers one that hands over to this program.
 CommandRegistration registration{
-    "screenshots", [](CLI::App& root, CliContext& ctx) {
-        auto* cmd = root.add_subcommand(
-            "screenshots", "Write a PNG of every desktop window (demo data) into FOLDER, for review");
+    "screenshots (windows)", [](CLI::App& root, CliContext& ctx) {
         auto folder = std::make_shared<std::string>();
         auto scale = std::make_shared<double>(1.0);
-        cmd->add_option("FOLDER", *folder, "Where the pictures go (created when needed)")->required();
-        cmd->add_option("--scale", *scale, "The interface scale, as QT_SCALE_FACTOR (2 for 200%)")
-            ->check(CLI::Range(0.5, 4.0));
+        auto* cmd = ScreenshotsCommand::add(root, *folder, *scale);
         cmd->callback([&ctx, folder, scale] {
             if (!Desktop::DesktopWindows::hasDisplay()) {
                 ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
@@ -99,5 +97,3 @@ CommandRegistration registration{
 
 } // namespace
 } // namespace App
-
-#endif

@@ -1,10 +1,14 @@
-#include "Desktop/app/DisplayProbe.h"
+#include "Platform/DisplayProbe.h"
 
 #include <X11/Xlib.h>
 
 #include <cstdlib>
 
-namespace Desktop::DisplayProbe {
+namespace Platform::DisplayProbe {
+
+bool hasDisplay() {
+    return explicitPlatform() || reachableX11Display();
+}
 
 bool explicitPlatform() {
     const char* platform = std::getenv("QT_QPA_PLATFORM");
@@ -24,4 +28,4 @@ bool reachableX11Display() {
     return true;
 }
 
-} // namespace Desktop::DisplayProbe
+} // namespace Platform::DisplayProbe
