@@ -10,6 +10,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace Intelligence {
 
@@ -28,11 +29,20 @@ template <typename R> struct RunToEndAwaiter {
         }
         task->setCancelHook([flag = cancelled] { flag->store(true); });
         Support::Continuation<R> continuation(state, task->shared_from_this());
-        Support::BlockingWork::submit([work = std::move(work), flag = cancelled, continuation] {
+        Support::BlockingWork::submit([work = std::move(work), flag = cancelled, continuation]() mutable {
+            // As in BlockingWork::run: settled outside the catch block, with the pool's references to the
+            // task handed to the loop, so that the task and its error are released there.
+            std::optional<R> value;
+            std::exception_ptr error;
             try {
-                continuation.resume(work(*flag));
+                value.emplace(work(*flag));
             } catch (...) {
-                continuation.fail(std::current_exception());
+                error = std::current_exception();
+            }
+            if (error) {
+                std::move(continuation).failAndRelease(std::move(error));
+            } else {
+                std::move(continuation).resumeAndRelease(std::move(*value));
             }
         });
     }
