@@ -7,8 +7,8 @@
 // it has registered itself already and no module is loaded.
 //
 // Where the module is looked for: beside the running program (a build folder), then in
-// <prefix>/libexec/vellmora/ for <prefix>/bin/vellmora. Missing, or unloadable: `open` gives one sentence and no store. Thread-safe;
-// the module stays loaded until the process ends.
+// <prefix>/libexec/vellmora/ for <prefix>/bin/vellmora. Missing, or unloadable: `open` gives one sentence and
+// no store. Thread-safe; the module stays loaded until the process ends.
 #pragma once
 
 #include "Platform/CalendarStore.h"

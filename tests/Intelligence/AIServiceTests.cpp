@@ -43,6 +43,16 @@ struct Engine {
         ai = std::make_unique<AIService>(http, scheduler, settings, keys);
     }
 
+    /// Turns the loop until the service saw the server still loading its model (false when it did not).
+    bool waitUntilLoading() {
+        const auto giveUp = std::chrono::steady_clock::now() + 20s;
+        while (ai->liveReadiness().kind != AIService::Generation::Kind::loading &&
+               std::chrono::steady_clock::now() < giveUp) {
+            loop.runOne(10);
+        }
+        return ai->liveReadiness().kind == AIService::Generation::Kind::loading;
+    }
+
     /// The fragments, and the failure's reason if the stream failed.
     std::pair<std::vector<std::string>, std::optional<Reason>> run(AIService::Request request) {
         auto stream = ai->generate(std::move(request));
@@ -209,12 +219,7 @@ TEST(AIService, WaitsForALocalServerThatIsStillLoadingItsModelThenAsksAgain) {
     e.provider.enqueue({{"Ready ", "now"}});
     auto stream = e.ai->generate(request());
     auto all = TextStream::collect(stream);
-    const auto giveUp = std::chrono::steady_clock::now() + 20s;
-    while (e.ai->liveReadiness().kind != AIService::Generation::Kind::loading &&
-           std::chrono::steady_clock::now() < giveUp) {
-        e.loop.runOne(10);
-    }
-    ASSERT_EQ(e.ai->liveReadiness().kind, AIService::Generation::Kind::loading);
+    ASSERT_TRUE(e.waitUntilLoading());
     EXPECT_EQ(e.ai->status().get(), AIService::Status::loading("local-model"));
 
     bool waiting = false;
@@ -238,12 +243,7 @@ TEST(AIService, WorkWaitingForALoadingServerEndsAsAppQuittingWhenTheServiceGoesA
     e.provider.enqueue({{}, 503, R"({"error":{"message":"Loading model"}})"});
     auto stream = e.ai->generate(request());
     auto all = TextStream::collect(stream);
-    const auto giveUp = std::chrono::steady_clock::now() + 20s;
-    while (e.ai->liveReadiness().kind != AIService::Generation::Kind::loading &&
-           std::chrono::steady_clock::now() < giveUp) {
-        e.loop.runOne(10);
-    }
-    ASSERT_EQ(e.ai->liveReadiness().kind, AIService::Generation::Kind::loading);
+    ASSERT_TRUE(e.waitUntilLoading());
     auto wait = e.ai->waitUntilReady({});
     e.loop.runUntilIdle();
     ASSERT_FALSE(wait.isDone());

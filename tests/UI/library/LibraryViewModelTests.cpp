@@ -56,6 +56,25 @@ struct Fixture : ::testing::Test {
             db, Intelligence::SearchConfiguration{}, Intelligence::FrameIndexingConfiguration{}, frames);
         vm = std::make_unique<LibraryViewModel>(db, *engine, scheduler, center);
     }
+    /// A recording about the budget whose screen search is held until `release` is set; returns once a
+    /// search for "budget" is waiting there.
+    Database::RecordingId startGatedScreenSearch(std::promise<void>& release) {
+        auto id = db.insertRecording(recording("Planning", 1000));
+        db.saveTranscript(id, {segment(1, "budget talk")});
+        auto gated = std::make_shared<GatedFrameSearch>();
+        gated->gate = release.get_future().share();
+        gated->hits = {MomentHit{MomentHit::Source::screen, id, 0, 7, "Budget slide", "", 0}};
+        frames = gated;
+        make();
+        load();
+        auto entered = gated->entered.get_future();
+        vm->search("budget");
+        scheduler.advance(LibraryViewModel::searchDebounce);
+        while (entered.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            loop.runOne(50);
+        }
+        return id;
+    }
     void load() {
         auto task = vm->loadRecordings();
         settle(loop);
@@ -229,21 +248,8 @@ TEST_F(Fixture, AMomentResultOfAnOlderSearchIsDropped) {
 }
 
 TEST_F(Fixture, AScreenResultThatArrivesAfterANewerSearchStartedIsDropped) {
-    auto id = db.insertRecording(recording("Planning", 1000));
-    db.saveTranscript(id, {segment(1, "budget talk")});
-    auto gated = std::make_shared<GatedFrameSearch>();
     std::promise<void> release;
-    gated->gate = release.get_future().share();
-    gated->hits = {MomentHit{MomentHit::Source::screen, id, 0, 7, "Budget slide", "", 0}};
-    frames = gated;
-    make();
-    load();
-    auto entered = gated->entered.get_future();
-    vm->search("budget");
-    scheduler.advance(LibraryViewModel::searchDebounce);
-    while (entered.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        loop.runOne(50);
-    }
+    [[maybe_unused]] auto id = startGatedScreenSearch(release);
     EXPECT_EQ(vm->moments.get().hits.size(), 1u) << "transcript moments are shown before the screen stage";
     vm->search("bud");
     release.set_value();
@@ -390,21 +396,8 @@ TEST_F(Fixture, ShowsTheListThroughTheFilterAndSort) {
 }
 
 TEST_F(Fixture, DestroyingTheModelWhileItsWorkIsInFlightStopsTheWorkWithoutTouchingTheModel) {
-    auto id = db.insertRecording(recording("Planning", 1000));
-    db.saveTranscript(id, {segment(1, "budget talk")});
-    auto gated = std::make_shared<GatedFrameSearch>();
     std::promise<void> release;
-    gated->gate = release.get_future().share();
-    gated->hits = {MomentHit{MomentHit::Source::screen, id, 0, 7, "Budget slide", "", 0}};
-    frames = gated;
-    make();
-    load();
-    auto entered = gated->entered.get_future();
-    vm->search("budget");
-    scheduler.advance(LibraryViewModel::searchDebounce);
-    while (entered.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        loop.runOne(50);
-    }
+    [[maybe_unused]] auto id = startGatedScreenSearch(release);
     auto moments = vm->searchMoments("budget", false, vm->searchGeneration());
     auto reload = vm->loadRecordings();
     auto favourite = vm->toggleFavorite(vm->allRecordings()[0]);
