@@ -298,14 +298,16 @@ struct CurlHttpClient::Worker {
         active.erase(it);
         curl_multi_remove_handle(multi, easy);
         --running;
+        // From this thread, the continuation's references go to the loop with the result: the awaiting task
+        // is never destroyed here.
         if (error) {
-            t->continuation->fail(std::make_exception_ptr(*error));
+            std::move(*t->continuation).failAndRelease(std::make_exception_ptr(*error));
             return;
         }
         deliverHead(*t);
         HttpResponse result =
             t->handlers ? HttpResponse{t->response.status, t->response.headers, {}} : std::move(t->response);
-        t->continuation->resume(std::move(result));
+        std::move(*t->continuation).resumeAndRelease(std::move(result));
     }
 
     void run() {
@@ -323,7 +325,7 @@ struct CurlHttpClient::Worker {
             for (auto& t : adding) {
                 if (auto error = configure(*t)) {
                     --running;
-                    t->continuation->fail(std::make_exception_ptr(*error));
+                    std::move(*t->continuation).failAndRelease(std::make_exception_ptr(*error));
                     continue;
                 }
                 active.emplace(t->easy, t);
@@ -388,13 +390,15 @@ struct CurlHttpClient::Worker {
 
         for (auto& [easy, t] : active) {
             curl_multi_remove_handle(multi, easy);
-            t->continuation->fail(std::make_exception_ptr(
-                HttpTransportError(HttpTransportError::Kind::other, "The HTTP client has stopped.")));
+            std::move(*t->continuation)
+                .failAndRelease(std::make_exception_ptr(
+                    HttpTransportError(HttpTransportError::Kind::other, "The HTTP client has stopped.")));
         }
         active.clear();
         for (auto& t : toAdd) {
-            t->continuation->fail(std::make_exception_ptr(
-                HttpTransportError(HttpTransportError::Kind::other, "The HTTP client has stopped.")));
+            std::move(*t->continuation)
+                .failAndRelease(std::make_exception_ptr(
+                    HttpTransportError(HttpTransportError::Kind::other, "The HTTP client has stopped.")));
         }
         toAdd.clear();
         running = 0;
