@@ -8,6 +8,11 @@
 
 namespace Platform {
 
+bool isExecutableFile(const std::filesystem::path& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(path.c_str(), X_OK) == 0;
+}
+
 std::optional<std::filesystem::path> findExecutable(const std::string& tool,
                                                     const std::string& pathVariable) {
     std::stringstream path(pathVariable);
@@ -16,10 +21,8 @@ std::optional<std::filesystem::path> findExecutable(const std::string& tool,
         if (dir.empty()) {
             continue;
         }
-        std::string candidate = dir + "/" + tool;
-        struct stat info {};
-        if (::stat(candidate.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
-            ::access(candidate.c_str(), X_OK) == 0) {
+        std::filesystem::path candidate = dir + "/" + tool;
+        if (isExecutableFile(candidate)) {
             return candidate;
         }
     }

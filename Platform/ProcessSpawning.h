@@ -10,6 +10,9 @@
 
 namespace Platform {
 
+/// Whether `path` is a regular file this process may execute.
+bool isExecutableFile(const std::filesystem::path& path);
+
 /// The first regular, executable file named `tool` in the folders of `pathVariable` (a PATH value).
 std::optional<std::filesystem::path> findExecutable(const std::string& tool, const std::string& pathVariable);
 

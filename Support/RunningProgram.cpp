@@ -21,6 +21,12 @@ std::filesystem::path find() {
 
 } // namespace
 
+std::vector<std::filesystem::path> privatePartPlaces(const std::filesystem::path& program,
+                                                     std::string_view name) {
+    auto folder = program.parent_path();
+    return {folder / name, folder.parent_path() / "libexec" / "vellmora" / name};
+}
+
 const std::filesystem::path& runningProgram() {
     static const std::filesystem::path program = find();
     return program;

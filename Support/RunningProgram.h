@@ -6,6 +6,8 @@
 #pragma once
 
 #include <filesystem>
+#include <string_view>
+#include <vector>
 
 namespace Support {
 
@@ -14,5 +16,11 @@ inline constexpr const char* runningProgramVariable = "VELLMORA_PROGRAM";
 
 /// Call first thing in main(), before any thread starts (it changes the environment).
 const std::filesystem::path& runningProgram();
+
+/// Where a private part of Vellmora named `name` (the windowed program, a module) is looked for, for the
+/// program at `program`, in order: beside it (a build folder), then in <prefix>/libexec/vellmora/ for
+/// <prefix>/bin/vellmora (the installed layout).
+std::vector<std::filesystem::path> privatePartPlaces(const std::filesystem::path& program,
+                                                     std::string_view name);
 
 } // namespace Support

@@ -276,7 +276,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
             .phase = &state.phasePublisher()});
     }
 
-    presenter.setActions(menu.terminalActions(state, center, [&] { return shutdown.isQuitting(); }));
+    presenter.setActions(menu.terminalActions([&] { return shutdown.isQuitting(); }));
     SignalWatcher signals(loop, [&](int) { shutdown.quit(); });
 
     if (options_.quitWhenReady) {

@@ -14,7 +14,8 @@
 namespace App {
 
 HostMenu::HostMenu(Dependencies deps)
-    : menu_({.statusItem = statusItem_,
+    : state_(deps.state), center_(deps.center),
+      menu_({.statusItem = statusItem_,
              .scheduler = deps.scheduler,
              .center = deps.center,
              .defaults = deps.defaults,
@@ -66,14 +67,12 @@ HostMenu::HostMenu(Dependencies deps)
                             [&controller](const Support::Notification&) { controller.requestStop(); });
 }
 
-TerminalPresenter::Actions HostMenu::terminalActions(UI::RecordingState& state,
-                                                     Support::NotificationCenter& center,
-                                                     std::function<bool()> isQuitting) {
+TerminalPresenter::Actions HostMenu::terminalActions(std::function<bool()> isQuitting) {
     return {.toggleRecording =
-                [&state, &center, isQuitting] {
+                [this, isQuitting] {
                     if (!isQuitting()) {
-                        center.post(
-                            UI::RecordingControlPresentation::forToolbar(state.phase()).targetNotification);
+                        center_.post(
+                            UI::RecordingControlPresentation::forToolbar(state_.phase()).targetNotification);
                     }
                 },
             .quit = [this] { delegate_->quit(); },

@@ -70,12 +70,13 @@ public:
     void stop();
     /// The terminal's keys: record or stop (not while quitting), quit, the menu, join the next meeting, the
     /// library listing.
-    TerminalPresenter::Actions terminalActions(UI::RecordingState& state, Support::NotificationCenter& center,
-                                               std::function<bool()> isQuitting);
+    TerminalPresenter::Actions terminalActions(std::function<bool()> isQuitting);
     /// A problem with the running recording, shown under Stop (nothing: none).
     void setCaptureWarning(std::optional<std::string> warning);
 
 private:
+    UI::RecordingState& state_;
+    Support::NotificationCenter& center_;
     TerminalStatusItem statusItem_;
     UI::MenuBarController menu_;
     std::shared_ptr<HostMenuDelegate> delegate_;

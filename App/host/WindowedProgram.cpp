@@ -1,25 +1,20 @@
 #include "App/host/WindowedProgram.h"
 
+#include "Platform/ProcessSpawning.h"
 #include "Support/RunningProgram.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace App {
 
 namespace fs = std::filesystem;
 
-std::vector<fs::path> WindowedProgram::candidates(const fs::path& self) {
-    auto folder = self.parent_path();
-    return {folder / name, folder.parent_path() / "libexec" / "vellmora" / name};
-}
-
 std::optional<fs::path> WindowedProgram::find(const fs::path& self,
                                               const std::function<bool(const fs::path&)>& isExecutable) {
-    for (const auto& candidate : candidates(self)) {
+    for (const auto& candidate : Support::privatePartPlaces(self, name)) {
         if (isExecutable(candidate)) {
             return candidate.lexically_normal();
         }
@@ -32,10 +27,7 @@ std::optional<fs::path> WindowedProgram::find() {
     if (self.empty()) {
         return std::nullopt;
     }
-    return find(self, [](const fs::path& p) {
-        struct stat info {};
-        return ::stat(p.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(p.c_str(), X_OK) == 0;
-    });
+    return find(self, Platform::isExecutableFile);
 }
 
 std::string WindowedProgram::handOver(const fs::path& windowed, const std::vector<std::string>& arguments) {

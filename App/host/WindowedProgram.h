@@ -24,9 +24,7 @@ class WindowedProgram {
 public:
     static constexpr std::string_view name = "vellmora-windows";
 
-    /// The places looked at, in order, for the program at `self`.
-    static std::vector<std::filesystem::path> candidates(const std::filesystem::path& self);
-    /// The first candidate that `isExecutable` accepts.
+    /// The first of `Support::privatePartPlaces` for `self` that `isExecutable` accepts.
     static std::optional<std::filesystem::path>
     find(const std::filesystem::path& self,
          const std::function<bool(const std::filesystem::path&)>& isExecutable);

@@ -4,6 +4,8 @@
 
 #include <dlfcn.h>
 
+#include <filesystem>
+
 #include <mutex>
 
 namespace Platform::DesktopCalendars {
@@ -22,7 +24,7 @@ bool tried = false;
 /// static constructors take.
 std::string loadModule() {
     std::string problem = "the module " + std::string(moduleName) + " is not installed";
-    for (const auto& candidate : moduleCandidates(Support::runningProgram())) {
+    for (const auto& candidate : Support::privatePartPlaces(Support::runningProgram(), moduleName)) {
         std::error_code ec;
         if (!fs::exists(candidate, ec)) {
             continue;
@@ -42,11 +44,6 @@ std::string loadModule() {
 Registration::Registration(Opener opener) {
     std::lock_guard lock(mutex);
     registered = opener;
-}
-
-std::vector<fs::path> moduleCandidates(const fs::path& program) {
-    auto folder = program.parent_path();
-    return {folder / moduleName, folder.parent_path() / "libexec" / "vellmora" / moduleName};
 }
 
 Opened open(EdsCalendarStore::Options options) {

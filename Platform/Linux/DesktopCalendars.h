@@ -14,11 +14,9 @@
 #include "Platform/CalendarStore.h"
 #include "Platform/Linux/EdsCalendarStore.h"
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace Platform::DesktopCalendars {
 
@@ -36,9 +34,6 @@ using Opener = Opened (*)(EdsCalendarStore::Options);
 struct Registration {
     explicit Registration(Opener opener);
 };
-
-/// The places looked at, in order, for the program at `program`.
-std::vector<std::filesystem::path> moduleCandidates(const std::filesystem::path& program);
 
 /// Connects to the source registry (blocking at most the options' connect time-out).
 Opened open(EdsCalendarStore::Options options);

@@ -1,23 +1,13 @@
 #include "UI/aiapps/AIAppsHelperLocation.h"
 
+#include "Platform/ProcessSpawning.h"
 #include "Support/RunningProgram.h"
 
 #include <cstdlib>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace UI {
 
 namespace fs = std::filesystem;
-
-namespace {
-
-bool executableFile(const fs::path& p) {
-    struct stat info {};
-    return ::stat(p.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(p.c_str(), X_OK) == 0;
-}
-
-} // namespace
 
 bool AIAppsHelperLocation::isTemporary(const fs::path& path, const std::vector<fs::path>& roots) {
     auto normal = path.lexically_normal();
@@ -51,13 +41,13 @@ std::vector<fs::path> AIAppsHelperLocation::temporaryRoots() {
 std::optional<fs::path> AIAppsHelperLocation::current() {
     if (const char* explicitPath = std::getenv("VELLMORA_MCP_HELPER"); explicitPath && *explicitPath) {
         fs::path p(explicitPath);
-        return p.is_absolute() && executableFile(p) ? std::optional<fs::path>(p) : std::nullopt;
+        return p.is_absolute() && Platform::isExecutableFile(p) ? std::optional<fs::path>(p) : std::nullopt;
     }
     auto self = Support::runningProgram();
     if (self.empty()) {
         return std::nullopt;
     }
-    return helperPath(self, temporaryRoots(), executableFile);
+    return helperPath(self, temporaryRoots(), Platform::isExecutableFile);
 }
 
 } // namespace UI

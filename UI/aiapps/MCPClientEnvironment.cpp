@@ -1,5 +1,6 @@
 #include "UI/aiapps/MCPClientEnvironment.h"
 
+#include "Platform/ProcessSpawning.h"
 #include "Support/FileDescriptor.h"
 #include "Support/Files.h"
 #include "UI/aiapps/DesktopEntryLocator.h"
@@ -53,10 +54,7 @@ MCPClientEnvironment MCPClientEnvironment::live(fs::path home) {
         struct stat info {};
         return ::stat(p.c_str(), &info) == 0;
     };
-    env.isExecutable = [](const fs::path& p) {
-        struct stat info {};
-        return ::stat(p.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(p.c_str(), X_OK) == 0;
-    };
+    env.isExecutable = Platform::isExecutableFile;
     env.readFile = readLive;
     // Not sandboxed on Linux; inside a sandbox without the home folder this is where it shows.
     env.canReadClientFiles = [home] { return ::access(home.c_str(), R_OK | X_OK) == 0; };

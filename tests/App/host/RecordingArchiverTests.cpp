@@ -226,12 +226,11 @@ TEST_F(RecordingArchiverTest, ARecordingCutByACrashWithTheScreenRecordedComesBac
             {.defaults = defaults,
              .makeScreen =
                  [&](double rate) {
-                     AudioEngine::FfmpegScreenCapture::Options options;
-                     options.executable = *ffmpeg;
-                     options.display = display.name();
-                     options.frameRate = rate;
-                     options.logFile = log;
-                     auto made = std::make_unique<AudioEngine::FfmpegScreenCapture>(scheduler, options);
+                     auto made = std::make_unique<AudioEngine::FfmpegScreenCapture>(
+                         scheduler, AudioEngine::FfmpegScreenCapture::Options{.executable = *ffmpeg,
+                                                                              .display = display.name(),
+                                                                              .frameRate = rate,
+                                                                              .logFile = log});
                      screen = made.get();
                      return made;
                  },

@@ -90,12 +90,11 @@ TEST_F(ScreenVideoLifecycle,
         {.defaults = defaults,
          .makeScreen =
              [&](double rate) {
-                 AudioEngine::FfmpegScreenCapture::Options options;
-                 options.executable = *ffmpeg;
-                 options.display = display.name();
-                 options.frameRate = rate;
-                 options.logFile = log;
-                 return std::make_unique<AudioEngine::FfmpegScreenCapture>(scheduler, options);
+                 return std::make_unique<AudioEngine::FfmpegScreenCapture>(
+                     scheduler, AudioEngine::FfmpegScreenCapture::Options{.executable = *ffmpeg,
+                                                                          .display = display.name(),
+                                                                          .frameRate = rate,
+                                                                          .logFile = log});
              },
          .ffmpeg = *ffmpeg,
          .markAssembling =
