@@ -1,6 +1,6 @@
 // httplib.h must come before anything that pulls in X11 headers.
 #include "App/CommandLineRun.h"
-#include "Fakes/Httplib.h"
+#include "Fakes/LoopbackServer.h"
 
 #include "App/Cli.h"
 
@@ -96,32 +96,20 @@ TEST_F(ShellCommandsTest, PrintsTheIdleMenu) {
 
 class UpdateCheckCommandTest : public ShellCommandsTest {
 protected:
-    httplib::Server server;
-    std::thread thread;
-    int port = 0;
     std::string lastQuery;
+    Fakes::LoopbackServer loopback; // last: it stops before the query its handler writes goes
 
     void startServer(int status, std::string body) {
-        server.Get("/lookup", [this, status, body](const httplib::Request& req, httplib::Response& res) {
-            lastQuery = "id=" + req.get_param_value("id") + "&entity=" + req.get_param_value("entity") +
-                        "&country=" + req.get_param_value("country");
-            res.status = status;
-            res.set_content(body, "application/json");
-        });
-        port = server.bind_to_any_port("127.0.0.1");
-        thread = std::thread([this] { server.listen_after_bind(); });
-        while (!server.is_running()) {
-            std::this_thread::yield();
-        }
+        loopback.server.Get(
+            "/lookup", [this, status, body](const httplib::Request& req, httplib::Response& res) {
+                lastQuery = "id=" + req.get_param_value("id") + "&entity=" + req.get_param_value("entity") +
+                            "&country=" + req.get_param_value("country");
+                res.status = status;
+                res.set_content(body, "application/json");
+            });
+        loopback.start();
     }
-    void TearDown() override {
-        server.stop();
-        if (thread.joinable()) {
-            thread.join();
-        }
-        ShellCommandsTest::TearDown();
-    }
-    std::string endpoint() const { return "http://127.0.0.1:" + std::to_string(port) + "/lookup"; }
+    std::string endpoint() const { return loopback.url("/lookup"); }
 };
 
 TEST_F(UpdateCheckCommandTest, SaysWhenANewerReleaseIsAvailable) {
