@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <mutex>
 #include <sstream>
 #include <thread>
 
@@ -96,20 +97,26 @@ TEST_F(ShellCommandsTest, PrintsTheIdleMenu) {
 
 class UpdateCheckCommandTest : public ShellCommandsTest {
 protected:
-    std::string lastQuery;
+    std::mutex mutex;
+    std::string lastQuery_;         // written on the server's thread
     Fakes::LoopbackServer loopback; // last: it stops before the query its handler writes goes
 
     void startServer(int status, std::string body) {
         loopback.server.Get(
             "/lookup", [this, status, body](const httplib::Request& req, httplib::Response& res) {
-                lastQuery = "id=" + req.get_param_value("id") + "&entity=" + req.get_param_value("entity") +
-                            "&country=" + req.get_param_value("country");
+                std::lock_guard lock(mutex);
+                lastQuery_ = "id=" + req.get_param_value("id") + "&entity=" + req.get_param_value("entity") +
+                             "&country=" + req.get_param_value("country");
                 res.status = status;
                 res.set_content(body, "application/json");
             });
         loopback.start();
     }
     std::string endpoint() const { return loopback.url("/lookup"); }
+    std::string lastQuery() {
+        std::lock_guard lock(mutex);
+        return lastQuery_;
+    }
 };
 
 TEST_F(UpdateCheckCommandTest, SaysWhenANewerReleaseIsAvailable) {
@@ -123,7 +130,7 @@ TEST_F(UpdateCheckCommandTest, SaysWhenANewerReleaseIsAvailable) {
     EXPECT_EQ(r.out, "Latest release: 9.1 (released 2026-11-01T10:00:00Z)\n"
                      "An update is available: Vellmora 9.1 (you have 1.0).\n"
                      "Get it at https://store.example/app\n\nFaster menus.\n");
-    EXPECT_EQ(lastQuery, "id=555&entity=macSoftware&country=gb");
+    EXPECT_EQ(lastQuery(), "id=555&entity=macSoftware&country=gb");
 }
 
 TEST_F(UpdateCheckCommandTest, SaysWhenUpToDateAndFailsOnABadAnswer) {
