@@ -101,8 +101,9 @@ double residentMegabytes() {
 
 void BM_HostMemoryWithLibraryOpenAndClosed(benchmark::State& state) {
     Fixture f(static_cast<std::size_t>(state.range(0)));
+    UI::AIGenerationJobs jobs(f.center);
     auto windows = Desktop::DesktopWindows::connect(
-        {f.loop, *f.db, f.scheduler, f.center, f.defaults, UI::DateContext{"en_US", "UTC"}},
+        {f.loop, *f.db, f.scheduler, f.center, f.defaults, UI::DateContext{"en_US", "UTC"}, jobs},
         [](const std::string&) {});
     if (!windows) {
         state.SkipWithError("the desktop windows could not start");

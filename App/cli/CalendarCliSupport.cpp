@@ -1,5 +1,7 @@
 #include "App/cli/CalendarCliSupport.h"
 
+#include "App/host/HostEnvironment.h"
+
 namespace App {
 
 CliCalendars openCliCalendars(CliContext& ctx, Support::MainLoop& loop, const CliCalendarOptions& o) {
@@ -10,7 +12,13 @@ CliCalendars openCliCalendars(CliContext& ctx, Support::MainLoop& loop, const Cl
     if (!o.sources.empty()) {
         fileOptions.sources = o.sources;
     }
-    if (desktop) {
+    if (desktop && !HostEnvironment::read().sessionBusAddress) {
+        // EDS lives on the session bus. Without one GLib would try to start a bus of its own (with
+        // dbus-launch, under X11) rather than fail.
+        c.desktopProblem = "desktop calendars are not available: there is no session bus "
+                           "(DBUS_SESSION_BUS_ADDRESS is not set)";
+        ctx.err() << "vellmora: " << c.desktopProblem << "\n";
+    } else if (desktop) {
         Platform::EdsCalendarStore::Options options;
         options.userEmails = fileOptions.userEmails;
         options.timeZoneID = o.timeZone;

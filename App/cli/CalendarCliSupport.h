@@ -2,9 +2,10 @@
 // calendars (Evolution Data Server) beside the iCalendar sources of "calendar.sources", as one store.
 //
 // The desktop calendars are read unless the command says not to (`--no-desktop-calendars`), the user default
-// "calendar.desktopCalendars" is false, or explicit sources were given; when they cannot be read, one line
-// on standard error says why ("vellmora: desktop calendars are not available: …") and the file sources
-// still serve. Unreadable calendars are named on standard error, one line each.
+// "calendar.desktopCalendars" is false, or explicit sources were given; when they cannot be read (no session
+// bus, which is not tried then, no EDS, no module), one line on standard error says why ("vellmora: desktop
+// calendars are not available: …") and the file sources still serve. Unreadable calendars are named on
+// standard error, one line each.
 #pragma once
 
 #include "App/Cli.h"

@@ -60,7 +60,7 @@ struct BackgroundServices::Impl {
         if (!features) {
             return;
         }
-        UI::AIGenerationRunner::startAutomatic(id, true, true, true, UI::AIGenerationJobs::shared(),
+        UI::AIGenerationRunner::startAutomatic(id, true, true, true, deps.aiJobs,
                                                UI::AIGenerationClient::live(*deps.database, *ai),
                                                *deps.database, *ai);
     }
@@ -169,6 +169,7 @@ void BackgroundServices::transcriptionSettled(std::int64_t recordingId) {
 }
 
 void BackgroundServices::stop() {
+    impl_->deps.aiJobs.stop(); // their requests go through the AI engine, which goes with this object
     if (impl_->expiry) {
         impl_->expiry->stop();
     }

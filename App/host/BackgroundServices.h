@@ -27,8 +27,9 @@ class NotificationCenter;
 class UserDefaults;
 } // namespace Support
 namespace UI {
+class AIGenerationJobs;
 class MenuBarController;
-}
+} // namespace UI
 
 namespace App {
 
@@ -38,6 +39,8 @@ public:
         Support::Scheduler& scheduler;
         Support::UserDefaults& defaults;
         Support::NotificationCenter& center;
+        /// The host's register of AI jobs, where a new recording's jobs start.
+        UI::AIGenerationJobs& aiJobs;
         /// The host's HTTP client (AI providers, the update check).
         Platform::HttpClient& http;
         /// Null when the library could not be opened: then only the update check runs.

@@ -21,6 +21,7 @@
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
+#include "UI/ai/AIGenerationJobs.h"
 #include "UI/recording/ProcessingNotifications.h"
 
 #include <cstdlib>
@@ -110,6 +111,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
     Support::RealScheduler scheduler(loop);
     auto& center = Support::NotificationCenter::defaultCenter();
     Support::JsonFileUserDefaults defaults(Support::JsonFileUserDefaults::defaultPath());
+    UI::AIGenerationJobs aiJobs(center); // started by the background services, shown by the windows
     if (options_.demo) {
         DemoData::installCalendar(demoFolder, scheduler.now(), defaults,
                                   options_.demoMeetingInSeconds
@@ -144,6 +146,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                          .scheduler = scheduler,
                                          .center = center,
                                          .defaults = defaults,
+                                         .aiJobs = aiJobs,
                                          .dateContext = UI::DateContext{env.localeID, env.timeZoneID},
                                          .terminal = presenter,
                                          .say = say});
@@ -199,6 +202,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
     BackgroundServices services({.scheduler = scheduler,
                                  .defaults = defaults,
                                  .center = center,
+                                 .aiJobs = aiJobs,
                                  .http = platform.http(),
                                  .database = database.get(),
                                  .power = &platform.power(),

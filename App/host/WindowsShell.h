@@ -16,6 +16,7 @@
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
+#include "UI/ai/AIGenerationJobs.h"
 #include "UI/calendar/CalendarInfo.h"
 #include "UI/calendar/MeetingReminderPresenter.h"
 #include "UI/library/DateContext.h"
@@ -37,6 +38,8 @@ public:
         Support::Scheduler& scheduler;
         Support::NotificationCenter& center;
         Support::UserDefaults& defaults;
+        /// The host's AI jobs, which the library shows and restarts.
+        UI::AIGenerationJobs& aiJobs;
         UI::DateContext dateContext;
         /// The terminal's presenter: banners stay there, the card is shown there and as a window.
         UI::MeetingReminderPresenter& terminal;

@@ -16,10 +16,10 @@ namespace {
 class DesktopWindowsShell final : public WindowsShell {
 public:
     static std::unique_ptr<WindowsShell> connect(Dependencies dependencies) {
-        auto windows = Desktop::DesktopWindows::connect({dependencies.loop, dependencies.database,
-                                                         dependencies.scheduler, dependencies.center,
-                                                         dependencies.defaults, dependencies.dateContext},
-                                                        dependencies.say);
+        auto windows = Desktop::DesktopWindows::connect(
+            {dependencies.loop, dependencies.database, dependencies.scheduler, dependencies.center,
+             dependencies.defaults, dependencies.dateContext, dependencies.aiJobs},
+            dependencies.say);
         if (!windows) {
             return nullptr;
         }

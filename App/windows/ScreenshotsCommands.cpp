@@ -54,11 +54,13 @@ CommandRegistration registration{
             Support::MainLoop loop;
             Support::RealScheduler scheduler(loop);
             Support::NotificationCenter center;
+            UI::AIGenerationJobs jobs(center);
             Support::InMemoryUserDefaults defaults;
             Database::SqliteDatabase database(":memory:");
             DemoData::installLibrary(database, scheduler.now());
             auto windows = Desktop::DesktopWindows::connect(
-                {loop, database, scheduler, center, defaults, UI::DateContext{env.localeID, env.timeZoneID}},
+                {loop, database, scheduler, center, defaults, UI::DateContext{env.localeID, env.timeZoneID},
+                 jobs},
                 [&ctx](const std::string& line) { ctx.err() << line << "\n"; });
             if (!windows) {
                 ctx.setExitStatus(1);

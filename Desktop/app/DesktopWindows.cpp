@@ -119,7 +119,7 @@ struct DesktopWindows::Impl {
             [](const std::string& text) {
                 QGuiApplication::clipboard()->setText(QString::fromStdString(text));
             },
-            &UI::AIGenerationJobs::shared(),
+            &services.aiJobs,
             [&database = services.database]() -> std::optional<UI::AIGenerationClient> {
                 auto* ai = Intelligence::AIService::shared();
                 if (!ai) {

@@ -15,6 +15,7 @@
 #include "Support/NotificationCenter.h"
 #include "Support/Scheduler.h"
 #include "Support/UserDefaults.h"
+#include "UI/ai/AIGenerationJobs.h"
 #include "UI/calendar/CalendarInfo.h"
 #include "UI/calendar/MeetingReminderPresenter.h"
 #include "UI/library/DateContext.h"
@@ -41,6 +42,8 @@ public:
         Support::NotificationCenter& center;
         Support::UserDefaults& defaults;
         UI::DateContext dateContext;
+        /// The AI jobs the library shows and restarts (the host's, which its background services start).
+        UI::AIGenerationJobs& aiJobs;
     };
 
     /// Whether Qt can start: QT_QPA_PLATFORM is set, or the X display ($DISPLAY) answers.

@@ -47,9 +47,9 @@ AIGenerationJobs::AIGenerationJobs(Support::NotificationCenter& center) : center
 
 AIGenerationJobs::~AIGenerationJobs() = default;
 
-AIGenerationJobs& AIGenerationJobs::shared() {
-    static AIGenerationJobs instance(Support::NotificationCenter::defaultCenter());
-    return instance;
+void AIGenerationJobs::stop() {
+    tasks_.cancelAll();
+    jobs_.clear();
 }
 
 void AIGenerationJobs::startWithToken(Kind kind, RecordingId recordingId,

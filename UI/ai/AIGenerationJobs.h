@@ -3,8 +3,9 @@
 // it still delivers is ignored). A job that ends reports a `JobEnd` to `presenter`'s subscribers, and a
 // failure's message waits in `failuresFinishedAway` until a view takes it.
 //
-// Main loop only. `shared()` is the host's instance, on the default notification centre; tests make their
-// own on a private centre. Deleting a recording ("Vellmora.recordingDidDelete") cancels its jobs and forgets
+// Main loop only. The host makes one on its notification centre and gives it to the background services
+// (which start a new recording's jobs) and to the windows (which show and restart them); tests make their
+// own. Deleting a recording ("Vellmora.recordingDidDelete") cancels its jobs and forgets
 // their failures. Summary and action-item jobs post the processing notifications for the menu bar.
 #pragma once
 
@@ -75,8 +76,6 @@ public:
     AIGenerationJobs(const AIGenerationJobs&) = delete;
     AIGenerationJobs& operator=(const AIGenerationJobs&) = delete;
 
-    static AIGenerationJobs& shared();
-
     /// Starts `operation(token)` as the job of (kind, recording); see the header comment. The operation ends
     /// the job with `finish`; one that throws ends it as failed with the error's description.
     void startWithToken(Kind kind, RecordingId recordingId,
@@ -84,6 +83,8 @@ public:
     std::optional<Token> token(Kind kind, RecordingId recordingId) const;
     bool isRunning(Kind kind, RecordingId recordingId) const;
     void cancelAll(RecordingId recordingId);
+    /// Cancels every job without a word (the host is quitting); the register is empty afterwards.
+    void stop();
 
     /// Ends the job of `key` when `token` is still its token: removes it, keeps a failure's message (or a
     /// finished result) for `take...FinishedAway`, and delivers the `JobEnd`. A stale token does nothing.

@@ -6,7 +6,7 @@
 // Include this before anything that pulls in X11 headers.
 #pragma once
 
-#include "Httplib.h"
+#include "LoopbackServer.h"
 #include <nlohmann/json.hpp>
 
 #include <atomic>
@@ -17,7 +17,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace Fakes {
@@ -60,38 +59,29 @@ public:
     };
 
     FakeAIProvider() {
-        server_.Post(R"(/v1/chat/completions)", [this](const httplib::Request& req, httplib::Response& res) {
-            record(req);
-            answer(res, false);
-        });
-        server_.Post(R"(/v1beta/models/([^/]+):streamGenerateContent)",
-                     [this](const httplib::Request& req, httplib::Response& res) {
-                         record(req);
-                         answer(res, true);
-                     });
+        loopback_.server.Post(R"(/v1/chat/completions)",
+                              [this](const httplib::Request& req, httplib::Response& res) {
+                                  record(req);
+                                  answer(res, false);
+                              });
+        loopback_.server.Post(R"(/v1beta/models/([^/]+):streamGenerateContent)",
+                              [this](const httplib::Request& req, httplib::Response& res) {
+                                  record(req);
+                                  answer(res, true);
+                              });
         auto models = [this](const httplib::Request& req, httplib::Response& res) {
             record(req);
             std::lock_guard lock(mutex_);
             res.status = modelsStatus;
             res.set_content(modelsBody, "application/json");
         };
-        server_.Get("/v1/models", models);
-        server_.Get("/v1beta/models", models);
-        port_ = server_.bind_to_any_port("127.0.0.1");
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running()) {
-            std::this_thread::yield();
-        }
+        loopback_.server.Get("/v1/models", models);
+        loopback_.server.Get("/v1beta/models", models);
+        loopback_.start();
     }
-    ~FakeAIProvider() {
-        release();
-        server_.stop();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-    }
+    ~FakeAIProvider() { release(); }
 
-    std::string baseURL() const { return "http://127.0.0.1:" + std::to_string(port_); }
+    std::string baseURL() const { return loopback_.base(); }
 
     void enqueue(Script script) {
         std::lock_guard lock(mutex_);
@@ -205,9 +195,6 @@ private:
             });
     }
 
-    httplib::Server server_{};
-    int port_ = 0;
-    std::thread thread_{};
     mutable std::mutex mutex_{};
     std::condition_variable releasedChanged_{};
     bool released_ = false;
@@ -219,6 +206,8 @@ private:
     std::atomic<size_t> sent_{0};
     std::atomic<size_t> abandoned_{0};
     std::atomic<size_t> held_{0};
+    // Last, so that it stops (and its handlers end) before the state they use goes.
+    LoopbackServer loopback_;
 };
 
 } // namespace Fakes

@@ -5,13 +5,12 @@
 // Include this before anything that pulls in X11 headers.
 #pragma once
 
-#include "Httplib.h"
+#include "LoopbackServer.h"
 
 #include <deque>
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace Fakes {
@@ -34,47 +33,38 @@ public:
     };
 
     FakeTranscriptionServer() {
-        server_.Post("/v1/audio/transcriptions", [this](const httplib::Request& req, httplib::Response& res) {
-            Upload upload;
-            for (const auto& [name, part] : req.files) {
-                if (name == "file") {
-                    upload.audioBytes = part.content.size();
-                } else {
-                    upload.fields[name] = part.content;
-                }
-            }
-            upload.authorization = req.get_header_value("Authorization");
-            Answer answer;
-            {
-                std::lock_guard lock(mutex_);
-                uploads_.push_back(std::move(upload));
-                if (!answers_.empty()) {
-                    answer = std::move(answers_.front());
-                    answers_.pop_front();
-                } else {
-                    answer = defaultAnswer_;
-                }
-            }
-            res.status = answer.status;
-            for (const auto& [k, v] : answer.headers) {
-                res.set_header(k, v);
-            }
-            res.set_content(answer.body, "application/json");
-        });
-        port_ = server_.bind_to_any_port("127.0.0.1");
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running()) {
-            std::this_thread::yield();
-        }
-    }
-    ~FakeTranscriptionServer() {
-        server_.stop();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
+        loopback_.server.Post("/v1/audio/transcriptions",
+                              [this](const httplib::Request& req, httplib::Response& res) {
+                                  Upload upload;
+                                  for (const auto& [name, part] : req.files) {
+                                      if (name == "file") {
+                                          upload.audioBytes = part.content.size();
+                                      } else {
+                                          upload.fields[name] = part.content;
+                                      }
+                                  }
+                                  upload.authorization = req.get_header_value("Authorization");
+                                  Answer answer;
+                                  {
+                                      std::lock_guard lock(mutex_);
+                                      uploads_.push_back(std::move(upload));
+                                      if (!answers_.empty()) {
+                                          answer = std::move(answers_.front());
+                                          answers_.pop_front();
+                                      } else {
+                                          answer = defaultAnswer_;
+                                      }
+                                  }
+                                  res.status = answer.status;
+                                  for (const auto& [k, v] : answer.headers) {
+                                      res.set_header(k, v);
+                                  }
+                                  res.set_content(answer.body, "application/json");
+                              });
+        loopback_.start();
     }
 
-    std::string baseURL() const { return "http://127.0.0.1:" + std::to_string(port_); }
+    std::string baseURL() const { return loopback_.base(); }
 
     void enqueue(Answer answer) {
         std::lock_guard lock(mutex_);
@@ -90,13 +80,12 @@ public:
     }
 
 private:
-    httplib::Server server_;
-    int port_ = 0;
-    std::thread thread_;
     mutable std::mutex mutex_;
     std::deque<Answer> answers_;
     Answer defaultAnswer_{200, R"({"text":"","segments":[]})"};
     std::vector<Upload> uploads_;
+    // Last, so that it stops (and its handlers end) before the state they use goes.
+    LoopbackServer loopback_;
 };
 
 } // namespace Fakes

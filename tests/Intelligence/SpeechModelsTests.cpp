@@ -1,6 +1,6 @@
 // Downloading a speech model from a loopback model host: progress, resuming after a cut connection, and a
 // wrong checksum refused with nothing left behind.
-#include "Fakes/Httplib.h"
+#include "Fakes/LoopbackServer.h"
 
 #include "Fakes/ScriptFolder.h"
 #include "Intelligence/SpeechModels.h"
@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
 using namespace Intelligence;
 
@@ -17,47 +16,38 @@ namespace {
 
 /// Serves one model file; honours Range; can cut the first transfer after `cutAfter` bytes.
 struct ModelHost {
-    httplib::Server server;
-    std::thread thread;
-    int port = 0;
     std::string content;
     std::atomic<long> cutAfter{-1};
     std::vector<std::string> ranges;
     std::mutex mutex;
+    Fakes::LoopbackServer loopback; // last: it stops before the state its handler uses goes
 
     explicit ModelHost(std::string body) : content(std::move(body)) {
         // cpp-httplib answers a Range request itself (206, from the asked offset) for a content provider.
-        server.Get("/models/ggml-test.bin", [this](const httplib::Request& req, httplib::Response& res) {
-            {
-                std::lock_guard lock(mutex);
-                ranges.push_back(req.get_header_value("Range"));
-            }
-            const long cut = cutAfter.exchange(-1);
-            res.set_content_provider(content.size(), "application/octet-stream",
-                                     [this, cut](size_t offset, size_t length, httplib::DataSink& sink) {
-                                         size_t end = std::min(offset + std::min<size_t>(length, 65536),
-                                                               content.size());
-                                         if (cut >= 0 && offset >= static_cast<size_t>(cut)) {
-                                             return false; // the connection drops
-                                         }
-                                         if (cut >= 0) {
-                                             end = std::min(end, static_cast<size_t>(cut));
-                                         }
-                                         sink.write(content.data() + offset, end - offset);
-                                         return true;
-                                     });
-        });
-        port = server.bind_to_any_port("127.0.0.1");
-        thread = std::thread([this] { server.listen_after_bind(); });
-        while (!server.is_running()) {
-            std::this_thread::yield();
-        }
+        loopback.server.Get(
+            "/models/ggml-test.bin", [this](const httplib::Request& req, httplib::Response& res) {
+                {
+                    std::lock_guard lock(mutex);
+                    ranges.push_back(req.get_header_value("Range"));
+                }
+                const long cut = cutAfter.exchange(-1);
+                res.set_content_provider(content.size(), "application/octet-stream",
+                                         [this, cut](size_t offset, size_t length, httplib::DataSink& sink) {
+                                             size_t end = std::min(offset + std::min<size_t>(length, 65536),
+                                                                   content.size());
+                                             if (cut >= 0 && offset >= static_cast<size_t>(cut)) {
+                                                 return false; // the connection drops
+                                             }
+                                             if (cut >= 0) {
+                                                 end = std::min(end, static_cast<size_t>(cut));
+                                             }
+                                             sink.write(content.data() + offset, end - offset);
+                                             return true;
+                                         });
+            });
+        loopback.start();
     }
-    ~ModelHost() {
-        server.stop();
-        thread.join();
-    }
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(port) + "/models"; }
+    std::string url() const { return loopback.url("/models"); }
 };
 
 std::string modelBytes() {

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -128,6 +129,31 @@ TEST_F(CalendarCommands, MeetingsReportsUnreadableCalendarsAndBadInput) {
     EXPECT_NE(r.err.find("cannot be read"), std::string::npos);
     EXPECT_EQ(run({"meetings", "--now", "yesterday", "--calendar", "x"}).status, 2);
     EXPECT_EQ(run({"meetings", "--no-desktop-calendars"}).status, 2); // no calendars configured
+}
+
+TEST_F(CalendarCommands, WithoutASessionBusTheDesktopCalendarsAreNotTriedAndOneLineSaysSo) {
+    write("cal/a.ics", "BEGIN:VCALENDAR\r\n" +
+                           event("Sync", "20261127T090000Z", "URL:https://zoom.us/j/1234567890\r\n") +
+                           "END:VCALENDAR\r\n");
+    const char* bus = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    const std::optional<std::string> saved = bus ? std::optional<std::string>(bus) : std::nullopt;
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    auto r = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC"});
+    auto withCalendar = run({"meetings", "--now", "2026-11-27T08:00:00Z", "--time-zone", "UTC", "--calendar",
+                             (home / "cal/a.ics").string()});
+    if (saved) {
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", saved->c_str(), 1);
+    }
+    EXPECT_EQ(r.status, 2) << "no calendars are left";
+    EXPECT_EQ(r.err.rfind("vellmora: desktop calendars are not available: there is no session bus "
+                          "(DBUS_SESSION_BUS_ADDRESS is not set)\n",
+                          0),
+              0u)
+        << r.err;
+    EXPECT_EQ(withCalendar.status, 0) << withCalendar.err;
+    EXPECT_EQ(withCalendar.err, "") << "explicit sources leave the desktop calendars out";
+    EXPECT_EQ(withCalendar.out,
+              "2026-11-27T09:00:00Z\t2026-11-27T09:30:00Z\tzoom\tSync\thttps://zoom.us/j/1234567890\n");
 }
 
 TEST_F(CalendarCommands, MeetingsPutsAFloatingMeetingInTheZoneTzNamesHoweverItIsSpelled) {

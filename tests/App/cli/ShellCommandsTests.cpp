@@ -1,12 +1,13 @@
 // httplib.h must come before anything that pulls in X11 headers.
 #include "App/CommandLineRun.h"
-#include "Fakes/Httplib.h"
+#include "Fakes/LoopbackServer.h"
 
 #include "App/Cli.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <mutex>
 #include <sstream>
 #include <thread>
 
@@ -96,32 +97,26 @@ TEST_F(ShellCommandsTest, PrintsTheIdleMenu) {
 
 class UpdateCheckCommandTest : public ShellCommandsTest {
 protected:
-    httplib::Server server;
-    std::thread thread;
-    int port = 0;
-    std::string lastQuery;
+    std::mutex mutex;
+    std::string lastQuery_;         // written on the server's thread
+    Fakes::LoopbackServer loopback; // last: it stops before the query its handler writes goes
 
     void startServer(int status, std::string body) {
-        server.Get("/lookup", [this, status, body](const httplib::Request& req, httplib::Response& res) {
-            lastQuery = "id=" + req.get_param_value("id") + "&entity=" + req.get_param_value("entity") +
-                        "&country=" + req.get_param_value("country");
-            res.status = status;
-            res.set_content(body, "application/json");
-        });
-        port = server.bind_to_any_port("127.0.0.1");
-        thread = std::thread([this] { server.listen_after_bind(); });
-        while (!server.is_running()) {
-            std::this_thread::yield();
-        }
+        loopback.server.Get(
+            "/lookup", [this, status, body](const httplib::Request& req, httplib::Response& res) {
+                std::lock_guard lock(mutex);
+                lastQuery_ = "id=" + req.get_param_value("id") + "&entity=" + req.get_param_value("entity") +
+                             "&country=" + req.get_param_value("country");
+                res.status = status;
+                res.set_content(body, "application/json");
+            });
+        loopback.start();
     }
-    void TearDown() override {
-        server.stop();
-        if (thread.joinable()) {
-            thread.join();
-        }
-        ShellCommandsTest::TearDown();
+    std::string endpoint() const { return loopback.url("/lookup"); }
+    std::string lastQuery() {
+        std::lock_guard lock(mutex);
+        return lastQuery_;
     }
-    std::string endpoint() const { return "http://127.0.0.1:" + std::to_string(port) + "/lookup"; }
 };
 
 TEST_F(UpdateCheckCommandTest, SaysWhenANewerReleaseIsAvailable) {
@@ -135,7 +130,7 @@ TEST_F(UpdateCheckCommandTest, SaysWhenANewerReleaseIsAvailable) {
     EXPECT_EQ(r.out, "Latest release: 9.1 (released 2026-11-01T10:00:00Z)\n"
                      "An update is available: Vellmora 9.1 (you have 1.0).\n"
                      "Get it at https://store.example/app\n\nFaster menus.\n");
-    EXPECT_EQ(lastQuery, "id=555&entity=macSoftware&country=gb");
+    EXPECT_EQ(lastQuery(), "id=555&entity=macSoftware&country=gb");
 }
 
 TEST_F(UpdateCheckCommandTest, SaysWhenUpToDateAndFailsOnABadAnswer) {

@@ -39,6 +39,7 @@ struct World {
     Database::SqliteDatabase database{":memory:"};
     Fakes::FakeAIProvider provider;
     Platform::CurlHttpClient http;
+    UI::AIGenerationJobs jobs{center};
     std::vector<std::string> said;
 
     World() {
@@ -118,6 +119,7 @@ TEST(TranscriptionService, TakesASavedCallToItsTranscriptAndStartsTheAIJobs) {
     App::BackgroundServices services({.scheduler = w.scheduler,
                                       .defaults = w.defaults,
                                       .center = w.center,
+                                      .aiJobs = w.jobs,
                                       .http = w.http,
                                       .database = &w.database,
                                       .checksForUpdates = false,
@@ -203,7 +205,7 @@ private:
 struct SlidesAfterTranscription {
     World& w;
     std::vector<bool> hadTranscript;
-    std::vector<std::string> processing; // "started transcription", "completed slides", ...
+    std::vector<std::string> processing; // "started transcription", "completed slides", ... (not the AI's)
     Support::SubscriptionBag observers;
     App::BackgroundServices services;
     std::unique_ptr<App::TranscriptionService> transcription;
@@ -212,6 +214,7 @@ struct SlidesAfterTranscription {
         : w(world), services({.scheduler = w.scheduler,
                               .defaults = w.defaults,
                               .center = w.center,
+                              .aiJobs = w.jobs,
                               .http = w.http,
                               .database = &w.database,
                               .checksForUpdates = false,
@@ -224,7 +227,11 @@ struct SlidesAfterTranscription {
              {std::pair{N::processingStarted, "started "}, std::pair{N::processingCompleted, "completed "}}) {
             observers +=
                 w.center.observe(name, [this, word = std::string(word)](const Support::Notification& n) {
-                    processing.push_back(word + n.value("type").value_or("?"));
+                    // The AI jobs the transcript starts post theirs too: the order here is the queue's.
+                    const auto type = n.value("type").value_or("?");
+                    if (type == "transcription" || type == "slides") {
+                        processing.push_back(word + type);
+                    }
                 });
         }
         transcription = w.transcription();

@@ -38,11 +38,12 @@ struct DesktopWindowsTest : ::testing::Test {
     Support::MainLoop loop;
     Support::VirtualScheduler scheduler{loop, Support::dateFromUnix(1'795'003'200)};
     Support::NotificationCenter center;
+    UI::AIGenerationJobs jobs{center};
     Support::InMemoryUserDefaults defaults;
     Database::SqliteDatabase db{":memory:"};
     std::vector<std::string> said;
     std::unique_ptr<Desktop::DesktopWindows> windows = Desktop::DesktopWindows::connect(
-        {loop, db, scheduler, center, defaults, UI::DateContext{"en_US", "UTC"}},
+        {loop, db, scheduler, center, defaults, UI::DateContext{"en_US", "UTC"}, jobs},
         [this](const std::string& line) { said.push_back(line); });
 
     void settle() { DesktopTest::settle(loop); }

@@ -1,5 +1,5 @@
 // httplib.h must come before anything that pulls in X11 headers.
-#include "Fakes/Httplib.h"
+#include "Fakes/LoopbackServer.h"
 
 #include "Platform/Linux/CurlHttpClient.h"
 #include "Support/MainLoop.h"
@@ -24,47 +24,7 @@ using Platform::HttpTransportError;
 
 namespace {
 
-/// A cpp-httplib server on a free loopback port, run on its own thread for the length of a test.
-class LoopbackServer {
-public:
-    httplib::Server server;
-
-    void start() {
-        port_ = server.bind_to_any_port("127.0.0.1");
-        thread_ = std::thread([this] { server.listen_after_bind(); });
-        while (!server.is_running()) {
-            std::this_thread::yield();
-        }
-    }
-    ~LoopbackServer() {
-        release();
-        server.stop();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-    }
-    std::string url(const std::string& path) const {
-        return "http://127.0.0.1:" + std::to_string(port_) + path;
-    }
-
-    /// Handlers that must hold a connection open wait here until the test releases them.
-    void waitForRelease() {
-        std::unique_lock lock(mutex_);
-        released_.wait(lock, [this] { return isReleased_; });
-    }
-    void release() {
-        std::lock_guard lock(mutex_);
-        isReleased_ = true;
-        released_.notify_all();
-    }
-
-private:
-    int port_ = 0;
-    std::thread thread_;
-    std::mutex mutex_;
-    std::condition_variable released_;
-    bool isReleased_ = false;
-};
+using Fakes::LoopbackServer;
 
 /// Runs the loop until `task` is done (bounded, so a broken client fails the test instead of hanging it).
 template <typename T> void runUntilDone(Support::MainLoop& loop, const Support::Task<T>& task) {
@@ -324,7 +284,6 @@ TEST_F(CurlHttpClientTest, TellsTransportFailuresApartFromHttpStatuses) {
 }
 
 TEST_F(CurlHttpClientTest, RunsManyTransfersAtOnce) {
-    server.server.set_keep_alive_max_count(1); // more connections than server threads: do not park them
     server.server.Get(R"(/n/(\d+))", [](const httplib::Request& req, httplib::Response& res) {
         res.set_content(req.matches[1], "text/plain");
     });

@@ -1,4 +1,4 @@
-#include "Fakes/Httplib.h"
+#include "Fakes/LoopbackServer.h"
 
 #include "Fakes/TempFolder.h"
 #include "Platform/Linux/ICalendarStore.h"
@@ -394,17 +394,15 @@ TEST_F(ICalendarStoreFolders, TellsObserversOnceWhenTheFilesChange) {
 }
 
 struct SubscriptionServer {
-    httplib::Server server;
-    std::thread thread;
-    int port = 0;
     std::atomic<int> requests{0};
     std::atomic<int> notModified{0};
     std::string body;
     std::string etag = "\"v1\"";
     std::mutex mutex;
+    Fakes::LoopbackServer loopback; // last: it stops before the state its handler uses goes
 
     SubscriptionServer() {
-        server.Get("/cal.ics", [this](const httplib::Request& req, httplib::Response& res) {
+        loopback.server.Get("/cal.ics", [this](const httplib::Request& req, httplib::Response& res) {
             ++requests;
             std::lock_guard lock(mutex);
             if (req.get_header_value("If-None-Match") == etag) {
@@ -415,19 +413,14 @@ struct SubscriptionServer {
             res.set_header("ETag", etag);
             res.set_content(body, "text/calendar");
         });
-        port = server.bind_to_any_port("127.0.0.1");
-        thread = std::thread([this] { server.listen_after_bind(); });
-    }
-    ~SubscriptionServer() {
-        server.stop();
-        thread.join();
+        loopback.start();
     }
     void serve(std::string newBody, std::string newEtag) {
         std::lock_guard lock(mutex);
         body = std::move(newBody);
         etag = std::move(newEtag);
     }
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(port) + "/cal.ics"; }
+    std::string url() const { return loopback.url("/cal.ics"); }
 };
 
 TEST_F(ICalendarStoreFolders, DownloadsSubscriptionsWithConditionalRequestsAndKeepsAGoodCopy) {
@@ -596,29 +589,24 @@ TEST_F(ICalendarStoreFolders, ForgetsTheScansOfFilesThatWereDeleted) {
 }
 
 TEST(ICalendarStoreQuitting, QuitsAtOnceWhileASubscriptionDownloadsAndTouchesNothingAfterwards) {
-    // The server answers only when the test lets it, or after half a minute.
-    httplib::Server server;
-    std::mutex mutex;
-    std::condition_variable release;
-    bool released = false;
     std::atomic<bool> asked{false};
     std::atomic<bool> answered{false};
-    server.Get("/cal.ics", [&](const httplib::Request&, httplib::Response& res) {
+    // The server answers only when the test lets it.
+    Fakes::LoopbackServer server;
+    server.server.Get("/cal.ics", [&](const httplib::Request&, httplib::Response& res) {
         asked = true;
-        std::unique_lock lock(mutex);
-        release.wait_for(lock, std::chrono::seconds(30), [&] { return released; });
+        server.waitForRelease();
         answered = true;
         res.set_content(calendar(simpleEvent("s", "20261127T090000Z")), "text/calendar");
     });
-    int port = server.bind_to_any_port("127.0.0.1");
-    std::thread thread([&] { server.listen_after_bind(); });
+    server.start();
     Fakes::TempFolder temp;
     bool answeredBeforeQuitEnded = false;
     {
         Support::MainLoop loop;
         Support::VirtualScheduler scheduler(loop, at("2026-11-27T08:00:00Z"));
         ICalendarStore::Options o;
-        o.sources = {"http://127.0.0.1:" + std::to_string(port) + "/cal.ics"};
+        o.sources = {server.url("/cal.ics")};
         o.cacheFolder = temp.path / "cache";
         o.scheduler = &scheduler;
         o.watchForChanges = false;
@@ -632,13 +620,7 @@ TEST(ICalendarStoreQuitting, QuitsAtOnceWhileASubscriptionDownloadsAndTouchesNot
     }
     Support::BlockingWork::drain(); // what the host's exit waits for
     answeredBeforeQuitEnded = answered;
-    {
-        std::lock_guard lock(mutex);
-        released = true;
-    }
-    release.notify_all();
-    server.stop();
-    thread.join();
+    server.release();
     EXPECT_FALSE(answeredBeforeQuitEnded);
     EXPECT_FALSE(fs::exists(temp.path / "cache" / "subscriptions")); // nothing written after the quit
 }

@@ -1,6 +1,8 @@
 // A private D-Bus daemon for tests (`dbus-daemon --session --print-address --nofork`), and a service
 // thread that owns a name on it and runs a vtable, so implementations can be tested against fake desktop
-// services without touching the user's session or system bus.
+// services without touching the user's session or system bus. The daemon, like every service a test starts
+// for itself (`dieWithTest`), ends with the test process, even one that crashed or that a sanitizer stopped:
+// left running, it would keep the test's output open and hold CTest until its time-out.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -11,6 +13,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <thread>
@@ -19,6 +22,14 @@
 
 namespace BusTest {
 
+/// In a child between fork and exec: SIGTERM when the test process ends (at once if it already has).
+inline void dieWithTest(pid_t test) {
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (::getppid() != test) {
+        ::_exit(1);
+    }
+}
+
 class PrivateBus {
 public:
     PrivateBus() {
@@ -26,8 +37,10 @@ public:
         if (::pipe(out) != 0) {
             return;
         }
+        const pid_t test = ::getpid();
         pid_ = ::fork();
         if (pid_ == 0) {
+            dieWithTest(test);
             ::dup2(out[1], 1);
             ::close(out[0]);
             ::close(out[1]);

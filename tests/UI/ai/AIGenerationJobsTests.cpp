@@ -1,5 +1,5 @@
-// The job register with scripted job bodies: supersession, cancellation by recording, failures kept for a
-// view, and the processing notifications.
+// The job register with scripted job bodies: supersession, cancellation by recording and at quit, failures
+// kept for a view, and the processing notifications.
 #include "UI/ai/AIGenerationJobs.h"
 
 #include "Support/MainLoop.h"
@@ -103,6 +103,36 @@ TEST(AIGenerationJobs, DeletingARecordingCancelsItsJobsOfEveryKindAndForgetsItsF
     }
     EXPECT_TRUE(f.jobs.isRunning(Kind::summary, 4));
     EXPECT_EQ(f.ends.size(), 2u) << "cancelled jobs deliver nothing";
+}
+
+TEST(AIGenerationJobs, StoppingCancelsEveryJobSilentlyAndLeavesTheRegisterUsable) {
+    Fixture f;
+    std::vector<std::shared_ptr<std::optional<Support::Continuation<void>>>> gates;
+    for (Database::RecordingId id : {1, 2}) {
+        gates.push_back(std::make_shared<std::optional<Support::Continuation<void>>>());
+        f.startGated(Kind::summary, id, gates.back(), "x");
+    }
+    f.loop.runUntilIdle();
+    const auto postedBefore = f.posted.size();
+
+    f.jobs.stop();
+    f.loop.runUntilIdle();
+    for (auto& gate : gates) {
+        ASSERT_TRUE(gate->has_value());
+        EXPECT_FALSE((*gate)->resume()) << "the job's body was cancelled";
+    }
+    EXPECT_FALSE(f.jobs.isRunning(Kind::summary, 1));
+    EXPECT_FALSE(f.jobs.isRunning(Kind::summary, 2));
+    EXPECT_TRUE(f.ends.empty());
+    EXPECT_EQ(f.posted.size(), postedBefore) << "a quit posts nothing";
+
+    auto again = std::make_shared<std::optional<Support::Continuation<void>>>();
+    f.startGated(Kind::title, 1, again, "after");
+    f.loop.runUntilIdle();
+    (*again)->resume();
+    f.loop.runUntilIdle();
+    ASSERT_EQ(f.ends.size(), 1u);
+    EXPECT_EQ(f.ends[0].outcome, Outcome::finished("after", true));
 }
 
 TEST(AIGenerationJobs, KeepsAFailureUntilAViewTakesItAndReportsProcessing) {

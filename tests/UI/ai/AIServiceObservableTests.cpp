@@ -1,6 +1,6 @@
 // Provider tests against loopback servers (every status and body the tests distinguish, and a server that
 // does not speak HTTP), and the status texts.
-#include "Fakes/Httplib.h"
+#include "Fakes/LoopbackServer.h"
 
 #include "Platform/Linux/CurlHttpClient.h"
 #include "Support/MainLoop.h"
@@ -21,33 +21,22 @@ using namespace std::chrono_literals;
 namespace {
 
 struct Server {
-    httplib::Server server;
     int status = 200;
     std::string body;
     std::vector<httplib::Request> seen;
     std::mutex mutex;
-    int port = 0;
-    std::thread thread;
+    Fakes::LoopbackServer loopback; // last: it stops before the state its handler uses goes
 
     Server() {
-        auto handler = [this](const httplib::Request& req, httplib::Response& res) {
+        loopback.server.Get(R"(.*)", [this](const httplib::Request& req, httplib::Response& res) {
             std::lock_guard lock(mutex);
             seen.push_back(req);
             res.status = status;
             res.set_content(body, "application/json");
-        };
-        server.Get(R"(.*)", handler);
-        port = server.bind_to_any_port("127.0.0.1");
-        thread = std::thread([this] { server.listen_after_bind(); });
-        while (!server.is_running()) {
-            std::this_thread::yield();
-        }
+        });
+        loopback.start();
     }
-    ~Server() {
-        server.stop();
-        thread.join();
-    }
-    std::string base() const { return "http://127.0.0.1:" + std::to_string(port); }
+    std::string base() const { return loopback.base(); }
 };
 
 /// Accepts one connection and answers with bytes that are not HTTP.
