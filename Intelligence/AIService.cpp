@@ -13,7 +13,6 @@ namespace Intelligence {
 namespace {
 
 const Support::Logger log("ai");
-AIService* sharedService = nullptr;
 
 using json = nlohmann::json;
 
@@ -167,13 +166,6 @@ std::unique_ptr<AIService> AIService::fromUserDefaults(Platform::HttpClient& htt
     }
     return std::make_unique<AIService>(http, scheduler, AIProviderSettings::load(defaults), std::move(keys),
                                        defaults.boolean(enabledKey).value_or(true));
-}
-
-AIService* AIService::shared() {
-    return sharedService;
-}
-void AIService::setShared(AIService* service) {
-    sharedService = service;
 }
 
 void AIService::configure(AIProviderSettings settings, AIKeys keys, bool isEnabled) {

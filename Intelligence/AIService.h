@@ -1,8 +1,9 @@
 // The generation engine: sends prompts to the configured provider (an OpenAI-compatible server or Google's
 // Gemini API) and yields the answer as a stream of text fragments read from server-sent events.
 //
-// The host makes one service from the user's defaults and key file (`fromUserDefaults`) and installs it
-// with `setShared`; the AI jobs, chat and the command line use it through `shared()`.
+// The host makes one service from the user's defaults and key file (`fromUserDefaults`) and hands it to the
+// background services (the AI jobs) and the windows (chat, the settings' provider test); an `ai` command
+// makes its own.
 //
 // Readiness: with no provider, AI turned off, or a provider without its key, generation is unavailable
 // with a reason (`unavailableReason`). Remote providers are otherwise ready at once; a local server that
@@ -139,10 +140,6 @@ public:
                                                        const Support::UserDefaults& defaults,
                                                        const AIKeyStore& keyStore = AIKeyStore());
     static constexpr const char* enabledKey = "ai.enabled";
-
-    /// The host's instance, or null before the host installed one.
-    static AIService* shared();
-    static void setShared(AIService* service);
 
     void configure(AIProviderSettings settings, AIKeys keys, bool isEnabled = true);
     const AIProviderSettings& settings() const { return settings_; }

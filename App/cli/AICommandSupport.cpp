@@ -12,14 +12,11 @@ AICommandEnvironment::AICommandEnvironment(CliContext& context)
       scheduler_(std::make_unique<Support::RealScheduler>(*loop_)),
       http_(std::make_unique<Platform::CurlHttpClient>()) {}
 
-AICommandEnvironment::~AICommandEnvironment() {
-    Intelligence::AIService::setShared(nullptr);
-}
+AICommandEnvironment::~AICommandEnvironment() = default;
 
 Intelligence::AIService& AICommandEnvironment::ai() {
     if (!ai_) {
         ai_ = Intelligence::AIService::fromUserDefaults(*http_, *scheduler_, context_.defaults());
-        Intelligence::AIService::setShared(ai_.get());
     }
     return *ai_;
 }

@@ -38,7 +38,6 @@ std::optional<std::int64_t> recordingIdOf(const Support::Notification& notificat
 
 struct BackgroundServices::Impl {
     Dependencies deps;
-    std::unique_ptr<Intelligence::AIService> ai;
     Intelligence::LiveFileInspector files;
     std::unique_ptr<UI::SlidesExtractionService> slides;
     std::unique_ptr<UI::VideoExpiryCoordinator> expiry;
@@ -52,7 +51,7 @@ struct BackgroundServices::Impl {
     explicit Impl(Dependencies d) : deps(std::move(d)) {}
 
     void transcriptLanded(Database::RecordingId id) {
-        if (!deps.database || ai->unavailableReason()) {
+        if (!deps.database || deps.ai.unavailableReason()) {
             return; // no provider set up: nothing is sent anywhere
         }
         const bool features =
@@ -61,8 +60,8 @@ struct BackgroundServices::Impl {
             return;
         }
         UI::AIGenerationRunner::startAutomatic(id, true, true, true, deps.aiJobs,
-                                               UI::AIGenerationClient::live(*deps.database, *ai),
-                                               *deps.database, *ai);
+                                               UI::AIGenerationClient::live(*deps.database, deps.ai),
+                                               *deps.database, deps.ai);
     }
 
     void keep(Support::Task<> task) {
@@ -74,8 +73,6 @@ struct BackgroundServices::Impl {
 BackgroundServices::BackgroundServices(Dependencies dependencies)
     : impl_(std::make_unique<Impl>(std::move(dependencies))) {
     auto& d = impl_->deps;
-    impl_->ai = Intelligence::AIService::fromUserDefaults(d.http, d.scheduler, d.defaults);
-    Intelligence::AIService::setShared(impl_->ai.get());
 
     if (d.database) {
         impl_->subscriptions += d.center.observe(
@@ -121,7 +118,6 @@ BackgroundServices::BackgroundServices(Dependencies dependencies)
 
 BackgroundServices::~BackgroundServices() {
     stop();
-    Intelligence::AIService::setShared(nullptr);
 }
 
 void BackgroundServices::attachMenu(UI::MenuBarController& menu) {
@@ -169,7 +165,7 @@ void BackgroundServices::transcriptionSettled(std::int64_t recordingId) {
 }
 
 void BackgroundServices::stop() {
-    impl_->deps.aiJobs.stop(); // their requests go through the AI engine, which goes with this object
+    impl_->deps.aiJobs.stop(); // the windows' jobs too: all of them use the AI engine, which goes next
     if (impl_->expiry) {
         impl_->expiry->stop();
     }

@@ -1,6 +1,6 @@
-// The host's background work, created at launch and kept until quit: the AI engine (installed as the shared
-// service; when a transcript lands the new recording's summary, action items and title start by themselves,
-// but only when a provider is configured, so an unconfigured install never sends anything), slides from a
+// The host's background work, created at launch and kept until quit: the AI jobs on the host's AI engine
+// (when a transcript lands the new recording's summary, action items and title start by themselves, but
+// only when a provider is configured, so an unconfigured install never sends anything), slides from a
 // saved recording's screen video (read once the transcription queue is done with the recording, so that
 // they never compete with its transcription; also when transcription is off or failed), the daily
 // screen-video expiry sweep (also after the computer wakes), and the update check (never in the demo, which
@@ -22,6 +22,9 @@ class DatabaseManager;
 namespace Platform {
 class PowerEvents;
 }
+namespace Intelligence {
+class AIService;
+}
 namespace Support {
 class NotificationCenter;
 class UserDefaults;
@@ -39,7 +42,8 @@ public:
         Support::Scheduler& scheduler;
         Support::UserDefaults& defaults;
         Support::NotificationCenter& center;
-        /// The host's register of AI jobs, where a new recording's jobs start.
+        /// The host's AI engine, and its register of AI jobs, where a new recording's jobs start.
+        Intelligence::AIService& ai;
         UI::AIGenerationJobs& aiJobs;
         /// The host's HTTP client (AI providers, the update check).
         Platform::HttpClient& http;

@@ -18,6 +18,7 @@
 #include "App/host/TranscriptionService.h"
 #include "App/host/WindowsShell.h"
 #include "Database/Sqlite/SqliteDatabase.h"
+#include "Intelligence/AIService.h"
 #include "Support/Files.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
@@ -111,7 +112,6 @@ int Host::run(std::ostream& out, std::ostream& err) {
     Support::RealScheduler scheduler(loop);
     auto& center = Support::NotificationCenter::defaultCenter();
     Support::JsonFileUserDefaults defaults(Support::JsonFileUserDefaults::defaultPath());
-    UI::AIGenerationJobs aiJobs(center); // started by the background services, shown by the windows
     if (options_.demo) {
         DemoData::installCalendar(demoFolder, scheduler.now(), defaults,
                                   options_.demoMeetingInSeconds
@@ -137,6 +137,10 @@ int Host::run(std::ostream& out, std::ostream& err) {
                             .defaults = &defaults,
                             .preparingVideo = videoPreparation(center)},
                            say);
+    // The AI engine (the provider in the settings) and its jobs: started by the background services when a
+    // transcript lands, shown and restarted by the windows.
+    auto ai = Intelligence::AIService::fromUserDefaults(platform.http(), scheduler, defaults);
+    UI::AIGenerationJobs aiJobs(center);
     // The windows, when this program has them and there is a display: the library and chat open from the
     // menu, and the meeting card shows as a window beside the terminal's.
     std::unique_ptr<WindowsShell> windows;
@@ -146,6 +150,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
                                          .scheduler = scheduler,
                                          .center = center,
                                          .defaults = defaults,
+                                         .ai = *ai,
                                          .aiJobs = aiJobs,
                                          .dateContext = UI::DateContext{env.localeID, env.timeZoneID},
                                          .terminal = presenter,
@@ -202,6 +207,7 @@ int Host::run(std::ostream& out, std::ostream& err) {
     BackgroundServices services({.scheduler = scheduler,
                                  .defaults = defaults,
                                  .center = center,
+                                 .ai = *ai,
                                  .aiJobs = aiJobs,
                                  .http = platform.http(),
                                  .database = database.get(),

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "Database/DatabaseManager.h"
+#include "Intelligence/AIService.h"
 #include "Platform/HttpClient.h"
 #include "Support/MainLoop.h"
 #include "Support/NotificationCenter.h"
@@ -38,7 +39,9 @@ public:
         Support::Scheduler& scheduler;
         Support::NotificationCenter& center;
         Support::UserDefaults& defaults;
-        /// The host's AI jobs, which the library shows and restarts.
+        /// The host's AI engine (the chat, the settings' provider test) and its jobs, which the library shows
+        /// and restarts.
+        Intelligence::AIService& ai;
         UI::AIGenerationJobs& aiJobs;
         UI::DateContext dateContext;
         /// The terminal's presenter: banners stay there, the card is shown there and as a window.

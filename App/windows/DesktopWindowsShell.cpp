@@ -18,7 +18,7 @@ public:
     static std::unique_ptr<WindowsShell> connect(Dependencies dependencies) {
         auto windows = Desktop::DesktopWindows::connect(
             {dependencies.loop, dependencies.database, dependencies.scheduler, dependencies.center,
-             dependencies.defaults, dependencies.dateContext, dependencies.aiJobs},
+             dependencies.defaults, dependencies.dateContext, dependencies.aiJobs, &dependencies.ai},
             dependencies.say);
         if (!windows) {
             return nullptr;

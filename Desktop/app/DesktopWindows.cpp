@@ -63,7 +63,7 @@ struct DesktopWindows::Impl {
         }
         speechModels = std::make_unique<Intelligence::SpeechModels>();
         downloads = std::make_unique<SpeechModelDownloads>(*speechModels, *sources.http);
-        ai = std::make_unique<UI::AIServiceObservable>(*sources.http, Intelligence::AIService::shared());
+        ai = std::make_unique<UI::AIServiceObservable>(*sources.http, services.ai);
         UI::AIAppsSettingsModel::Dependencies apps;
         apps.environment = UI::MCPClientEnvironment::live();
         apps.helperPath = UI::AIAppsHelperLocation::current();
@@ -120,8 +120,7 @@ struct DesktopWindows::Impl {
                 QGuiApplication::clipboard()->setText(QString::fromStdString(text));
             },
             &services.aiJobs,
-            [&database = services.database]() -> std::optional<UI::AIGenerationClient> {
-                auto* ai = Intelligence::AIService::shared();
+            [&database = services.database, ai = services.ai]() -> std::optional<UI::AIGenerationClient> {
                 if (!ai) {
                     return std::nullopt;
                 }
@@ -223,7 +222,7 @@ void DesktopWindows::openRecording(Database::RecordingId id, std::optional<doubl
 
 bool DesktopWindows::openChat() {
     if (!impl_->chat) {
-        auto* ai = Intelligence::AIService::shared();
+        auto* ai = impl_->services.ai;
         if (!ai) {
             return false;
         }

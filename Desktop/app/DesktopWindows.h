@@ -8,6 +8,7 @@
 #pragma once
 
 #include "Database/DatabaseManager.h"
+#include "Intelligence/AIService.h"
 #include "Platform/Clipboard.h"
 #include "Platform/HttpClient.h"
 #include "Platform/ProcessRunner.h"
@@ -44,6 +45,8 @@ public:
         UI::DateContext dateContext;
         /// The AI jobs the library shows and restarts (the host's, which its background services start).
         UI::AIGenerationJobs& aiJobs;
+        /// The host's AI engine; without one (screenshots, tests) there is no chat and no regeneration.
+        Intelligence::AIService* ai = nullptr;
     };
 
     /// Whether Qt can start: QT_QPA_PLATFORM is set, or the X display ($DISPLAY) answers.
@@ -66,8 +69,8 @@ public:
     bool hasLibrary() const;
     /// The library at a recording, at `transcriptTime` in its transcript when given.
     void openRecording(Database::RecordingId id, std::optional<double> transcriptTime = std::nullopt);
-    /// Shows (creating on first use) the chat window over the shared AI service; false when no AI service
-    /// is set up (nothing is shown then).
+    /// Shows (creating on first use) the chat window over the host's AI engine; false without one (nothing
+    /// is shown then).
     bool openChat();
     /// What the settings window needs from the rest of the host; set before it is first opened (empty
     /// parts: the page says the part is not there).

@@ -9,6 +9,7 @@
 #include "App/host/BackgroundServices.h"
 #include "App/host/TranscriptionService.h"
 #include "AudioEngine/SimulatedCapture.h"
+#include "Intelligence/AIService.h"
 #include "Database/Sqlite/SqliteDatabase.h"
 #include "Intelligence/AIProviderSettings.h"
 #include "Intelligence/TranscriptionSettings.h"
@@ -39,6 +40,7 @@ struct World {
     Database::SqliteDatabase database{":memory:"};
     Fakes::FakeAIProvider provider;
     Platform::CurlHttpClient http;
+    std::unique_ptr<Intelligence::AIService> ai; // made once the provider settings below are saved
     UI::AIGenerationJobs jobs{center};
     std::vector<std::string> said;
 
@@ -49,16 +51,17 @@ struct World {
         ::setenv("VELLMORA_STATE_HOME", (home / "state").c_str(), 1);
         ::setenv("VELLMORA_DATA_HOME", (home / "data").c_str(), 1);
         ::setenv("VELLMORA_CACHE_HOME", (home / "cache").c_str(), 1);
-        Intelligence::AIProviderSettings ai;
-        ai.provider = Intelligence::AIProvider::openAICompatible;
-        ai.openAIBaseURL = provider.baseURL();
-        ai.openAIModel = "local-model";
-        ai.save(defaults);
+        Intelligence::AIProviderSettings settings;
+        settings.provider = Intelligence::AIProvider::openAICompatible;
+        settings.openAIBaseURL = provider.baseURL();
+        settings.openAIModel = "local-model";
+        settings.save(defaults);
         Intelligence::AIKeyStore().save({"sk-local", ""});
         Intelligence::TranscriptionSettings speech;
         speech.engine = Intelligence::TranscriptionEngine::simulated;
         speech.save(defaults);
         provider.setDefault({{"Launch plan review"}});
+        ai = Intelligence::AIService::fromUserDefaults(http, scheduler, defaults);
     }
     ~World() { std::filesystem::remove_all(home); }
 
@@ -119,6 +122,7 @@ TEST(TranscriptionService, TakesASavedCallToItsTranscriptAndStartsTheAIJobs) {
     App::BackgroundServices services({.scheduler = w.scheduler,
                                       .defaults = w.defaults,
                                       .center = w.center,
+                                      .ai = *w.ai,
                                       .aiJobs = w.jobs,
                                       .http = w.http,
                                       .database = &w.database,
@@ -214,6 +218,7 @@ struct SlidesAfterTranscription {
         : w(world), services({.scheduler = w.scheduler,
                               .defaults = w.defaults,
                               .center = w.center,
+                              .ai = *w.ai,
                               .aiJobs = w.jobs,
                               .http = w.http,
                               .database = &w.database,
