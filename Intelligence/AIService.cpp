@@ -228,9 +228,7 @@ void AIService::noteSuccess() {
 }
 
 Support::Task<void> AIService::waitUntilReady(std::function<void()> onWaiting) {
-    auto task = waitUntilReadyNow(std::move(onWaiting));
-    tasks_.add(task);
-    return task;
+    return tasks_.add(waitUntilReadyNow(std::move(onWaiting)));
 }
 
 Support::Task<void> AIService::waitUntilReadyNow(std::function<void()> onWaiting) {
@@ -348,9 +346,7 @@ TextStream AIService::generate(Request request) {
     auto transfer = httpRequest(request);
     auto provider = settings_.provider;
     return TextStream::make([this, transfer = std::move(transfer), provider](TextStream::Sink sink) {
-        auto task = stream(transfer, provider, sink);
-        tasks_.add(task);
-        return task;
+        return tasks_.add(stream(transfer, provider, sink));
     });
 }
 

@@ -10,7 +10,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <optional>
 
 namespace Intelligence {
 
@@ -30,20 +29,8 @@ template <typename R> struct RunToEndAwaiter {
         task->setCancelHook([flag = cancelled] { flag->store(true); });
         Support::Continuation<R> continuation(state, task->shared_from_this());
         Support::BlockingWork::submit([work = std::move(work), flag = cancelled, continuation]() mutable {
-            // As in BlockingWork::run: settled outside the catch block, with the pool's references to the
-            // task handed to the loop, so that the task and its error are released there.
-            std::optional<R> value;
-            std::exception_ptr error;
-            try {
-                value.emplace(work(*flag));
-            } catch (...) {
-                error = std::current_exception();
-            }
-            if (error) {
-                std::move(continuation).failAndRelease(std::move(error));
-            } else {
-                std::move(continuation).resumeAndRelease(std::move(*value));
-            }
+            auto once = [&] { return work(*flag); };
+            Support::BlockingWork::settleFromPool(std::move(continuation), once);
         });
     }
     R await_resume() {

@@ -22,32 +22,35 @@ void submit(std::function<void()> job);
 /// Waits until every submitted job has finished (tests and shutdown).
 void drain();
 
+/// On a pool thread: runs `work()` and settles `c` with its value or exception. Both are handed over outside
+/// the catch block and with the pool's references to the task, so that the task, its frame and the
+/// exception are released on the loop's thread, never here.
+template <typename R, typename F> void settleFromPool(Continuation<R> c, F& work) {
+    std::exception_ptr error;
+    std::optional<std::conditional_t<std::is_void_v<R>, std::monostate, R>> value;
+    try {
+        if constexpr (std::is_void_v<R>) {
+            work();
+            value.emplace();
+        } else {
+            value.emplace(work());
+        }
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (error) {
+        std::move(c).failAndRelease(std::move(error));
+    } else if constexpr (std::is_void_v<R>) {
+        std::move(c).resumeAndRelease();
+    } else {
+        std::move(c).resumeAndRelease(std::move(*value));
+    }
+}
+
 template <typename F> auto run(F work) {
     using R = std::invoke_result_t<F&>;
     return withContinuation<R>([work = std::move(work)](Continuation<R> c) mutable {
-        submit([work = std::move(work), c]() mutable {
-            // The result is handed over outside the catch block and with the pool's references to the task:
-            // the task, its frame and the exception are then released on the loop's thread, never here.
-            std::exception_ptr error;
-            std::optional<std::conditional_t<std::is_void_v<R>, std::monostate, R>> value;
-            try {
-                if constexpr (std::is_void_v<R>) {
-                    work();
-                    value.emplace();
-                } else {
-                    value.emplace(work());
-                }
-            } catch (...) {
-                error = std::current_exception();
-            }
-            if (error) {
-                std::move(c).failAndRelease(std::move(error));
-            } else if constexpr (std::is_void_v<R>) {
-                std::move(c).resumeAndRelease();
-            } else {
-                std::move(c).resumeAndRelease(std::move(*value));
-            }
-        });
+        submit([work = std::move(work), c]() mutable { settleFromPool(std::move(c), work); });
     });
 }
 

@@ -31,16 +31,13 @@ public:
 
     /// Starts `f()` like `startTask(f)` (the callable and its captures live until the task ends) and keeps
     /// it in the group until it ends. Returns the task's handle.
-    template <typename F> auto start(F f) -> std::invoke_result_t<F&> {
-        auto task = startTask(std::move(f));
-        add(task);
-        return task;
-    }
+    template <typename F> auto start(F f) -> std::invoke_result_t<F&> { return add(startTask(std::move(f))); }
 
-    /// Adds a task already started, to be cancelled with the group.
-    template <typename T> void add(const Task<T>& task) {
+    /// Adds a task already started, to be cancelled with the group; returns it (`return tasks_.add(body())`
+    /// in a member that starts a member coroutine).
+    template <typename T> Task<T> add(Task<T> task) {
         if (!task.isValid() || task.isDone()) {
-            return;
+            return task;
         }
         const auto id = remember([task] { task.cancel(); });
         std::weak_ptr<Members> members = members_;
@@ -49,6 +46,7 @@ public:
                 m->cancels.erase(id);
             }
         });
+        return task;
     }
 
     /// Cancels every task in the group (the group stays usable for new tasks).

@@ -5,7 +5,6 @@
 #include <dlfcn.h>
 
 #include <filesystem>
-
 #include <mutex>
 
 namespace Platform::DesktopCalendars {

@@ -274,7 +274,7 @@ void AIServiceObservable::runTest(Task<TestResult> test) {
     testTask_.cancel();
     isTesting.set(true);
     testResult.set(std::nullopt);
-    tasks_.add(test); // a member coroutine: it must not start after this object is gone
+    (void)tasks_.add(test); // a member coroutine: it must not start after this object is gone
     testTask_ = tasks_.start([this, test]() -> Task<void> {
         auto awaiter = Support::awaitOwned(test);
         auto result = co_await awaiter;

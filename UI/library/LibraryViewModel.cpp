@@ -47,7 +47,7 @@ void LibraryViewModel::setAll(std::vector<Recording> all) {
 }
 
 Support::Task<void> LibraryViewModel::loadRecordings() {
-    return owned(loadRecordingsNow());
+    return tasks_.add(loadRecordingsNow());
 }
 
 Support::Task<void> LibraryViewModel::loadRecordingsNow() {
@@ -120,7 +120,7 @@ std::vector<LibraryViewModel::Recording> LibraryViewModel::filterRecordings(cons
 
 Support::Task<void> LibraryViewModel::searchMoments(std::string query, bool titlesOnly,
                                                     std::uint64_t generation) {
-    return owned(searchMomentsNow(std::move(query), titlesOnly, generation));
+    return tasks_.add(searchMomentsNow(std::move(query), titlesOnly, generation));
 }
 
 Support::Task<void> LibraryViewModel::searchMomentsNow(std::string query, bool titlesOnly,
@@ -163,7 +163,7 @@ Support::Task<void> LibraryViewModel::searchMomentsNow(std::string query, bool t
 
 Support::Task<void> LibraryViewModel::applyVisualStep(std::vector<Intelligence::MomentHit> visual,
                                                       std::uint64_t generation) {
-    return owned(applyVisualStepNow(std::move(visual), generation));
+    return tasks_.add(applyVisualStepNow(std::move(visual), generation));
 }
 
 Support::Task<void> LibraryViewModel::applyVisualStepNow(std::vector<Intelligence::MomentHit> visual,
@@ -183,7 +183,7 @@ Support::Task<void> LibraryViewModel::applyVisualStepNow(std::vector<Intelligenc
 
 Support::Task<std::vector<SidebarMomentGroup>>
 LibraryViewModel::groups(std::vector<Intelligence::MomentHit> hits, std::vector<Recording> in) {
-    return owned(groupsNow(std::move(hits), std::move(in)));
+    return tasks_.add(groupsNow(std::move(hits), std::move(in)));
 }
 
 Support::Task<std::vector<SidebarMomentGroup>>
@@ -224,7 +224,7 @@ LibraryViewModel::groupsNow(std::vector<Intelligence::MomentHit> hits, std::vect
 }
 
 Support::Task<void> LibraryViewModel::deleteRecording(Recording recording) {
-    return owned(deleteRecordingNow(std::move(recording)));
+    return tasks_.add(deleteRecordingNow(std::move(recording)));
 }
 
 Support::Task<void> LibraryViewModel::deleteRecordingNow(Recording recording) {
@@ -274,7 +274,7 @@ void LibraryViewModel::replaceInLists(const Recording& updated) {
 }
 
 Support::Task<void> LibraryViewModel::toggleFavorite(Recording recording) {
-    return owned(toggleFavoriteNow(std::move(recording)));
+    return tasks_.add(toggleFavoriteNow(std::move(recording)));
 }
 
 Support::Task<void> LibraryViewModel::toggleFavoriteNow(Recording recording) {
@@ -295,7 +295,7 @@ Support::Task<void> LibraryViewModel::toggleFavoriteNow(Recording recording) {
 }
 
 Support::Task<std::string> LibraryViewModel::transcriptText(Database::RecordingId id) {
-    return owned(transcriptTextNow(id));
+    return tasks_.add(transcriptTextNow(id));
 }
 
 Support::Task<std::string> LibraryViewModel::transcriptTextNow(Database::RecordingId id) {

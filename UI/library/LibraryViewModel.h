@@ -111,10 +111,6 @@ private:
 
     // The bodies of the tasks above; the public members start them in `tasks_`, so that they end (at their
     // next await) when the model goes away.
-    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
-        tasks_.add(task);
-        return task;
-    }
     Support::Task<void> loadRecordingsNow();
     Support::Task<void> searchMomentsNow(std::string query, bool titlesOnly, std::uint64_t generation);
     Support::Task<void> applyVisualStepNow(std::vector<Intelligence::MomentHit> visual,

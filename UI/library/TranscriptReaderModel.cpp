@@ -37,15 +37,15 @@ TranscriptReaderModel::TranscriptReaderModel(Database::DatabaseManager& database
 TranscriptReaderModel::~TranscriptReaderModel() = default;
 
 Support::Task<void> TranscriptReaderModel::load() {
-    return owned(loadNow());
+    return tasks_.add(loadNow());
 }
 
 Support::Task<void> TranscriptReaderModel::loadMoreSegments() {
-    return owned(loadMoreSegmentsNow());
+    return tasks_.add(loadMoreSegmentsNow());
 }
 
 Support::Task<void> TranscriptReaderModel::copyAll() {
-    return owned(copyAllNow());
+    return tasks_.add(copyAllNow());
 }
 
 Support::Task<void> TranscriptReaderModel::loadNow() {

@@ -104,10 +104,6 @@ private:
     Support::Task<void> loadNow();
     Support::Task<void> loadMoreSegmentsNow();
     Support::Task<void> copyAllNow();
-    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
-        tasks_.add(task);
-        return task;
-    }
 
     Database::DatabaseManager& database_;
     Database::RecordingId recordingId_;

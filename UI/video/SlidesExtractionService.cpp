@@ -124,31 +124,31 @@ SlidesExtractionService::FindKeyDetails SlidesExtractionService::liveFindKeyDeta
 }
 
 Support::Task<Outcome> SlidesExtractionService::extract(Database::RecordingId recordingId, bool force) {
-    return owned(extractNow(recordingId, force));
+    return tasks_.add(extractNow(recordingId, force));
 }
 
 Support::Task<void> SlidesExtractionService::recordingDeleted(Database::RecordingId recordingId) {
-    return owned(recordingDeletedNow(recordingId));
+    return tasks_.add(recordingDeletedNow(recordingId));
 }
 
 Support::Task<void> SlidesExtractionService::rankScreens(Database::RecordingId recordingId) {
-    return owned(rankScreensNow(recordingId));
+    return tasks_.add(rankScreensNow(recordingId));
 }
 
 Support::Task<void> SlidesExtractionService::label(Database::RecordingId recordingId) {
-    return owned(labelNow(recordingId));
+    return tasks_.add(labelNow(recordingId));
 }
 
 Support::Task<void> SlidesExtractionService::labelPendingScreens(int maximumRecordings) {
-    return owned(labelPendingScreensNow(maximumRecordings));
+    return tasks_.add(labelPendingScreensNow(maximumRecordings));
 }
 
 Support::Task<void> SlidesExtractionService::findKeyDetails(Database::RecordingId recordingId) {
-    return owned(findKeyDetailsNow(recordingId));
+    return tasks_.add(findKeyDetailsNow(recordingId));
 }
 
 Support::Task<int> SlidesExtractionService::sweepOrphans() {
-    return owned(sweepOrphansNow());
+    return tasks_.add(sweepOrphansNow());
 }
 
 Support::Task<Outcome> SlidesExtractionService::extractNow(Database::RecordingId recordingId, bool force) {
@@ -157,7 +157,7 @@ Support::Task<Outcome> SlidesExtractionService::extractNow(Database::RecordingId
     if (it != runs_.end()) {
         run = it->second;
     } else {
-        run = owned(performExtraction(recordingId, force));
+        run = tasks_.add(performExtraction(recordingId, force));
         runs_[recordingId] = run;
         forgetWhenDone(runs_, recordingId, run);
     }
@@ -320,7 +320,7 @@ Support::Task<void> SlidesExtractionService::findKeyDetailsNow(Database::Recordi
     if (it != keyDetailRuns_.end()) {
         run = it->second;
     } else {
-        run = owned(findKeyDetails_(recordingId));
+        run = tasks_.add(findKeyDetails_(recordingId));
         keyDetailRuns_[recordingId] = run;
         forgetWhenDone(keyDetailRuns_, recordingId, run);
     }

@@ -90,10 +90,6 @@ private:
     Support::Task<void> labelPendingScreensNow(int maximumRecordings);
     Support::Task<void> findKeyDetailsNow(Database::RecordingId recordingId);
     Support::Task<int> sweepOrphansNow();
-    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
-        tasks_.add(task);
-        return task;
-    }
     /// Stops a recording's extraction: its job when it has one (the run then ends with the cancelled
     /// outcome and its notifications), else the run itself.
     void stopRun(const Support::Task<Intelligence::Slide::Outcome>& run, Database::RecordingId recordingId);

@@ -85,16 +85,16 @@ VideoExpiryCoordinator::recordingsBefore(Support::Date cutoffDate) {
 }
 
 Support::Task<std::optional<VideoExpiryCoordinator::Report>> VideoExpiryCoordinator::run(Support::Date now) {
-    return owned(runNow(now));
+    return tasks_.add(runNow(now));
 }
 
 Support::Task<VideoExpiryCoordinator::Preview> VideoExpiryCoordinator::preview(std::uint8_t option,
                                                                                Support::Date now) {
-    return owned(previewNow(option, now));
+    return tasks_.add(previewNow(option, now));
 }
 
 Support::Task<VideoExpiryCoordinator::DeleteResult> VideoExpiryCoordinator::deleteVideo(Recording recording) {
-    return owned(deleteVideoNow(std::move(recording)));
+    return tasks_.add(deleteVideoNow(std::move(recording)));
 }
 
 Support::Task<std::optional<VideoExpiryCoordinator::Report>>

@@ -124,10 +124,6 @@ private:
     Support::Task<std::optional<Report>> runNow(Support::Date now);
     Support::Task<Preview> previewNow(std::uint8_t option, Support::Date now);
     Support::Task<DeleteResult> deleteVideoNow(Recording recording);
-    template <typename T> Support::Task<T> owned(Support::Task<T> task) {
-        tasks_.add(task);
-        return task;
-    }
 
     Dependencies deps_;
     Database::DatabaseManager* database_ = nullptr;

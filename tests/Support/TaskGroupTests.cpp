@@ -119,8 +119,8 @@ TEST_F(TaskGroupTest, ATaskAddedAfterItStartedIsCancelledWithTheGroupAndAFinishe
     auto running = answerAfter(scheduler, 100s, 2);
     {
         TaskGroup group;
-        group.add(done);
-        group.add(running);
+        (void)group.add(done);
+        (void)group.add(running);
         EXPECT_EQ(group.size(), 1u);
     }
     loop.runUntilIdle();
